@@ -1,0 +1,18 @@
+# What every target of this project is compiled with. Private to the target, so that nothing of it reaches a user.
+function(orm_target target)
+    target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow
+        $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor>)
+    target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR})
+    if(ORM_SANITIZE)
+        target_compile_options(${target} PRIVATE -fsanitize=${ORM_SANITIZE} -fno-sanitize-recover=all
+                               -fno-omit-frame-pointer)
+        target_link_options(${target} PRIVATE -fsanitize=${ORM_SANITIZE})
+    endif()
+    if(ORM_COVERAGE)
+        target_compile_options(${target} PRIVATE -fprofile-instr-generate -fcoverage-mapping)
+        target_link_options(${target} PRIVATE -fprofile-instr-generate)
+    endif()
+    set_target_properties(${target} PROPERTIES
+        C_VISIBILITY_PRESET hidden CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON
+        POSITION_INDEPENDENT_CODE ON)
+endfunction()

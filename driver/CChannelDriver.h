@@ -1,0 +1,95 @@
+// What a trace host programs against: the abstract channel driver and the types of its operations. A host includes this
+// header alone, loads the library with dlopen and gets a driver from CreateChannelDriver; it links nothing.
+//
+// Conventions for every driver:
+// Ownership: CreateChannelDriver makes a driver, DestroyChannelDriver frees it. Arguments belong to the caller and are
+//            not kept.
+// Errors:    operations throw Orm::Lux::Corva::cCorvaError, a text with a severity. After a throw the driver can be
+// used
+//            on.
+// Threads:   one driver belongs to one thread at a time; different drivers may be used at the same time.
+#pragma once
+
+#include <string>
+
+#include "source_utilities/Export.h"
+
+namespace Orm {
+namespace Lux {
+namespace Trace {
+
+// The records and enumerations that a host defines. Of eTraceDataFileType the values 1 and 3 are the uncompressed
+// kinds.
+struct _ChannelAttribute;
+struct _TraceChannelStatus;
+enum eTODStampType : int;
+enum eTraceDataFileType : int;
+
+class ORM_EXPORT TraceChannelAttributes {
+public:
+    virtual ~TraceChannelAttributes() = default;
+
+    // Fills attribute with what is known under name.
+    virtual void GetAttribute(const char* name, _ChannelAttribute& attribute) = 0;
+};
+
+class ORM_EXPORT CChannelDriverProgress {
+public:
+    // Reports how far a long operation has come. A driver without such operations leaves the arguments as they are.
+    virtual void GetProgress(int&, int&, std::string&) {}
+
+protected:
+    ~CChannelDriverProgress() = default;  // never deleted through this base
+};
+
+// The operations have their slots in this order. New ones come only behind a new factory.
+class ORM_EXPORT CChannelDriver : public TraceChannelAttributes, public CChannelDriverProgress {
+public:
+    ~CChannelDriver() override = default;
+
+    // Live channels: configuration and recording.
+    virtual int GetUserConfiguration() = 0;
+    virtual void SetConfiguration(const char* text) = 0;
+    virtual void StartRecording(bool) = 0;
+    virtual void StopRecording() = 0;
+    virtual void ResumeRecording() = 0;
+
+    // Appends the loaded trace to the file fileName.
+    virtual void SaveFile(std::string fileName, eTraceDataFileType type) = 0;
+
+    // Loads the trace in the file fileName in place of the one loaded before.
+    virtual void LoadFile(std::string fileName, unsigned long, eTraceDataFileType type) = 0;
+
+    // Copies samples StartSample and following, at most NumSamples of them, to buffer, and their number to samplesRead.
+    // REQUIRES: buffer holds NumSamples samples.
+    virtual void SeekReadTraceData(unsigned int StartSample, unsigned int NumSamples, unsigned long* buffer,
+                                   unsigned int* samplesRead) = 0;
+
+    // Returns: the number of samples in the loaded trace, 0 when none is loaded.
+    virtual unsigned int GetNumSamples() const = 0;
+
+    // Returns: the name of the traced processor, null when the driver knows none.
+    virtual const char* CpuName() const = 0;
+    virtual void GetChannelStatus(_TraceChannelStatus& status) = 0;
+
+    // Returns: a time stamp as text, empty when the driver knows none.
+    virtual std::string GetTODStamp(eTODStampType type, unsigned long, unsigned long, unsigned long, unsigned char) = 0;
+};
+
+}  // namespace Trace
+}  // namespace Lux
+}  // namespace Orm
+
+// The library's two entry points, found with dlsym.
+
+// Makes a driver. The first call in a process also prepares it: it settles the process id under which the processes of
+// one debug session log (ORM_TRACE_DEBUGCLIENT_PID), creates the trace directories, publishes them in
+// ORM_TRACE_LOGGING_DIR, ORM_TRACE_DATA_DIR and ORM_TRACE_SETTINGS_DIR, and starts logging. What fails of that is not
+// reported, and the next call tries again.
+// Ownership: the caller frees the driver with DestroyChannelDriver.
+// Errors:    std::bad_alloc alone, when there is no memory for the driver.
+// Threads:   may be called from several threads at once, while other drivers are in use.
+extern "C" ORM_EXPORT Orm::Lux::Trace::CChannelDriver* CreateChannelDriver();
+
+// Closes the driver's trace file and frees the driver. Null is ignored.
+extern "C" ORM_EXPORT void DestroyChannelDriver(Orm::Lux::Trace::CChannelDriver* driver);

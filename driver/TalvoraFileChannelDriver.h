@@ -1,0 +1,105 @@
+// The channel driver that serves captured traces from files.
+#pragma once
+
+#include <cstdio>
+#include <string>
+
+#include "driver/CChannelDriver.h"
+#include "source_utilities/Export.h"
+
+namespace Orm {
+namespace Lux {
+namespace Trace {
+
+// Serves the samples of a trace file: those in the section "BinTraceData", version 1, of a TDF file (extension "tdf"
+// and the TDF identifier), or the whole content of any other file. A sample is 8 bytes, a little-endian 64-bit word;
+// sample n lies at byte m_dataPosition + 8 n. Positions, lengths and counts are 32 bits wide.
+//
+// Each operation writes its name to the log when logging is on. What belongs to live channels is refused with
+// "Talvora file channel driver: This capability is not supported.".
+class ORM_EXPORT TalvoraFileChannelDriver : public CChannelDriver {
+public:
+    // The class of a failure. It does not travel with the error.
+    enum eChannelDriverStatus : int {
+        eNotSupported,
+        eEmptyFileName,
+        eCannotOpenFile,
+        eFileIOError,
+        eInvalidSample,
+        eMemoryAllocationFailure
+    };
+    // The text of each status.
+    static const char* const TalvoraFileChannelDriverErrorMessages[6];
+
+    TalvoraFileChannelDriver();
+    ~TalvoraFileChannelDriver() override;
+    TalvoraFileChannelDriver(const TalvoraFileChannelDriver&) = delete;
+    TalvoraFileChannelDriver& operator=(const TalvoraFileChannelDriver&) = delete;
+
+    // Refuses every attribute, with severity 0 and the text "Talvora file channel driver doesn't support".
+    void GetAttribute(const char* name, _ChannelAttribute& attribute) override;
+
+    // Refused.
+    int GetUserConfiguration() override;
+    void SetConfiguration(const char* text) override;
+    void StartRecording(bool) override;
+    void StopRecording() override;
+    void ResumeRecording() override;
+    void GetChannelStatus(_TraceChannelStatus& status) override;
+
+    // Refused for now, behind the refusals that LoadFile makes too.
+    void SaveFile(std::string fileName, eTraceDataFileType type) override;
+
+    // Opens fileName and finds its samples; the file stays open until the next LoadFile or the driver's end. The number
+    // is ignored. A FIFO or device never makes the host wait: it has no samples, and reading it fails.
+    // Errors: the first two leave the trace loaded before in place.
+    //         type 1 or 3: "Talvora file channel driver: Can't open trace data file.\nThe Talvora File Channel Driver
+    //         should not be used to open Uncompressed trace files.";
+    //         an empty name: "Talvora file channel driver: Empty file name.";
+    //         a file that cannot be opened: "Failed to open " + fileName + " for reading."; the driver is as new then;
+    //         a TDF file without the section, or damaged before it: the text of the TDF reader; the driver has no
+    //         samples then. Any other failure: an empty text.
+    void LoadFile(std::string fileName, unsigned long, eTraceDataFileType type) override;
+
+    // A run that goes beyond the last sample is cut there; StartSample equal to the number of samples reads nothing.
+    // Whole samples are counted: one that the end of the file cuts is not. A last sample that reaches beyond its
+    // section is completed by the bytes behind it. Sums and positions are taken in 32 bits and wrap. samplesRead:
+    // written once reading was tried, also when it failed. May be null. Errors: StartSample beyond the number of
+    // samples: "Talvora file channel driver: The requested sample is not
+    //         valid."; no file, a failed seek or read, a null buffer with something to read: "Talvora file channel
+    //         driver: File I/O error reading trace file.". Once a read has failed, each one fails until the next
+    //         LoadFile.
+    void SeekReadTraceData(unsigned int StartSample, unsigned int NumSamples, unsigned long* buffer,
+                           unsigned int* samplesRead) override;
+
+    // Returns: the number of samples, a last one that is cut short counted; 0 when there is no file. Never throws. A
+    //          count of 0 is looked up again at each call, any other is kept until the next LoadFile.
+    unsigned int GetNumSamples() const override;
+
+    // Returns: null; the driver knows no processor.
+    const char* CpuName() const override;
+    // Returns: an empty text.
+    std::string GetTODStamp(eTODStampType type, unsigned long, unsigned long, unsigned long, unsigned char) override;
+    // Returns: 0.
+    int GetChannelNum() const;
+
+    // Throws cCorvaError of severity 2 with message.
+    [[noreturn]] void ThrowError(eChannelDriverStatus status, std::string message) const;
+
+    FILE* m_file;                               // owned, null when no file is open
+    unsigned int m_dataPosition, m_dataLength;  // of the samples, in bytes; the length is that of a TDF file
+    bool m_isTDF;
+    mutable unsigned int m_numSamples;  // 0: to be computed
+    std::string m_fileName;
+
+private:
+    void CheckFileArguments(const std::string& fileName, eTraceDataFileType type,
+                            const char* uncompressedRefusal) const;
+    [[noreturn]] void Refuse(const char* operation) const;
+    [[noreturn]] void FailReading(const char* logText) const;
+    void Close() noexcept;
+};
+
+}  // namespace Trace
+}  // namespace Lux
+}  // namespace Orm

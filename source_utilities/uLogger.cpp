@@ -1,0 +1,246 @@
+#include "source_utilities/uLogger.h"
+
+#include <dlfcn.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cstdio>
+#include <cstring>
+
+#include "source_utilities/LogCall.h"
+#include "source_utilities/ScopedLock.h"
+#include "source_utilities/SharedTime.h"
+#include "source_utilities/uTime.h"
+
+namespace ORM_LUX {
+namespace {
+
+constexpr int kLineBufferSize = 4096;
+
+// Flags that a thread sets while others log.
+bool IsSet(const bool& flag) { return std::atomic_ref<bool>(const_cast<bool&>(flag)).load(std::memory_order_relaxed); }
+bool Exchange(bool& flag, bool value) { return std::atomic_ref<bool>(flag).exchange(value, std::memory_order_relaxed); }
+
+// A style of time stamp, with the text of its present second: the calendar is formatted once a second, not once a line.
+struct StampStyle {
+    const char* calendarFormat;
+    bool hasMilliSeconds;
+    std::array<unsigned int, 6> second{};  // the second that text stands for
+    std::array<char, 24> text{};
+    int length = -1;  // of text, -1 before the first use
+};
+
+std::array<unsigned int, 6> SecondOf(const uTime& time) {
+    return {static_cast<unsigned int>(time.GetYear()),
+            time.GetMonth(),
+            time.GetDay(),
+            time.GetHour(),
+            time.GetMinute(),
+            time.GetSecond()};
+}
+
+// Appends text to buf of size bytes, of which used are taken by text before it; what does not fit is cut.
+int Append(char* buf, int size, int used, const char* text, int length) {
+    const int fitting = std::max(0, std::min(length, size - 1 - used));
+    std::memcpy(buf + used, text, static_cast<std::size_t>(fitting));
+    buf[used + fitting] = '\0';
+    return used + fitting;
+}
+
+}  // namespace
+
+uMutex& SharedTimeMutex() {
+    static uMutex& mutex = *new uMutex;
+    return mutex;
+}
+
+uLogger::uLogger() : uLogger(nullptr, false) { SetFileName("KVB_log.txt", false); }
+
+uLogger::uLogger(const char* fileName, bool append)
+    : m_file(fileName, nullptr),
+      m_fileName(fileName != nullptr ? fileName : ""),
+      m_outputEnabled(true),
+      m_logToStdio(false),
+      m_logDbgOutWindow(false),
+      m_append(append),
+      m_nameValid(true),
+      m_fileOpen(false),
+      m_bufSize(kLineBufferSize),
+      m_pBuf(new char[kLineBufferSize]),
+      m_levelMask(LOG_M | LOG_W | LOG_F | LOG_A | LOG_E) {}
+
+uLogger::~uLogger() {
+    CloseFile();
+    delete[] m_pBuf;
+}
+
+bool uLogger::SetFileName(const char* fileName, bool append) {
+    const ScopedLock lock(m_mutex);
+    m_fileName = fileName != nullptr ? fileName : "";
+    m_append = append;
+    if (m_fileOpen) {
+        CloseFile();
+        OpenFile();
+    }
+    return m_fileOpen;
+}
+
+bool uLogger::OpenFile() {
+    m_fileOpen = m_file.Open(m_fileName.c_str(), m_append ? "a+" : "w+");
+    return m_fileOpen;
+}
+
+bool uLogger::CloseFile() {
+    m_fileOpen = false;
+    return m_file.Close();
+}
+
+bool uLogger::EnableOutput(bool on) {
+    const ScopedLock lock(m_mutex);
+    const bool before = Exchange(m_outputEnabled, on);
+    if (!on) CloseFile();
+    return before;
+}
+
+void uLogger::EnableLogToStdio(bool on) { Exchange(m_logToStdio, on); }
+
+void uLogger::EnableLogDbgOutWindow(bool on) { Exchange(m_logDbgOutWindow, on); }
+
+void uLogger::Clear() {
+    const ScopedLock lock(m_mutex);
+    m_file.Erase();
+    m_fileOpen = m_file.IsOpen();
+}
+
+void uLogger::Flush() {
+    const ScopedLock lock(m_mutex);
+    m_file.Flush();
+}
+
+const char* uLogger::GetName() const { return m_nameValid ? m_fileName.c_str() : ""; }
+
+void uLogger::Log(unsigned level, TIME_DATE td, const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    Log(level, td, format, args);
+    va_end(args);
+}
+
+void uLogger::Log(unsigned level, TIME_DATE td, const char* format, va_list& args) {
+    if (!IsSet(m_outputEnabled) || level == 0 || m_levelMask == 0 || format == nullptr) return;
+    const ScopedLock lock(m_mutex);
+    int length = SprintfLevel(level, m_pBuf, m_bufSize);
+    length += SprintfCurrentTime(m_pBuf + length, m_bufSize - length, td);
+    // One byte is kept for the newline.
+    std::vsnprintf(m_pBuf + length, static_cast<std::size_t>(m_bufSize - length - 1), format, args);
+    AddToLog(m_pBuf, length + static_cast<int>(std::strlen(m_pBuf + length)));
+}
+
+void uLogger::Log(const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    Log(format, args);
+    va_end(args);
+}
+
+void uLogger::Log(const char* format, va_list& args) { Log(LOG_M, TD_NONE, format, args); }
+
+void uLogger::LogTimeStamp() { Log(LOG_M, TD_DATE_TIME, "\n"); }
+
+void uLogger::LogModuleInfo() {
+    Dl_info info{};
+    const char* name = "";
+    if (dladdr(reinterpret_cast<void*>(&uLogger::LogModuleInfo), &info) != 0 && info.dli_fname != nullptr) {
+        const char* slash = std::strrchr(info.dli_fname, '/');
+        if (slash != nullptr) name = slash + 1;
+    }
+    if (uLogger* logger = LoggerAbove(0)) logger->Log("MODULE INFO - %s", name);
+}
+
+int uLogger::SprintfTime(char* buf, int size, const tm* t) {
+    if (buf == nullptr || size < 1 || t == nullptr) return 0;
+    return static_cast<int>(std::strftime(buf, static_cast<std::size_t>(size), "%m/%d/%y %H:%M:%S", t));
+}
+
+int uLogger::SprintfLevel(unsigned level, char* buf, int size) {
+    if (buf == nullptr || size < 1) return 0;
+    const auto letter = [level](unsigned bit, char c) { return (level & bit) != 0 ? c : ' '; };
+    const std::array<char, 6> block{letter(LOG_M, 'M'), letter(LOG_W, 'W'), letter(LOG_F, 'F'),
+                                    letter(LOG_A, 'A'), letter(LOG_E, 'E'), ' '};
+    return Append(buf, size, 0, block.data(), static_cast<int>(block.size()));
+}
+
+int uLogger::SprintfCurrentTime(char* buf, int size, TIME_DATE td) {
+    // Guarded by the mutex of the time that they show.
+    static std::array<StampStyle, 3> styles{{{"%m/%d/%y", false}, {"%H:%M:%S:", true}, {"%m/%d/%y %H:%M:%S:", true}}};
+    if (buf == nullptr || size < 1) return 0;
+    if (td < TD_DATE || td > TD_DATE_TIME) return Append(buf, size, 0, " ", 1);
+
+    const ScopedLock lock(SharedTimeMutex());
+    uTime now;
+    now.GetLocal();
+    StampStyle& style = styles[static_cast<std::size_t>(td - TD_DATE)];
+    const auto second = SecondOf(now);
+    if (style.length < 0 || style.second != second) {
+        now.FormatTime(style.text.data(), static_cast<int>(style.text.size()), style.calendarFormat);
+        style.length = static_cast<int>(std::strlen(style.text.data()));
+        style.second = second;
+    }
+    int length = Append(buf, size, 0, style.text.data(), style.length);
+    if (style.hasMilliSeconds) {
+        const auto digit = [](unsigned int n) { return static_cast<char>('0' + n % 10); };
+        const unsigned int milli = now.GetMilliSecond();
+        const std::array<char, 3> digits{digit(milli / 100), digit(milli / 10), digit(milli)};
+        length = Append(buf, size, length, digits.data(), static_cast<int>(digits.size()));
+    }
+    return Append(buf, size, length, " | ", 3);
+}
+
+int uLogger::AddToLog(char* line, int length) {
+    if (!IsSet(m_outputEnabled)) return length;
+    if (!m_fileOpen) OpenFile();
+    length = LineEnd(line, length);
+    if (m_file.IsOpen()) {
+        if (m_file.IsError()) EndTornLine();
+        // Write and flush: one write(2) of the whole line, so that lines of several processes do not mix either.
+        m_file.Write(line, static_cast<unsigned long>(length));
+        m_file.Flush();
+    }
+    if (IsSet(m_logToStdio)) {
+        std::printf("%s", line);
+        std::fflush(stdout);
+    }
+    return length;
+}
+
+int uLogger::LineEnd(char* line, int length) {
+    if (length <= 0) length = static_cast<int>(std::strlen(line));
+    const auto drop = [&](char end) {
+        const bool found = length > 0 && line[length - 1] == end;
+        if (found) --length;
+        return found;
+    };
+    if (drop('\n')) {
+        drop('\r');
+    } else if (drop('\r')) {
+        drop('\n');
+    }
+    line[length++] = '\n';
+    line[length] = '\0';
+    return length;
+}
+
+// After a failed write, typically on a full disk, a part of a line may stand at the end of the file.
+void uLogger::EndTornLine() {
+    m_file.ClearError();
+    const int descriptor = fileno(m_file.m_stream);
+    struct stat status {};
+    char last = '\n';
+    if (fstat(descriptor, &status) != 0 || status.st_size == 0) return;
+    if (pread(descriptor, &last, 1, status.st_size - 1) == 1 && last != '\n') m_file.Write("\n", 1);
+}
+
+}  // namespace ORM_LUX

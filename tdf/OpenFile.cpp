@@ -1,0 +1,48 @@
+#include "tdf/OpenFile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+namespace Orm::Lux::Trace {
+namespace {
+
+FilePtr Open(const char* path, int flags, const char* mode) noexcept {
+    if (path == nullptr) {
+        errno = EFAULT;
+        return nullptr;
+    }
+    const int descriptor = open(path, flags | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    if (descriptor < 0) return nullptr;
+
+    struct stat status {};
+    FilePtr stream;
+    int error = EISDIR;
+    if (fstat(descriptor, &status) != 0) {
+        error = errno;
+    } else if (!S_ISDIR(status.st_mode)) {
+        stream.reset(fdopen(descriptor, mode));
+        error = errno;
+    }
+    if (!stream) {
+        close(descriptor);
+        errno = error;
+    }
+    return stream;
+}
+
+}  // namespace
+
+FilePtr OpenForReading(const char* path) noexcept { return Open(path, O_RDONLY, "rb"); }
+
+bool SeekToSize(std::FILE* stream, std::uint64_t& size) noexcept {
+    if (fseeko(stream, 0, SEEK_END) != 0) return false;
+    const off_t end = ftello(stream);
+    if (end < 0) return false;
+    size = static_cast<std::uint64_t>(end);
+    return true;
+}
+
+}  // namespace Orm::Lux::Trace

@@ -1,0 +1,23 @@
+// Opening trace and TDF files, and owning what is open. Private to the library.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+
+namespace Orm::Lux::Trace {
+
+struct FileCloser {
+    void operator()(std::FILE* stream) const noexcept { std::fclose(stream); }
+};
+using FilePtr = std::unique_ptr<std::FILE, FileCloser>;
+
+// Opens an existing file for reading. A directory cannot be opened; a FIFO or a device never makes the caller wait, and
+// what cannot seek or deliver then fails at that. The descriptor is close-on-exec.
+// Returns: null, with errno set, when path is null or cannot be opened.
+FilePtr OpenForReading(const char* path) noexcept;
+
+// The size of an open file in bytes, by moving its position to the end. Returns: false when the stream cannot seek.
+bool SeekToSize(std::FILE* stream, std::uint64_t& size) noexcept;
+
+}  // namespace Orm::Lux::Trace

@@ -1,0 +1,34 @@
+// The TDF container format: identifier, limits, field sizes and byte order, for whoever reads or writes it. Private to
+// the library. docs/tdf.5.md describes the format.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+namespace Orm::Lux::Trace {
+
+using TDFIdentifier = std::array<unsigned char, 4>;
+inline constexpr TDFIdentifier kTDFIdentifier{'T', 'D', 'F', '2'};
+
+inline constexpr const char* kTDFExtension = "tdf";
+
+inline constexpr std::uint32_t kFieldSize = 4;
+inline constexpr std::uint32_t kFixedHeaderSize = kFieldSize + kFieldSize + kFieldSize;  // length, version, name length
+
+// What a reader follows; beyond either limit the chain of sections ends.
+inline constexpr std::uint32_t kMaxSectionLength = 128U << 20;  // header included
+inline constexpr std::uint32_t kMaxNameLength = 4095;
+
+inline constexpr std::uint32_t LoadLittleEndian(const unsigned char* p) noexcept {
+    return std::uint32_t{p[0]} | std::uint32_t{p[1]} << 8 | std::uint32_t{p[2]} << 16 | std::uint32_t{p[3]} << 24;
+}
+
+using Field = std::array<unsigned char, kFieldSize>;
+
+inline constexpr Field StoreLittleEndian(std::uint32_t value) noexcept {
+    return {static_cast<unsigned char>(value), static_cast<unsigned char>(value >> 8),
+            static_cast<unsigned char>(value >> 16), static_cast<unsigned char>(value >> 24)};
+}
+
+}  // namespace Orm::Lux::Trace

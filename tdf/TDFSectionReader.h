@@ -1,0 +1,99 @@
+// The walk over the section chain of a TDF file. Private to the library.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <string_view>
+
+#include "tdf/TDFFormat.h"
+
+namespace Orm::Lux::Trace {
+
+// One section, as its header tells. Positions and lengths are in bytes.
+struct TDFSection {
+    std::uint32_t offset = 0;  // of its first byte in the file
+    std::uint32_t length = 0;  // header included
+    std::uint32_t version = 0;
+    std::string_view name;  // any bytes; valid until the reader's next step
+
+    std::uint32_t HeaderSize() const noexcept { return kFixedHeaderSize + static_cast<std::uint32_t>(name.size()); }
+    std::uint32_t DataPosition() const noexcept { return offset + HeaderSize(); }
+    std::uint32_t DataLength() const noexcept { return length - HeaderSize(); }
+    std::uint32_t End() const noexcept { return offset + length; }
+};
+
+// Why a chain ended before the end of the file.
+enum class TDFFault {
+    kNone,
+    kReadError,  // the stream failed
+    kHeaderCut,  // the file ends inside a header: claimed are the bytes of the header that are known to belong to it
+    kDataCut,    // the file ends inside the data of the section before: claimed is that section's length
+    kLengthTooLong,   // claimed is the length, available the limit
+    kLengthTooShort,  // claimed is the length, available the size of the section's own header
+    kNameTooLong,     // claimed is the length of the name, available the limit
+    kBeyondFormat,    // the section would end behind the last position that 32 bits can name
+};
+
+struct TDFDamage {
+    TDFFault fault = TDFFault::kNone;
+    std::uint64_t offset = 0;     // of the section concerned
+    std::uint64_t claimed = 0;    // bytes, as the fault says
+    std::uint64_t available = 0;  // bytes: for a cut those from the offset to the end of the file
+};
+
+// Visits the sections of an open file in order. Each step ends in one of three ways: a section, the clean end of the
+// file, or damage; after the last two every further step ends in the same way. A section whose data the end of the file
+// cuts short is a section like any other; the step after it says so.
+//
+// The reader reads ahead in a window of its own: while sections are short it passes from one to the next by reading on,
+// in ever larger pieces; it passes over long data by one seek, and reads little behind that. The cost of a step
+// therefore does not depend on the length of the data. Nothing is allocated.
+//
+// Errors:    nothing throws.
+// Ownership: the stream belongs to the caller, who leaves it alone while the reader is in use. Where it stands
+//            afterwards is unspecified.
+class TDFSectionReader {
+public:
+    enum class Step { kSection, kEnd, kDamage };
+
+    // The first section is looked for at start, where the stream stands.
+    TDFSectionReader(std::FILE* stream, std::uint64_t start) noexcept
+        : m_stream(stream), m_next(start), m_read(start) {}
+
+    Step Next() noexcept;
+
+    // Goes on to the first section with this name, byte for byte, and version. Returns: whether there is one.
+    bool Find(std::string_view name, std::uint32_t version) noexcept;
+
+    // Valid after a step that gave a section, until the next one.
+    const TDFSection& Section() const noexcept { return m_section; }
+    // Valid after a step that ended in damage.
+    const TDFDamage& Damage() const noexcept { return m_damage; }
+
+private:
+    static constexpr std::size_t kWindowSize = 16 * 1024;
+    static constexpr std::size_t kFirstPiece = 64;     // behind a seek: a header with a name of ordinary length
+    static constexpr std::size_t kReadOnLimit = 4096;  // a hop to be read over: reading as much costs less than seeking
+    static_assert(kWindowSize >= kReadOnLimit + kFixedHeaderSize + kMaxNameLength, "a hop and a header fit at once");
+
+    std::size_t Buffered() const noexcept { return m_end - m_begin; }
+    bool SkipTo(std::uint64_t position) noexcept;
+    bool Fill(std::size_t needed) noexcept;
+    Step EndOfFile(std::uint64_t at) noexcept;
+    Step Damaged(TDFFault fault, std::uint64_t offset, std::uint64_t claimed, std::uint64_t available) noexcept;
+
+    std::FILE* m_stream;
+    std::uint64_t m_next;     // where the next section begins
+    std::uint64_t m_read;     // where the stream stands: behind the window's last byte
+    std::size_t m_begin = 0;  // the window holds the bytes [m_begin, m_end) of m_window ...
+    std::size_t m_end = 0;    // ... of which the last is the one before m_read
+    std::size_t m_piece = kFirstPiece;
+    Step m_last = Step::kSection;
+    TDFSection m_section;
+    TDFDamage m_damage;
+    std::array<unsigned char, kWindowSize> m_window;  // not initialised: only what was read is looked at
+};
+
+}  // namespace Orm::Lux::Trace
