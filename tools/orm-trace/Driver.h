@@ -1,0 +1,43 @@
+// The driver, loaded as any host loads it.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "driver/CChannelDriver.h"
+
+namespace orm_trace {
+
+// A driver object with the library that it came from.
+class Driver {
+public:
+    // Loads the library from path; when that is empty, from what the environment variable ORM_TRACE_DRIVER names, else
+    // from beside the tool.
+    // Errors: Failure (kNoDriver).
+    explicit Driver(std::string path);
+
+    // Loads a trace. Returns: the number of its samples. Errors: Failure (kNotATrace).
+    unsigned int Load(const std::string& file);
+
+    // Reads samples of the trace loaded. Returns: how many there were. Errors: Failure (kNotATrace).
+    unsigned int Read(unsigned int first, unsigned int count, unsigned long* samples);
+
+private:
+    struct LibraryCloser {
+        void operator()(void* handle) const noexcept;
+    };
+    using DestroyFunction = void (*)(Orm::Lux::Trace::CChannelDriver*);
+
+    template <class Call> void Try(Call call);
+
+    std::string m_file;  // loaded
+    std::unique_ptr<void, LibraryCloser> m_library;
+    std::unique_ptr<Orm::Lux::Trace::CChannelDriver, DestroyFunction> m_driver;  // freed before its library
+};
+
+// The option that chooses the library, for every subcommand that loads a driver.
+inline constexpr const char* kDriverOption = "--driver";
+inline constexpr const char* kDriverOptionHelp =
+    "Driver library to load (default: $ORM_TRACE_DRIVER, else the one beside this tool)";
+
+}  // namespace orm_trace

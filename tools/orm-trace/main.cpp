@@ -1,0 +1,59 @@
+// orm-trace: the command-line tool for trace files.
+#include <vector>
+
+#include "tools/orm-trace/Command.h"
+
+namespace {
+
+using namespace orm_trace;
+
+struct Subcommand {
+    CLI::App* app;
+    std::unique_ptr<Command> command;
+};
+
+std::vector<Subcommand> AddSubcommands(CLI::App& app) {
+    std::vector<Subcommand> subcommands;
+    for (const auto add : {AddSamplesCommand}) {
+        auto command = add(app);
+        subcommands.push_back({app.get_subcommands(nullptr).back(), std::move(command)});
+    }
+    return subcommands;
+}
+
+ExitCode Run(Command& command) {
+    Output out;
+    const ExitCode code = command.Run(out);
+    out.Close();
+    return code;
+}
+
+int Main(int argc, char** argv) {
+    CLI::App app{"Looks into trace files.", "orm-trace"};
+    app.set_version_flag("--version", std::string("orm-trace ") + ORM_TRACE_VERSION);
+    app.require_subcommand(1);
+    const auto subcommands = AddSubcommands(app);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? 0 : static_cast<int>(ExitCode::kUsage);
+    }
+    for (const auto& [subcommand, command] : subcommands) {
+        if (subcommand->parsed()) return static_cast<int>(Run(*command));
+    }
+    return static_cast<int>(ExitCode::kUsage);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    try {
+        return Main(argc, argv);
+    } catch (const Failure& failure) {
+        Report(failure.Subject(), failure.what());
+        return static_cast<int>(failure.Code());
+    } catch (const std::exception& error) {
+        Report("error", error.what());
+        return static_cast<int>(ExitCode::kFailed);
+    }
+}
