@@ -4,9 +4,8 @@
 // Conventions for every driver:
 // Ownership: CreateChannelDriver makes a driver, DestroyChannelDriver frees it. Arguments belong to the caller and are
 //            not kept.
-// Errors:    operations throw Orm::Lux::Corva::cCorvaError, a text with a severity. After a throw the driver can be
-// used
-//            on.
+// Errors:    operations throw Orm::Lux::Corva::cCorvaError, a text with a severity. After a throw the driver can still
+//            be used.
 // Threads:   one driver belongs to one thread at a time; different drivers may be used at the same time.
 #pragma once
 
@@ -18,8 +17,7 @@ namespace Orm {
 namespace Lux {
 namespace Trace {
 
-// The records and enumerations that a host defines. Of eTraceDataFileType the values 1 and 3 are the uncompressed
-// kinds.
+// The records and enumerations that a host defines. The uncompressed kinds of eTraceDataFileType are 1 and 3.
 struct _ChannelAttribute;
 struct _TraceChannelStatus;
 enum eTODStampType : int;

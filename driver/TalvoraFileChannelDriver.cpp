@@ -136,11 +136,29 @@ const char* const TalvoraFileChannelDriver::TalvoraFileChannelDriverErrorMessage
     kNotSupported, kEmptyFileName, kCannotOpenFile, kFileIOError, kInvalidSample, kMemoryAllocationFailure};
 
 TalvoraFileChannelDriver::TalvoraFileChannelDriver()
-    : m_file(nullptr), m_dataPosition(0), m_dataLength(0), m_isTDF(false), m_numSamples(0) {}
+    : m_file(nullptr),
+      m_dataPosition(0),
+      m_dataLength(0),
+      m_isTDF(false),
+      m_numSamples(0),
+      m_streamPosition(kUnknownPosition) {}
 
 TalvoraFileChannelDriver::~TalvoraFileChannelDriver() { Close(); }
 
-void TalvoraFileChannelDriver::Close() noexcept { FilePtr(std::exchange(m_file, nullptr)).reset(); }
+void TalvoraFileChannelDriver::Close() noexcept {
+    FilePtr(std::exchange(m_file, nullptr)).reset();
+    m_streamPosition = kUnknownPosition;
+}
+
+// The C library asks the kernel for every seek, also to where the stream stands already.
+bool TalvoraFileChannelDriver::SeekTo(unsigned int position) noexcept {
+    if (m_file == nullptr) return false;
+    if (m_streamPosition == std::int64_t{position}) return true;
+    m_streamPosition = kUnknownPosition;
+    if (std::fseek(m_file, static_cast<long>(position), SEEK_SET) != 0) return false;
+    m_streamPosition = position;
+    return true;
+}
 
 void TalvoraFileChannelDriver::ThrowError(eChannelDriverStatus, std::string message) const { ThrowCorvaError(message); }
 
@@ -203,6 +221,7 @@ void TalvoraFileChannelDriver::LoadFile(std::string fileName, unsigned long, eTr
         m_fileName = fileName;
         m_file = OpenForReading(m_fileName.c_str()).release();
         if (m_file != nullptr) {
+            std::setvbuf(m_file, m_streamBuffer.data(), _IOFBF, m_streamBuffer.size());
             TDFHandler tdf;
             m_isTDF = tdf.ISTDF(m_fileName.c_str());
             if (!m_isTDF) return;
@@ -248,11 +267,12 @@ void TalvoraFileChannelDriver::SeekReadTraceData(unsigned int StartSample, unsig
         ThrowError(eInvalidSample, kInvalidSample);
     }
     const unsigned int position = m_dataPosition + kSampleSize * StartSample;
-    if (m_file == nullptr || std::fseek(m_file, static_cast<long>(position), SEEK_SET) != 0)
-        FailReading("failed fseek");
+    if (!SeekTo(position)) FailReading("failed fseek");
 
     const bool readable = buffer != nullptr || NumSamples == 0;
     const std::size_t read = readable ? std::fread(buffer, kSampleSize, NumSamples, m_file) : 0;
+    m_streamPosition =
+        read == NumSamples ? m_streamPosition + std::int64_t{kSampleSize} * NumSamples : kUnknownPosition;
     if (samplesRead != nullptr) *samplesRead = static_cast<unsigned int>(read);
     if (!readable || std::ferror(m_file)) FailReading("failed fread");
     ORM_LOG_TRACE(TRACE_PREFIX "SeekReadTraceData\n\tReturn: Samples read #%i\n", static_cast<int>(read));

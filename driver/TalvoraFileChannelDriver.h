@@ -1,6 +1,9 @@
 // The channel driver that serves captured traces from files.
 #pragma once
 
+#include <array>
+#include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <string>
 
@@ -63,9 +66,9 @@ public:
 
     // A run that goes beyond the last sample is cut there; StartSample equal to the number of samples reads nothing.
     // Whole samples are counted: one that the end of the file cuts is not. A last sample that reaches beyond its
-    // section is completed by the bytes behind it. Sums and positions are taken in 32 bits and wrap. samplesRead:
-    // written once reading was tried, also when it failed. May be null. Errors: StartSample beyond the number of
-    // samples: "Talvora file channel driver: The requested sample is not
+    // section is completed by the bytes behind it. Sums and positions are taken in 32 bits and wrap.
+    // samplesRead: written once reading was tried, also when it failed. May be null.
+    // Errors: StartSample beyond the number of samples: "Talvora file channel driver: The requested sample is not
     //         valid."; no file, a failed seek or read, a null buffer with something to read: "Talvora file channel
     //         driver: File I/O error reading trace file.". Once a read has failed, each one fails until the next
     //         LoadFile.
@@ -98,6 +101,15 @@ private:
     [[noreturn]] void Refuse(const char* operation) const;
     [[noreturn]] void FailReading(const char* logText) const;
     void Close() noexcept;
+    bool SeekTo(unsigned int position) noexcept;
+
+    // Where the stream stands, so that reading on needs no seek; unknown after whatever was not a complete read.
+    static constexpr std::int64_t kUnknownPosition = -1;
+    std::int64_t m_streamPosition;
+    // The stream's own buffer. A seek makes the C library read as much as the buffer holds: at this size that costs a
+    // host that reads single samples at random little, and one that reads them in order a system call for 4096 samples.
+    static constexpr std::size_t kStreamBufferSize = 32 * 1024;
+    std::array<char, kStreamBufferSize> m_streamBuffer;
 };
 
 }  // namespace Trace
