@@ -89,7 +89,7 @@ TEST(Walk, CrossesTheFormatsEndNowhere) {
     // The chain begins near 4 GiB: a start position stands in for a file of that size.
     const test::TemporaryFolder folder;
     const std::uint64_t start = 0xFFFFFFFFULL - 21;
-    for (const std::uint64_t shift : {0, 1, 30}) {
+    for (const std::uint64_t shift : {0U, 1U, 30U}) {
         const std::string path = folder.WriteSparse("big", "", start + shift);
         std::ofstream(path, std::ios::binary | std::ios::app) << kFirst;
         const FilePtr stream = OpenForReading(path.c_str());
