@@ -2,8 +2,12 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <cstdint>
+#include <cstring>
 #include <memory>
+#include <new>
 #include <utility>
 
 #include "corva/cCorvaError.h"
@@ -17,6 +21,7 @@
 #include "source_utilities/uTime.h"
 #include "tdf/CorvaErrors.h"
 #include "tdf/OpenFile.h"
+#include "tdf/TDFFormat.h"
 #include "tdf/TDFHandler.h"
 
 #define TRACE_PREFIX "Trace Talvora File Channel Driver: "
@@ -42,6 +47,9 @@ static_assert(kSampleSize == 8, "a sample is 64 bits wide");
 
 constexpr const char* kTraceSection = "BinTraceData";
 constexpr unsigned int kTraceVersion = 1;
+constexpr std::uint64_t kTraceHeaderSize = kFixedHeaderSize + std::char_traits<char>::length(kTraceSection);
+
+constexpr unsigned int kSaveChunk = 128 * 1024;  // bytes
 
 // Process-wide values that live until the process ends, later than any static destructor could run.
 template <class T> union NeverDestroyed {
@@ -206,7 +214,47 @@ void TalvoraFileChannelDriver::SaveFile(std::string fileName, eTraceDataFileType
     ORM_LOG_TRACE(TRACE_PREFIX "SaveFile");
     CheckFileArguments(fileName, type,
                        "\nThe Talvora File Channel Driver should not be used to save Uncompressed trace files.");
-    ThrowError(eNotSupported, kNotSupported);
+    const char* const target = fileName.c_str();
+    TDFHandler tdf;
+    if (!tdf.ISTDF(target)) return;
+
+    // What can fail without the target is done before anything is written to it: a section, once begun, stays.
+    if (m_file == nullptr) FailSaving(EBADF);
+    m_streamPosition = kUnknownPosition;
+    const unsigned int length = LengthToSave();
+    if (std::fseek(m_file, static_cast<long>(m_dataPosition), SEEK_SET) != 0) FailSaving(errno);
+    const std::unique_ptr<char[]> buffer(new (std::nothrow) char[kSaveChunk]);
+    if (!buffer) ThrowError(eMemoryAllocationFailure, kMemoryAllocationFailure);
+
+    unsigned int headerOffset = 0;
+    tdf.SaveSectionHeader(target, kTraceSection, kTraceVersion, headerOffset);
+    unsigned int remaining = length;
+    do {
+        const std::size_t chunk = std::min(remaining, kSaveChunk);
+        const auto read = static_cast<unsigned int>(std::fread(buffer.get(), 1, chunk, m_file));
+        if (std::ferror(m_file)) FailSaving(errno);
+        remaining -= read;
+        unsigned int sectionLength = 0;
+        tdf.SaveSectionData(target, kTraceSection, headerOffset, buffer.get(), 1, read, sectionLength);
+    } while (remaining != 0 && !std::feof(m_file));
+}
+
+// The bytes of the loaded trace: a file that is no TDF file is saved whole, as far as a section may be long.
+unsigned int TalvoraFileChannelDriver::LengthToSave() const {
+    if (m_isTDF) return m_dataLength;
+    std::uint64_t size = 0;
+    if (!SeekToSize(m_file, size)) FailSaving(errno);
+    const std::uint64_t length = size + kTraceHeaderSize;
+    if (length > kMaxSectionLength) {
+        ThrowError(eFileIOError, "Talvora file channel driver: The trace makes a section of " + std::to_string(length) +
+                                     " bytes, more than the " + std::to_string(kMaxSectionLength) +
+                                     " bytes that readers find.");
+    }
+    return static_cast<unsigned int>(size);
+}
+
+void TalvoraFileChannelDriver::FailSaving(int error) const {
+    ThrowError(eFileIOError, std::string(kFileIOError) + "\n" + std::strerror(error));
 }
 
 void TalvoraFileChannelDriver::LoadFile(std::string fileName, unsigned long, eTraceDataFileType type) {

@@ -50,7 +50,18 @@ public:
     void ResumeRecording() override;
     void GetChannelStatus(_TraceChannelStatus& status) override;
 
-    // Refused for now, behind the refusals that LoadFile makes too.
+    // Appends the loaded samples to the TDF file fileName, as a section "BinTraceData", version 1. A file that is no TDF
+    // file is saved whole. Does nothing when fileName is no existing TDF file. The loaded file may be the target too. A
+    // target that has such a section already gets another one, which readers do not see.
+    // Errors: nothing has been written to the target but by the last two:
+    //         type 1 or 3: "Talvora file channel driver: Can't open trace data file.\nThe Talvora File Channel Driver
+    //         should not be used to save Uncompressed trace files.";
+    //         an empty name: "Talvora file channel driver: Empty file name.";
+    //         no file, or one that cannot seek: the read error below;
+    //         a plain file of more than 134217704 bytes: a text that says the size and the limit;
+    //         no memory: "Talvora file channel driver: Memory allocation failure.";
+    //         a failed read: "Talvora file channel driver: File I/O error reading trace file.\n" + the system's text;
+    //         a failed write: the text of TDFHandler::SaveSectionHeader or SaveSectionData. What was written stays.
     void SaveFile(std::string fileName, eTraceDataFileType type) override;
 
     // Opens fileName and finds its samples; the file stays open until the next LoadFile or the driver's end. The number
@@ -100,6 +111,8 @@ private:
                             const char* uncompressedRefusal) const;
     [[noreturn]] void Refuse(const char* operation) const;
     [[noreturn]] void FailReading(const char* logText) const;
+    [[noreturn]] void FailSaving(int error) const;
+    unsigned int LengthToSave() const;
     void Close() noexcept;
     bool SeekTo(unsigned int position) noexcept;
 

@@ -14,7 +14,7 @@ FilePtr Open(const char* path, int flags, const char* mode) noexcept {
         errno = EFAULT;
         return nullptr;
     }
-    const int descriptor = open(path, flags | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    const int descriptor = open(path, flags | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0666);
     if (descriptor < 0) return nullptr;
 
     struct stat status {};
@@ -33,9 +33,21 @@ FilePtr Open(const char* path, int flags, const char* mode) noexcept {
     return stream;
 }
 
+FilePtr OpenUnbuffered(const char* path, int flags, const char* mode) noexcept {
+    FilePtr stream = Open(path, flags, mode);
+    if (stream) std::setvbuf(stream.get(), nullptr, _IONBF, 0);
+    return stream;
+}
+
 }  // namespace
 
 FilePtr OpenForReading(const char* path) noexcept { return Open(path, O_RDONLY, "rb"); }
+
+FilePtr OpenForUpdate(const char* path) noexcept { return OpenUnbuffered(path, O_RDWR, "r+b"); }
+
+FilePtr OpenEmpty(const char* path) noexcept { return OpenUnbuffered(path, O_WRONLY | O_CREAT | O_TRUNC, "wb"); }
+
+bool Close(FilePtr stream) noexcept { return std::fclose(stream.release()) == 0; }
 
 bool SeekToSize(std::FILE* stream, std::uint64_t& size) noexcept {
     if (fseeko(stream, 0, SEEK_END) != 0) return false;

@@ -17,6 +17,14 @@ using FilePtr = std::unique_ptr<std::FILE, FileCloser>;
 // Returns: null, with errno set, when path is null or cannot be opened.
 FilePtr OpenForReading(const char* path) noexcept;
 
+// The same for changing an existing file in place, and for making an empty one of a new or an existing file. Nothing is
+// buffered: what was written is with the kernel, and a write that fails says so itself.
+FilePtr OpenForUpdate(const char* path) noexcept;
+FilePtr OpenEmpty(const char* path) noexcept;
+
+// Closes a file that was written to. Returns: false when the system reports, only now, that a write has failed.
+bool Close(FilePtr stream) noexcept;
+
 // The size of an open file in bytes, by moving its position to the end. Returns: false when the stream cannot seek.
 bool SeekToSize(std::FILE* stream, std::uint64_t& size) noexcept;
 

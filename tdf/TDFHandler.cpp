@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "tdf/CorvaErrors.h"
 #include "tdf/OpenFile.h"
@@ -40,6 +42,48 @@ bool Find(TDFSectionReader& reader, const char* name, unsigned int version) noex
 
 [[noreturn]] void ThrowNotLocated(const char* name) {
     ThrowCorvaError(std::string(name != nullptr ? name : "") + " section cannot be located in the file.");
+}
+
+constexpr std::uint64_t kMaxPosition = std::numeric_limits<std::uint32_t>::max();
+constexpr const char* kTooLarge = "TDF file would exceed 4 GiB.";
+constexpr const char* kHeaderSizeWriteError = "Write error - size of TDF header.";
+
+bool WriteField(std::FILE* stream, std::uint32_t value) noexcept {
+    const Field bytes = StoreLittleEndian(value);
+    return std::fwrite(bytes.data(), 1, bytes.size(), stream) == bytes.size();
+}
+
+bool ReadField(std::FILE* stream, std::uint32_t& value) noexcept {
+    Field bytes{};
+    if (std::fread(bytes.data(), 1, bytes.size(), stream) != bytes.size()) return false;
+    value = LoadLittleEndian(bytes.data());
+    return true;
+}
+
+// A position that cannot be taken shows in the read or write that follows: it fails, or finds the stream elsewhere.
+bool SeekTo(std::FILE* stream, std::uint64_t position) noexcept {
+    return fseeko(stream, static_cast<off_t>(position), SEEK_SET) == 0;
+}
+
+FilePtr OpenToAppend(const char* path) {
+    FilePtr stream = OpenForUpdate(path);
+    Require(stream != nullptr, "Could not open TDF file as specified.");
+    return stream;
+}
+
+// Whether a section begins at this position of a file of this size: one that readers follow, or one that only exceeds
+// their limits. What a failed append leaves behind is none.
+bool HasSectionAt(std::FILE* stream, std::uint64_t position, std::uint64_t size) noexcept {
+    if (!SeekTo(stream, position)) return true;
+    TDFSectionReader reader(stream, position);
+    if (reader.Next() == TDFSectionReader::Step::kSection) return true;
+    const TDFDamage& damage = reader.Damage();
+    switch (damage.fault) {
+        case TDFFault::kLengthTooLong:
+        case TDFFault::kNameTooLong: return damage.offset + damage.claimed <= size;
+        case TDFFault::kReadError: return true;
+        default: return false;
+    }
 }
 
 }  // namespace
@@ -114,6 +158,76 @@ void TDFHandler::GetSectionDataPosition(const char* path, const char* name, unsi
     if (!Find(reader, name, version)) ThrowNotLocated(name);
     position = reader.Section().DataPosition();
     dataLength = reader.Section().DataLength();
+}
+
+void TDFHandler::CreateTDFFile(const char* path) {
+    Require(path != nullptr, "Null file name to create TDF.");
+    Require(HasExtension(path, kTDFExtension), "TDF file extension must be .tdf.");
+    FilePtr stream = OpenEmpty(path);
+    Require(stream != nullptr, "Could not create TDF file as specified.");
+    const bool written =
+        std::fwrite(kTDFIdentifier.data(), 1, kTDFIdentifier.size(), stream.get()) == kTDFIdentifier.size();
+    Require(Close(std::move(stream)) && written, "Write error -  TDF file identifier.");
+}
+
+void TDFHandler::SaveSectionHeader(const char* path, const char* name, unsigned int version,
+                                   unsigned int& headerOffset) {
+    headerOffset = 0;
+    Require(IsFileAvailable(path), "File name passed to save file is not valid.");
+    FilePtr stream = OpenToAppend(path);
+    const std::uint64_t headerSize = kFixedHeaderSize + (name != nullptr ? std::strlen(name) : 0);
+    const unsigned int offset = FileSize(path);
+    // The size was measured by name and has 32 bits; it counts when it is that of the file that is open here.
+    std::uint64_t size = 0;
+    Require(SeekToSize(stream.get(), size), "Write error -  TDF section header size.");
+    Require(size + headerSize <= kMaxPosition, kTooLarge);
+    Require(size == offset, "Could not determine the size of the TDF file.");
+    headerOffset = offset;
+
+    // Until the header is complete its length is 0, which no reader follows.
+    Require(WriteField(stream.get(), 0), "Write error -  TDF section header size.");
+    Require(SaveNameVersion(stream.get(), name, version), "Write error -  TDF section name and version.");
+    const bool written =
+        SeekTo(stream.get(), offset) && WriteField(stream.get(), static_cast<std::uint32_t>(headerSize));
+    Require(written, kHeaderSizeWriteError);
+    Require(Close(std::move(stream)), kHeaderSizeWriteError);
+}
+
+void TDFHandler::SaveSectionData(const char* path, const char*, unsigned int headerOffset, void* data,
+                                 unsigned int elementSize, unsigned int elementCount, unsigned int& sectionLength) {
+    constexpr const char* kBadOffset = "Section header offset to save data is not valid.";
+    sectionLength = 0;
+    Require(IsFileAvailable(path), "File name passed to save file is not valid.");
+    Require(headerOffset >= kTDFIdentifier.size(), kBadOffset);
+    Require(data != nullptr, "No data to write TDF.");
+    FilePtr stream = OpenToAppend(path);
+
+    std::uint64_t size = 0;
+    std::uint32_t length = 0;
+    const bool measured = SeekToSize(stream.get(), size) && SeekTo(stream.get(), headerOffset);
+    Require(measured && ReadField(stream.get(), length), "Write I/O error - unable to determine section length.");
+    const std::uint64_t end = std::uint64_t{headerOffset} + length;
+    Require(length >= kFixedHeaderSize && end <= size, kBadOffset);
+    Require(end == size || !HasSectionAt(stream.get(), end, size),
+            "Section to save data to is followed by another section.");
+    const std::uint64_t added = std::uint64_t{elementSize} * elementCount;
+    Require(added <= kMaxPosition && end + added <= kMaxPosition, kTooLarge);
+
+    const bool written =
+        SeekTo(stream.get(), end) && std::fwrite(data, elementSize, elementCount, stream.get()) == elementCount;
+    Require(written, "Write I/O error - unable to write section data.");
+    Require(!std::ferror(stream.get()), "Write error - section data corrupted.");
+    const std::uint32_t newLength = length + static_cast<std::uint32_t>(added);
+    sectionLength = newLength;
+    Require(SeekTo(stream.get(), headerOffset) && WriteField(stream.get(), newLength), kHeaderSizeWriteError);
+    Require(Close(std::move(stream)), kHeaderSizeWriteError);
+}
+
+bool TDFHandler::SaveNameVersion(FILE* stream, const char* name, unsigned int version) {
+    if (stream == nullptr) return false;
+    const std::size_t length = name != nullptr ? std::strlen(name) : 0;
+    return WriteField(stream, version) && WriteField(stream, static_cast<std::uint32_t>(length)) &&
+           (length == 0 || std::fwrite(name, 1, length, stream) == length);
 }
 
 }  // namespace Orm::Lux::Trace

@@ -1,4 +1,4 @@
-// Reading TDF files: the containers in which captured traces are kept. docs/tdf.5.md describes the format.
+// Reading and writing TDF files: the containers in which captured traces are kept. docs/tdf.5.md describes the format.
 #pragma once
 
 #include <cstdio>
@@ -10,7 +10,12 @@ namespace Lux {
 namespace Trace {
 
 // Operations on TDF files. The class has no state: make an instance where one is needed. An operation that takes a path
-// opens the file and has closed it again when it returns or throws; it reads the file without changing it.
+// opens the file and has closed it again when it returns or throws.
+//
+// Writing: create the file; then, for each section, append its header, and to that its data, in as many pieces as you
+//          like. A file is only ever appended to, but for the one length field of its last section. There is no
+//          rollback: what was written before a failure stays, behind everything that could be read before. Every write
+//          and the closing are checked; nothing is buffered. The limits of readers are not enforced.
 //
 // Units:   positions and lengths are bytes; positions count from the start of the file. All are 32 bits wide, and files
 //          of 4 GiB or more are outside the format.
@@ -20,7 +25,8 @@ namespace Trace {
 //          the file's end cuts. A section whose data the end of the file cuts is found, with the length that it states.
 // Errors:  Orm::Lux::Corva::cCorvaError of severity 2 with the text stated; predicates answer false and never throw. A
 //          directory counts as a file that cannot be opened. A FIFO or device never makes the caller wait.
-// Threads: calls may overlap, on one file too.
+// Threads: calls that read may overlap, on one file too. A file that is written to is used by one thread at a time, and
+//          by one process.
 class ORM_EXPORT TDFHandler {
 public:
     TDFHandler();
@@ -65,6 +71,39 @@ public:
     //         as specified.", "Invalid TDF format.", name + " section cannot be located in the file.".
     void GetSectionDataPosition(const char* path, const char* name, unsigned int version, unsigned int& position,
                                 unsigned int& dataLength);
+
+    // Makes a TDF file without sections; a file that exists is emptied.
+    // Errors: "Null file name to create TDF.", "TDF file extension must be .tdf.", "Could not create TDF file as
+    //         specified.", "Write error -  TDF file identifier." (the file then holds a part of the identifier).
+    void CreateTDFFile(const char* path);
+
+    // Appends the header of a section without data at the end of the file. A null name makes a nameless section. It is
+    // not tested whether the file is a TDF file, nor whether its chain of sections is whole: behind damage no section is
+    // found.
+    // headerOffset: 0 from the start of the call; where the section begins, once the file has been measured.
+    // Errors: "File name passed to save file is not valid.", "Could not open TDF file as specified.", "TDF file would
+    //         exceed 4 GiB.", "Could not determine the size of the TDF file." (nothing has been written up to here),
+    //         "Write error -  TDF section header size.", "Write error -  TDF section name and version.", "Write error -
+    //         size of TDF header." (the length field is 0 then: the chain of sections ends there).
+    void SaveSectionHeader(const char* path, const char* name, unsigned int version, unsigned int& headerOffset);
+
+    // Appends data to the last section of the file: elementCount elements of elementSize bytes. The section is named by
+    // the offset of its header alone; name is not looked at. What a failed append has left behind the section's end is
+    // overwritten.
+    // sectionLength: 0 from the start of the call; then the section's new length in bytes, header included.
+    // Errors: "File name passed to save file is not valid.", "Section header offset to save data is not valid." (below
+    //         4, or no section of this file begins there), "No data to write TDF." (null data), "Could not open TDF file
+    //         as specified.", "Write I/O error - unable to determine section length.", "Section to save data to is
+    //         followed by another section.", "TDF file would exceed 4 GiB." (nothing has been written up to here),
+    //         "Write I/O error - unable to write section data.", "Write error - section data corrupted.", "Write error -
+    //         size of TDF header." (the section has the length that it had before).
+    void SaveSectionData(const char* path, const char* name, unsigned int headerOffset, void* data,
+                         unsigned int elementSize, unsigned int elementCount, unsigned int& sectionLength);
+
+    // Writes version, name length and name, which follow the length field of a section, where the stream stands. A null
+    // name is written as a length of 0.
+    // Returns: false at the first write that does not complete, and for a null stream; what follows it is not written.
+    bool SaveNameVersion(FILE* stream, const char* name, unsigned int version);
 };
 
 }  // namespace Trace

@@ -25,9 +25,10 @@ TDFSectionReader::Step TDFSectionReader::Next() noexcept {
     const std::uint32_t nameLength = LoadLittleEndian(header + 2 * kFieldSize);
 
     if (length > kMaxSectionLength) return Damaged(TDFFault::kLengthTooLong, at, length, kMaxSectionLength);
+    const std::uint64_t claimedHeader = std::uint64_t{kFixedHeaderSize} + nameLength;
+    if (length < claimedHeader) return Damaged(TDFFault::kLengthTooShort, at, length, claimedHeader);
     if (nameLength > kMaxNameLength) return Damaged(TDFFault::kNameTooLong, at, nameLength, kMaxNameLength);
     const std::uint32_t headerSize = kFixedHeaderSize + nameLength;
-    if (length < headerSize) return Damaged(TDFFault::kLengthTooShort, at, length, headerSize);
     if (at + length > kMaxPosition) return Damaged(TDFFault::kBeyondFormat, at, length, kMaxPosition - at);
     if (!Fill(headerSize)) return EndOfFile(at);
 

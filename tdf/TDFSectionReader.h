@@ -31,7 +31,7 @@ enum class TDFFault {
     kHeaderCut,  // the file ends inside a header: claimed are the bytes of the header that are known to belong to it
     kDataCut,    // the file ends inside the data of the section before: claimed is that section's length
     kLengthTooLong,   // claimed is the length, available the limit
-    kLengthTooShort,  // claimed is the length, available the size of the section's own header
+    kLengthTooShort,  // claimed is the length, available the size that the section's own header would have
     kNameTooLong,     // claimed is the length of the name, available the limit
     kBeyondFormat,    // the section would end behind the last position that 32 bits can name
 };
