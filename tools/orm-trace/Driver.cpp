@@ -6,8 +6,7 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "corva/cCorvaError.h"
-#include "tools/orm-trace/Command.h"
+#include "tools/orm-trace/Failure.h"
 
 namespace orm_trace {
 namespace {
@@ -15,6 +14,7 @@ namespace {
 using Orm::Lux::Trace::CChannelDriver;
 
 constexpr const char* kLibraryName = "libTalvoraFileChannelDriver.so";
+constexpr auto kFileType = Orm::Lux::Trace::eTraceDataFileType{};
 
 // Returns: the library beside the tool, where the build or the installation has put it.
 std::string LibraryBesideTool() {
@@ -50,29 +50,24 @@ Driver::Driver(std::string path) : m_driver(nullptr, nullptr) {
     m_driver = {create(), destroy};
 }
 
-// What the driver refuses concerns the trace.
-template <class Call> void Driver::Try(Call call) {
-    try {
-        call(*m_driver);
-    } catch (const Orm::Lux::Corva::cCorvaErrorIF& error) {
-        throw Failure(ExitCode::kNotATrace, m_file, error.what());
-    }
-}
-
 unsigned int Driver::Load(const std::string& file) {
     m_file = file;
-    unsigned int count = 0;
-    Try([&](CChannelDriver& driver) {
-        driver.LoadFile(file, 0, Orm::Lux::Trace::eTraceDataFileType{});
-        count = driver.GetNumSamples();
+    return Translated(ExitCode::kNotATrace, m_file, [&] {
+        m_driver->LoadFile(file, 0, kFileType);
+        return m_driver->GetNumSamples();
     });
-    return count;
 }
 
 unsigned int Driver::Read(unsigned int first, unsigned int count, unsigned long* samples) {
-    unsigned int read = 0;
-    Try([&](CChannelDriver& driver) { driver.SeekReadTraceData(first, count, samples, &read); });
-    return read;
+    return Translated(ExitCode::kNotATrace, m_file, [&] {
+        unsigned int read = 0;
+        m_driver->SeekReadTraceData(first, count, samples, &read);
+        return read;
+    });
+}
+
+void Driver::Save(const std::string& target) {
+    Translated(ExitCode::kFailed, target, [&] { m_driver->SaveFile(target, kFileType); });
 }
 
 }  // namespace orm_trace

@@ -22,13 +22,14 @@ public:
     // Reads samples of the trace loaded. Returns: how many there were. Errors: Failure (kNotATrace).
     unsigned int Read(unsigned int first, unsigned int count, unsigned long* samples);
 
+    // Appends the trace loaded to a TDF file. Errors: Failure (kFailed).
+    void Save(const std::string& target);
+
 private:
     struct LibraryCloser {
         void operator()(void* handle) const noexcept;
     };
     using DestroyFunction = void (*)(Orm::Lux::Trace::CChannelDriver*);
-
-    template <class Call> void Try(Call call);
 
     std::string m_file;  // loaded
     std::unique_ptr<void, LibraryCloser> m_library;

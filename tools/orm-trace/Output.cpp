@@ -6,7 +6,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "tools/orm-trace/Command.h"
+#include "tools/orm-trace/Failure.h"
 
 namespace orm_trace {
 

@@ -1,5 +1,4 @@
 // orm-trace samples: prints the samples of a trace.
-#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstdint>
@@ -9,13 +8,12 @@
 
 #include "tools/orm-trace/Command.h"
 #include "tools/orm-trace/Driver.h"
+#include "tools/orm-trace/TraceSamples.h"
 
 namespace orm_trace {
 namespace {
 
 enum class Format { kHex, kDec, kRaw };
-
-constexpr unsigned int kPage = 16 * 1024;  // samples
 
 void AppendHex(std::string& text, std::uint64_t sample) {
     text += "0x";
@@ -45,43 +43,24 @@ public:
 
     ExitCode Run(Output& out) override {
         Driver driver(m_driverPath);
-        const std::uint64_t total = driver.Load(m_file);
-        const std::uint64_t present = m_from < total ? total - m_from : 0;
+        TraceSamples samples(driver, m_file);
+        const std::uint64_t total = samples.Total();
         if (m_from > total) {
             Report(m_file,
                    "begins " + std::to_string(m_from - total) + " samples beyond the last of " + std::to_string(total));
             return ExitCode::kIncomplete;
         }
-        const std::uint64_t wanted = m_count.value_or(static_cast<std::uint32_t>(present));
-        const std::uint64_t printed = Print(driver, out, std::min(wanted, present));
-        if (printed == wanted) return ExitCode::kOk;
-        Report(m_file, std::to_string(wanted - printed) + " of " + std::to_string(wanted) +
-                           " samples are missing: the trace ends before sample " + std::to_string(m_from + printed));
-        return ExitCode::kIncomplete;
+        samples.Require(m_from, m_count.has_value() ? std::uint64_t{*m_count} : total - m_from);
+        while (const auto page = samples.Next()) out.Write(Text(page->samples, page->count));
+        return samples.Finish();
     }
 
 private:
-    // Prints samples from the first on. Returns: how many there were. A trace without samples is read all the same: a
-    // file that cannot be read at all says so then.
-    std::uint64_t Print(Driver& driver, Output& out, std::uint64_t wanted) {
-        std::vector<unsigned long> page(static_cast<std::size_t>(std::min<std::uint64_t>(wanted, kPage)) + 1);
-        std::uint64_t printed = 0;
-        unsigned int asked = 0;
-        unsigned int read = 0;
-        do {
-            asked = static_cast<unsigned int>(std::min<std::uint64_t>(wanted - printed, kPage));
-            read = driver.Read(static_cast<unsigned int>(m_from + printed), asked, page.data());
-            out.Write(Text(page.data(), read));
-            printed += read;
-        } while (read == asked && printed < wanted);
-        return printed;
-    }
-
-    std::string_view Text(const unsigned long* samples, unsigned int count) {
+    std::string_view Text(const unsigned long* samples, std::size_t count) {
         if (m_format == Format::kRaw) return {reinterpret_cast<const char*>(samples), count * sizeof(*samples)};
         m_text.clear();
         const auto append = m_format == Format::kHex ? AppendHex : AppendDec;
-        for (unsigned int n = 0; n < count; ++n) append(m_text, samples[n]);
+        for (std::size_t n = 0; n < count; ++n) append(m_text, samples[n]);
         return m_text;
     }
 

@@ -14,7 +14,7 @@ struct Subcommand {
 
 std::vector<Subcommand> AddSubcommands(CLI::App& app) {
     std::vector<Subcommand> subcommands;
-    for (const auto add : {AddSamplesCommand}) {
+    for (const auto add : {AddSamplesCommand, AddStampCommand, AddCreateCommand, AddAppendCommand, AddSaveCommand}) {
         auto command = add(app);
         subcommands.push_back({app.get_subcommands(nullptr).back(), std::move(command)});
     }

@@ -1,0 +1,91 @@
+#include "tools/orm-trace/AppendTarget.h"
+
+#include <unistd.h>
+
+#include <vector>
+
+#include "tdf/OpenFile.h"
+#include "tdf/TDFHandler.h"
+#include "tdf/TDFSectionReader.h"
+#include "tools/orm-trace/Failure.h"
+#include "tools/orm-trace/Output.h"
+
+namespace orm_trace {
+namespace {
+
+using namespace Orm::Lux::Trace;
+
+// Returns: the size of the file, which its chain of sections fills. Errors: Failure.
+std::uint64_t RequireWholeChain(const std::string& path, ExitCode code) {
+    const FilePtr stream = OpenForReading(path.c_str());
+    std::uint64_t size = 0;
+    if (!stream || !SeekToSize(stream.get(), size) || !TDFHandler().ISTDF(path.c_str())) {
+        throw Failure(code, path, "is no TDF file");
+    }
+    fseeko(stream.get(), static_cast<off_t>(kTDFIdentifier.size()), SEEK_SET);
+    TDFSectionReader reader(stream.get(), kTDFIdentifier.size());
+    TDFSectionReader::Step step{};
+    do step = reader.Next();
+    while (step == TDFSectionReader::Step::kSection);
+    if (step == TDFSectionReader::Step::kDamage) {
+        throw Failure(code, path,
+                      "is damaged at offset " + std::to_string(reader.Damage().offset) +
+                          ": what is appended behind that could not be found");
+    }
+    return size;
+}
+
+bool IsFound(const std::string& path, const std::string& name, std::uint32_t version) {
+    try {
+        std::uint32_t length = 0;
+        TDFHandler().GetSectionDataLengthInBytes(path.c_str(), name.c_str(), version, length);
+        return true;
+    } catch (const Orm::Lux::Corva::cCorvaErrorIF&) {
+        return false;
+    }
+}
+
+}  // namespace
+
+AppendTarget::AppendTarget(std::string path)
+    : m_path(std::move(path)), m_sizeBefore(RequireWholeChain(m_path, ExitCode::kNotATrace)) {}
+
+AppendTarget::~AppendTarget() {
+    if (m_kept || Appended() == 0) return;
+    if (truncate(m_path.c_str(), static_cast<off_t>(m_sizeBefore)) == 0) return;
+    Report(m_path, "keeps an incomplete section behind offset " + std::to_string(m_sizeBefore));
+}
+
+void AppendTarget::RequireNew(const std::string& name, std::uint32_t version) const {
+    if (!IsFound(m_path, name, version)) return;
+    throw Failure(ExitCode::kFailed, m_path,
+                  "has a section \"" + name + "\":" + std::to_string(version) +
+                      " already, readers would not see another one (--allow-duplicate)");
+}
+
+void AppendTarget::Append(SectionSource& source) {
+    constexpr std::size_t kChunk = 128 * 1024;
+    std::vector<char> chunk(kChunk);
+    const char* path = m_path.c_str();
+    const char* name = source.Name().c_str();
+    TDFHandler tdf;
+    std::uint32_t offset = 0;
+    std::uint32_t length = 0;
+    Translated(ExitCode::kFailed, m_path, [&] { tdf.SaveSectionHeader(path, name, source.Version(), offset); });
+    while (const auto got = static_cast<std::uint32_t>(source.Read(chunk.data(), chunk.size()))) {
+        Translated(ExitCode::kFailed, m_path,
+                   [&] { tdf.SaveSectionData(path, name, offset, chunk.data(), 1, got, length); });
+    }
+    if (!IsFound(m_path, source.Name(), source.Version())) {
+        throw Failure(ExitCode::kFailed, m_path, "the section " + source.Label() + " cannot be found after writing it");
+    }
+}
+
+std::uint64_t AppendTarget::Appended() const { return FileSize(m_path.c_str()) - m_sizeBefore; }
+
+void AppendTarget::Keep() {
+    RequireWholeChain(m_path, ExitCode::kFailed);
+    m_kept = true;
+}
+
+}  // namespace orm_trace

@@ -1,0 +1,58 @@
+// orm-trace save: appends the samples of a trace to a TDF file, as a host does.
+#include <string>
+
+#include "tdf/TDFFormat.h"
+#include "tools/orm-trace/AppendTarget.h"
+#include "tools/orm-trace/Command.h"
+#include "tools/orm-trace/Driver.h"
+#include "tools/orm-trace/Progress.h"
+
+namespace orm_trace {
+namespace {
+
+const std::string kTraceSection = "BinTraceData";
+constexpr std::uint32_t kTraceVersion = 1;
+constexpr std::uint64_t kSampleSize = 8;
+const std::uint64_t kHeaderSize = Orm::Lux::Trace::kFixedHeaderSize + kTraceSection.size();
+
+class SaveCommand : public Command {
+public:
+    explicit SaveCommand(CLI::App& app) {
+        app.add_option("TRACE", m_trace, "Trace file: a TDF file, or any file of 64-bit samples")->required();
+        app.add_option("TARGET", m_target, "TDF file to append the samples to, made with create")->required();
+        app.add_flag("--allow-duplicate", m_allowDuplicate, "Append also where readers see only the samples before");
+        app.add_option(kDriverOption, m_driverPath, kDriverOptionHelp)->option_text("PATH");
+        app.footer("Example:\n  orm-trace create capture.tdf && orm-trace save raw.bin capture.tdf");
+    }
+
+    ExitCode Run(Output&) override {
+        AppendTarget target(m_target);
+        if (!m_allowDuplicate) target.RequireNew(kTraceSection, kTraceVersion);
+        Driver driver(m_driverPath);
+        const std::uint64_t samples = driver.Load(m_trace);
+        {
+            const Progress progress(m_target, samples * kSampleSize);
+            driver.Save(m_target);
+        }
+        const std::uint64_t saved = (target.Appended() - kHeaderSize + kSampleSize - 1) / kSampleSize;
+        target.Keep();
+        if (saved == samples) return ExitCode::kOk;
+        Report(m_trace, std::to_string(samples - saved) + " of " + std::to_string(samples) +
+                            " samples are missing: the trace ends before sample " + std::to_string(saved));
+        return ExitCode::kIncomplete;
+    }
+
+private:
+    std::string m_trace;
+    std::string m_target;
+    bool m_allowDuplicate = false;
+    std::string m_driverPath;
+};
+
+}  // namespace
+
+std::unique_ptr<Command> AddSaveCommand(CLI::App& app) {
+    return std::make_unique<SaveCommand>(*app.add_subcommand("save", "Append the samples of a trace to a TDF file"));
+}
+
+}  // namespace orm_trace

@@ -1,0 +1,43 @@
+#include "tools/orm-trace/TraceSamples.h"
+
+#include <algorithm>
+
+#include "tools/orm-trace/Output.h"
+
+namespace orm_trace {
+namespace {
+
+constexpr std::uint64_t kPage = 16 * 1024;  // samples
+
+}  // namespace
+
+TraceSamples::TraceSamples(Driver& driver, std::string file)
+    : m_driver(driver), m_file(std::move(file)), m_total(driver.Load(m_file)) {}
+
+void TraceSamples::Require(std::uint64_t first, std::uint64_t count) {
+    m_wanted = count;
+    m_next = first;
+    m_end = std::min(m_total, first + count);
+    m_ended = first > m_total;
+    m_page.resize(static_cast<std::size_t>(std::min(kPage, m_ended ? 0 : m_end - first)) + 1);
+}
+
+std::optional<TraceSamples::Page> TraceSamples::Next() {
+    if (m_ended) return std::nullopt;
+    const auto asked = static_cast<unsigned int>(std::min(kPage, m_end - m_next));
+    const unsigned int got = m_driver.Read(static_cast<unsigned int>(m_next), asked, m_page.data());
+    const Page page{m_next, m_page.data(), got};
+    m_next += got;
+    m_read += got;
+    m_ended = got < asked || m_next == m_end;
+    return page;
+}
+
+ExitCode TraceSamples::Finish() const {
+    if (m_read == m_wanted) return ExitCode::kOk;
+    Report(m_file, std::to_string(m_wanted - m_read) + " of " + std::to_string(m_wanted) +
+                       " samples are missing: the trace ends before sample " + std::to_string(m_next));
+    return ExitCode::kIncomplete;
+}
+
+}  // namespace orm_trace
