@@ -2,7 +2,7 @@
 #include <spdlog/sinks/basic_file_sink.h>
 #include <spdlog/spdlog.h>
 
-#include <cstring>
+#include <array>
 
 #include "bench/Common.h"
 #include "source_utilities/uLogger.h"
