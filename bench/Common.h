@@ -1,0 +1,150 @@
+// What the benchmark programs share.
+//
+// A benchmark is named WORK/PARTICIPANT, where WORK may have several parts. The participants of one work do like work
+// and are compared with each other:
+//   library    this library;
+//   limit      what the system charges for the bare work;
+//   peer:NAME  what a user would take instead.
+// What makes a comparison unequal is said where the participant is written.
+#pragma once
+
+#include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+
+#include "driver/CChannelDriver.h"
+
+namespace bench {
+
+inline constexpr std::uint64_t kMebibyte = std::uint64_t{1} << 20;
+
+// Where the files of this process lie: a new directory below TMPDIR, removed when the process ends. The library is kept
+// from logging and from making its directories in the user's home.
+inline const std::filesystem::path& Directory() {
+    struct Owner {
+        std::filesystem::path path;
+        Owner() {
+            std::string name = (std::filesystem::temp_directory_path() / "orm-bench-XXXXXX").string();
+            if (mkdtemp(name.data()) == nullptr) throw std::system_error(errno, std::generic_category(), name);
+            path = name;
+            setenv("HOME", name.c_str(), 1);
+            unsetenv("ORM_TRACE_LOGGING");
+        }
+        ~Owner() {
+            std::error_code ignored;
+            std::filesystem::remove_all(path, ignored);
+        }
+        Owner(const Owner&) = delete;
+        Owner& operator=(const Owner&) = delete;
+    };
+    static const Owner owner;
+    return owner.path;
+}
+
+inline std::string PathOf(const std::string& name) { return (Directory() / name).string(); }
+
+// A number of MiB from the environment.
+inline std::uint64_t BytesFrom(const char* variable, std::uint64_t defaultMebibytes) {
+    const char* text = std::getenv(variable);
+    const std::uint64_t value = text != nullptr ? std::strtoull(text, nullptr, 10) : 0;
+    return (value != 0 ? value : defaultMebibytes) * kMebibyte;
+}
+
+inline void Require(bool holds, const char* what) {
+    if (!holds) throw std::runtime_error(what);
+}
+
+// The same numbers in every run.
+class Random {
+public:
+    std::uint32_t Below(std::uint32_t limit) {
+        m_state ^= m_state << 13;
+        m_state ^= m_state >> 7;
+        m_state ^= m_state << 17;
+        return static_cast<std::uint32_t>(((m_state >> 32) * limit) >> 32);
+    }
+
+private:
+    std::uint64_t m_state = 0x9E3779B97F4A7C15;
+};
+
+class Descriptor {
+public:
+    Descriptor(const std::string& path, int flags) : m_value(open(path.c_str(), flags | O_CLOEXEC, 0600)) {
+        Require(m_value >= 0, "cannot open a file");
+    }
+    ~Descriptor() { close(m_value); }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    operator int() const { return m_value; }
+
+private:
+    int m_value;
+};
+
+struct FileCloser {
+    void operator()(std::FILE* stream) const { std::fclose(stream); }
+};
+using FilePtr = std::unique_ptr<std::FILE, FileCloser>;
+
+inline FilePtr OpenFile(const std::string& path, const char* mode) {
+    FilePtr stream(std::fopen(path.c_str(), mode));
+    Require(stream != nullptr, "cannot open a file");
+    return stream;
+}
+
+inline void Write(std::FILE* stream, const void* data, std::size_t size) {
+    Require(std::fwrite(data, 1, size, stream) == size, "cannot write a file");
+}
+
+// The identifier of a TDF file, and the head of a section. The machine is little-endian, as the format is.
+inline void WriteTDFIdentifier(std::FILE* stream) { Write(stream, "TDF2", 4); }
+
+inline void WriteSectionHeader(std::FILE* stream, const std::string& name, std::uint32_t version,
+                               std::uint32_t dataLength) {
+    const auto nameLength = static_cast<std::uint32_t>(name.size());
+    const std::uint32_t fields[] = {12 + nameLength + dataLength, version, nameLength};
+    Write(stream, fields, sizeof fields);
+    Write(stream, name.data(), name.size());
+}
+
+// A driver as a host gets it: from the factory, used through the abstract interface.
+struct DriverDestroyer {
+    void operator()(Orm::Lux::Trace::CChannelDriver* driver) const { DestroyChannelDriver(driver); }
+};
+using DriverPtr = std::unique_ptr<Orm::Lux::Trace::CChannelDriver, DriverDestroyer>;
+
+inline constexpr auto kCompressed = static_cast<Orm::Lux::Trace::eTraceDataFileType>(0);
+
+inline DriverPtr LoadedDriver(const std::string& file) {
+    Directory();  // settles the environment
+    DriverPtr driver(CreateChannelDriver());
+    driver->LoadFile(file, 0, kCompressed);
+    return driver;
+}
+
+// The body of each program's main.
+inline int RunBenchmarks(int argc, char** argv, void (*registerAll)()) {
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
+    try {
+        registerAll();
+        benchmark::RunSpecifiedBenchmarks();
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "%s: %s\n", argv[0], error.what());
+        return 1;
+    }
+    benchmark::Shutdown();
+    return 0;
+}
+
+}  // namespace bench

@@ -1,0 +1,98 @@
+// A log line that has reached the kernel when the call returns, from one thread and from two.
+#include <spdlog/sinks/basic_file_sink.h>
+#include <spdlog/spdlog.h>
+
+#include <array>
+
+#include "bench/Common.h"
+#include "source_utilities/uLogger.h"
+
+namespace {
+
+using benchmark::State;
+using ORM_LUX::uLogger;
+
+// Numbers in the lines have eight digits, so that all lines are equally long and the file's size tells their number.
+constexpr int kFirstNumber = 10'000'000;
+constexpr int kNumbers = 80'000'000;
+constexpr const char* kFormat = "SeekReadTraceData StartSample #%i, NumSamples #%i, CurrentSampleCount #%i";
+constexpr const char* kFmtFormat = "SeekReadTraceData StartSample #{}, NumSamples #{}, CurrentSampleCount #{}";
+constexpr const char* kPattern = "%L     %H:%M:%S:%e | %v";  // what uLogger::TD_TIME makes
+
+std::string SampleLine() {
+    const std::string prefix = "M     15:52:03:047 | ";
+    std::array<char, 256> message{};
+    std::snprintf(message.data(), message.size(), kFormat, kFirstNumber, 512, kFirstNumber);
+    return prefix + message.data() + "\n";
+}
+
+// Every participant appends to a new file, through one sink that the threads share. make makes the sink from a path,
+// line writes a line with a number to it.
+template <class Maker, class Liner> void LogLines(State& state, Maker&& make, Liner&& line) {
+    static decltype(make(std::string())) sink;  // of this participant: its types are its own
+    const std::string path = bench::PathOf("lines.txt");
+    const bool isFirst = state.thread_index() == 0;
+    if (isFirst) {
+        std::filesystem::remove(path);
+        sink = make(path);
+    }
+    int number = 0;
+    for (auto _ : state) {
+        line(*sink, kFirstNumber + number);
+        if (++number == kNumbers) number = 0;
+    }
+    if (!isFirst) return;
+    sink.reset();
+    const auto lines = static_cast<std::uint64_t>(state.iterations()) * static_cast<std::uint64_t>(state.threads());
+    if (std::filesystem::file_size(path) != lines * SampleLine().size()) state.SkipWithError("lines are missing");
+    std::filesystem::remove(path);
+}
+
+void LogByLibrary(State& state) {
+    LogLines(
+        state, [](const std::string& path) { return std::make_unique<uLogger>(path.c_str(), true); },
+        [](uLogger& logger, int number) {
+            logger.Log(uLogger::LOG_M, uLogger::TD_TIME, kFormat, number, 512, number);
+        });
+}
+
+// The bare call, without time and formatting.
+void LogByWrite(State& state) {
+    const std::string text = SampleLine();
+    LogLines(
+        state,
+        [](const std::string& path) {
+            return std::make_unique<bench::Descriptor>(path, O_WRONLY | O_CREAT | O_APPEND);
+        },
+        [&](int file, int) { benchmark::DoNotOptimize(write(file, text.data(), text.size())); });
+}
+
+// Unequal: fmt's format in place of printf's. The single-threaded sink takes no lock, the library always does.
+template <class Sink> void LogBySpdlog(State& state) {
+    LogLines(
+        state,
+        [](const std::string& path) {
+            auto logger = std::make_shared<spdlog::logger>("bench", std::make_shared<Sink>(path));
+            logger->set_pattern(kPattern);
+            logger->flush_on(spdlog::level::trace);
+            return logger;
+        },
+        [](spdlog::logger& logger, int number) { logger.info(kFmtFormat, number, 512, number); });
+}
+
+void RegisterAll() {
+    const auto add = [](const char* participant, int threads, void (*run)(State&)) {
+        auto* made = benchmark::RegisterBenchmark((std::string("LogLine/") + participant).c_str(), run);
+        if (threads > 1) made->Threads(threads)->UseRealTime();
+    };
+    for (const int threads : {1, 2}) {
+        add("library", threads, LogByLibrary);
+        add("limit", threads, LogByWrite);
+        add("peer:spdlog-mt", threads, LogBySpdlog<spdlog::sinks::basic_file_sink_mt>);
+        if (threads == 1) add("peer:spdlog-st", threads, LogBySpdlog<spdlog::sinks::basic_file_sink_st>);
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) { return bench::RunBenchmarks(argc, argv, RegisterAll); }

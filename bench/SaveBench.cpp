@@ -1,0 +1,144 @@
+// A loaded trace saved into another file, in pieces of 128 KiB. Nobody asks the disk to be done: all stop where the
+// kernel has the data. Every save goes to a new file, since a file that exists would spare the kernel its allocations.
+//
+// ORM_BENCH_SAVE_MIB sets the size.
+#include <algorithm>
+#include <vector>
+
+#include "bench/Common.h"
+#include "bench/Hdf5.h"
+
+namespace {
+
+using bench::Descriptor;
+using bench::HdfHandle;
+using benchmark::State;
+
+constexpr std::size_t kPiece = 128 * 1024;
+constexpr hsize_t kPieceSamples = kPiece / 8;
+constexpr int kSavesPerRun = 2;
+
+std::uint64_t Size() { return std::min(bench::BytesFrom("ORM_BENCH_SAVE_MIB", 120), 127 * bench::kMebibyte); }
+
+const std::string& Source() {
+    static const std::string path = [] {
+        const std::string file = bench::PathOf("source.bin");
+        const bench::FilePtr stream = bench::OpenFile(file, "wb");
+        std::vector<std::uint64_t> piece(kPieceSamples);
+        for (std::uint64_t at = 0; at < Size(); at += kPiece) {
+            for (auto& sample : piece) sample = at + static_cast<std::uint64_t>(&sample - piece.data());
+            bench::Write(stream.get(), piece.data(), kPiece);
+        }
+        return file;
+    }();
+    return path;
+}
+
+// makeTarget prepares a new file, outside the time taken, and gives what save needs of it.
+template <class Maker, class Saver> void Save(State& state, Maker&& makeTarget, Saver&& save) {
+    const std::string path = bench::PathOf("target.tdf");
+    std::string error;
+    for (auto _ : state) {
+        state.PauseTiming();
+        std::filesystem::remove(path);
+        {
+            auto target = makeTarget(path);
+            state.ResumeTiming();
+            try {
+                if (!save(target)) error = "not saved";
+            } catch (const std::exception& failure) {
+                error = failure.what();
+            }
+            state.PauseTiming();
+        }
+        if (std::filesystem::file_size(path) < Size() && error.empty()) error = "not saved whole";
+        state.ResumeTiming();
+    }
+    if (!error.empty()) state.SkipWithError(error.c_str());
+    state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations()) * static_cast<std::int64_t>(Size()));
+}
+
+void SaveByDriver(State& state) {
+    const bench::DriverPtr driver = bench::LoadedDriver(Source());
+    Save(
+        state,
+        [](const std::string& path) {
+            bench::WriteTDFIdentifier(bench::OpenFile(path, "wb").get());
+            return path;
+        },
+        [&](const std::string& path) {
+            driver->SaveFile(path, bench::kCompressed);
+            return true;
+        });
+}
+
+// Calls write with each piece of the source, until one fails.
+template <class Writer> bool ForEachPiece(int source, std::vector<char>& piece, Writer&& write) {
+    for (std::uint64_t at = 0; at < Size(); at += kPiece) {
+        if (pread(source, piece.data(), kPiece, static_cast<off_t>(at)) != static_cast<ssize_t>(kPiece)) return false;
+        if (!write(at)) return false;
+    }
+    return true;
+}
+
+void SaveByWrite(State& state) {
+    const Descriptor source(Source(), O_RDONLY);
+    std::vector<char> piece(kPiece);
+    Save(
+        state, [](const std::string& path) { return std::make_unique<Descriptor>(path, O_WRONLY | O_CREAT); },
+        [&](const auto& target) {
+            return ForEachPiece(source, piece, [&](std::uint64_t) {
+                return write(*target, piece.data(), kPiece) == static_cast<ssize_t>(kPiece);
+            });
+        });
+}
+
+struct Dataset {
+    HdfHandle file;
+    HdfHandle dataset;
+};
+
+// A dataset that grows by a chunk with every piece, as HDF5 offers for appending. The last flush is timed: HDF5 holds
+// chunks back, the others hold nothing.
+void SaveByHdf5(State& state) {
+    const Descriptor source(Source(), O_RDONLY);
+    std::vector<char> piece(kPiece);
+    const HdfHandle memory = bench::HdfSpace(kPieceSamples);
+    const auto make = [](const std::string& path) {
+        HdfHandle file = bench::CreateHdfFile(path);
+        const hsize_t none = 0;
+        const hsize_t unlimited = H5S_UNLIMITED;
+        const HdfHandle space(H5Screate_simple(1, &none, &unlimited), H5Sclose);
+        const HdfHandle creation(H5Pcreate(H5P_DATASET_CREATE), H5Pclose);
+        H5Pset_chunk(creation, 1, &kPieceSamples);
+        HdfHandle dataset(H5Dcreate2(file, "samples", H5T_STD_U64LE, space, H5P_DEFAULT, creation, H5P_DEFAULT),
+                          H5Dclose);
+        return Dataset{std::move(file), std::move(dataset)};
+    };
+    Save(state, make, [&](const Dataset& target) {
+        const bool isWritten = ForEachPiece(source, piece, [&](std::uint64_t at) {
+            const hsize_t first = at / 8;
+            const hsize_t size = first + kPieceSamples;
+            if (H5Dset_extent(target.dataset, &size) < 0) return false;
+            const HdfHandle space(H5Dget_space(target.dataset), H5Sclose);
+            return bench::SelectRun(space, first, kPieceSamples) &&
+                   H5Dwrite(target.dataset, H5T_NATIVE_ULONG, memory, space, H5P_DEFAULT, piece.data()) >= 0;
+        });
+        return isWritten && H5Fflush(target.file, H5F_SCOPE_LOCAL) >= 0;
+    });
+}
+
+void RegisterAll() {
+    const auto add = [](const char* participant, void (*run)(State&)) {
+        benchmark::RegisterBenchmark((std::string("Save/128KiB pieces/") + participant).c_str(), run)
+            ->Iterations(kSavesPerRun)
+            ->Unit(benchmark::kMillisecond);
+    };
+    add("library", SaveByDriver);
+    add("limit", SaveByWrite);
+    add("peer:hdf5", SaveByHdf5);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) { return bench::RunBenchmarks(argc, argv, RegisterAll); }
