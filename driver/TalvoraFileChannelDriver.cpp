@@ -1,6 +1,7 @@
 #include "driver/TalvoraFileChannelDriver.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -149,13 +150,25 @@ TalvoraFileChannelDriver::TalvoraFileChannelDriver()
       m_dataLength(0),
       m_isTDF(false),
       m_numSamples(0),
-      m_streamPosition(kUnknownPosition) {}
+      m_streamPosition(kUnknownPosition),
+      m_nextPosition(kUnknownPosition) {}
 
 TalvoraFileChannelDriver::~TalvoraFileChannelDriver() { Close(); }
 
 void TalvoraFileChannelDriver::Close() noexcept {
     FilePtr(std::exchange(m_file, nullptr)).reset();
-    m_streamPosition = kUnknownPosition;
+    m_streamPosition = m_nextPosition = kUnknownPosition;
+}
+
+// Reads samples that do not continue the read before, past the stream: a seek would make it fill its whole buffer.
+// Returns: whether all of them are there now. What ends or fails on the way is left to the stream to tell.
+bool TalvoraFileChannelDriver::ReadApart(unsigned int position, unsigned int count, unsigned long* buffer) noexcept {
+    const bool isApart = m_file != nullptr && buffer != nullptr && count != 0 && m_nextPosition != position;
+    if (!isApart || std::ferror(m_file)) return false;
+    const std::size_t size = std::size_t{kSampleSize} * count;
+    if (pread(fileno(m_file), buffer, size, position) != static_cast<ssize_t>(size)) return false;
+    m_nextPosition = std::int64_t{position} + static_cast<std::int64_t>(size);
+    return true;
 }
 
 // The C library asks the kernel for every seek, also to where the stream stands already.
@@ -315,14 +328,15 @@ void TalvoraFileChannelDriver::SeekReadTraceData(unsigned int StartSample, unsig
         ThrowError(eInvalidSample, kInvalidSample);
     }
     const unsigned int position = m_dataPosition + kSampleSize * StartSample;
-    if (!SeekTo(position)) FailReading("failed fseek");
-
-    const bool readable = buffer != nullptr || NumSamples == 0;
-    const std::size_t read = readable ? std::fread(buffer, kSampleSize, NumSamples, m_file) : 0;
-    m_streamPosition =
-        read == NumSamples ? m_streamPosition + std::int64_t{kSampleSize} * NumSamples : kUnknownPosition;
+    std::size_t read = NumSamples;
+    if (!ReadApart(position, NumSamples, buffer)) {
+        if (!SeekTo(position)) FailReading("failed fseek");
+        read = buffer != nullptr ? std::fread(buffer, kSampleSize, NumSamples, m_file) : 0;
+        m_streamPosition = m_nextPosition =
+            read == NumSamples ? std::int64_t{position} + std::int64_t{kSampleSize} * NumSamples : kUnknownPosition;
+    }
     if (samplesRead != nullptr) *samplesRead = static_cast<unsigned int>(read);
-    if (!readable || std::ferror(m_file)) FailReading("failed fread");
+    if ((buffer == nullptr && NumSamples != 0) || std::ferror(m_file)) FailReading("failed fread");
     ORM_LOG_TRACE(TRACE_PREFIX "SeekReadTraceData\n\tReturn: Samples read #%i\n", static_cast<int>(read));
 }
 

@@ -116,11 +116,14 @@ private:
     void Close() noexcept;
     bool SeekTo(unsigned int position) noexcept;
 
-    // Where the stream stands, so that reading on needs no seek; unknown after whatever was not a complete read.
+    bool ReadApart(unsigned int position, unsigned int count, unsigned long* buffer) noexcept;
+
+    // Where the stream stands, and where a read would continue the one before; unknown after what was no complete read.
     static constexpr std::int64_t kUnknownPosition = -1;
     std::int64_t m_streamPosition;
-    // The stream's own buffer. A seek makes the C library read as much as the buffer holds: at this size that costs a
-    // host that reads single samples at random little, and one that reads them in order a system call for 4096 samples.
+    std::int64_t m_nextPosition;
+    // The stream's own buffer, for hosts that page in order: at this size single samples cost them a system call for
+    // 4096 of them, pages of 512 one for 8, and larger pages go past it.
     static constexpr std::size_t kStreamBufferSize = 32 * 1024;
     std::array<char, kStreamBufferSize> m_streamBuffer;
 };

@@ -1,7 +1,6 @@
 #include "source_utilities/uFile.h"
 
 #include <array>
-#include <climits>
 
 #include "source_utilities/ScopedLock.h"
 
@@ -31,9 +30,10 @@ bool uFile::Open() {
 bool uFile::OpenInternal(const char* path, const char* mode) {
     if (mode == nullptr || *mode == '\0') mode = "r";
     // The library lives in somebody else's process: no descriptor of its own survives into a program started there.
-    std::array<char, 32> closeOnExec{};
-    std::snprintf(closeOnExec.data(), closeOnExec.size(), "%se", mode);
-    m_stream = path != nullptr ? std::fopen(path, closeOnExec.data()) : nullptr;
+    std::array<char, 64> closeOnExec{};
+    const int length = std::snprintf(closeOnExec.data(), closeOnExec.size(), "%ce%s", *mode, mode + 1);
+    if (static_cast<std::size_t>(length) < closeOnExec.size()) mode = closeOnExec.data();
+    m_stream = path != nullptr ? std::fopen(path, mode) : nullptr;
     m_isOpen = m_stream != nullptr;
     return IsOpen();
 }
@@ -82,7 +82,7 @@ bool uFile::WriteString(const char* text) {
 bool uFile::ReadString(char* buffer, unsigned long size) {
     if (!IsOpen() || buffer == nullptr) return false;
     const ScopedLock lock(m_lock);
-    return std::fgets(buffer, size > INT_MAX ? INT_MAX : static_cast<int>(size), m_stream) != nullptr;
+    return std::fgets(buffer, static_cast<int>(size), m_stream) != nullptr;
 }
 
 long uFile::Printf(const char* format, ...) {
@@ -149,6 +149,8 @@ long uFile::GetSize() {
 
 void uFile::ZeroFILEPOS(fpos_t& position) { position.__pos = 0; }
 
-long uFile::DifferenceFILEPOS(fpos_t a, fpos_t b) { return a.__pos - b.__pos; }
+long uFile::DifferenceFILEPOS(fpos_t a, fpos_t b) {
+    return static_cast<long>(static_cast<unsigned long>(a.__pos) - static_cast<unsigned long>(b.__pos));
+}
 
 }  // namespace ORM_LUX

@@ -2,11 +2,13 @@
 
 #include <dlfcn.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 
@@ -24,23 +26,13 @@ constexpr int kLineBufferSize = 4096;
 bool IsSet(const bool& flag) { return std::atomic_ref<bool>(const_cast<bool&>(flag)).load(std::memory_order_relaxed); }
 bool Exchange(bool& flag, bool value) { return std::atomic_ref<bool>(flag).exchange(value, std::memory_order_relaxed); }
 
-// A style of time stamp, with the text of its present second: the calendar is formatted once a second, not once a line.
+// A style of time stamp, with the text of its present second: the calendar is asked once a second, not once a line.
 struct StampStyle {
     const char* calendarFormat;
     bool hasMilliSeconds;
-    std::array<unsigned int, 6> second{};  // the second that text stands for
+    time_t second = -1;  // that text stands for
     std::array<char, 24> text{};
-    int length = -1;  // of text, -1 before the first use
 };
-
-std::array<unsigned int, 6> SecondOf(const uTime& time) {
-    return {static_cast<unsigned int>(time.GetYear()),
-            time.GetMonth(),
-            time.GetDay(),
-            time.GetHour(),
-            time.GetMinute(),
-            time.GetSecond()};
-}
 
 // Appends text to buf of size bytes, of which used are taken by text before it; what does not fit is cut.
 int Append(char* buf, int size, int used, const char* text, int length) {
@@ -48,6 +40,27 @@ int Append(char* buf, int size, int used, const char* text, int length) {
     std::memcpy(buf + used, text, static_cast<std::size_t>(fitting));
     buf[used + fitting] = '\0';
     return used + fitting;
+}
+
+// Writes a line at the end of a file: at once, by one system call, so that a process that dies loses none, and lines of
+// several processes do not mix. Of a line that does not fit, nothing stays: a later one would be glued to it.
+// Returns: whether the line is in the file.
+bool WriteLine(int descriptor, const char* line, std::size_t length) {
+    std::size_t written = 0;
+    while (written < length) {
+        const ssize_t step = write(descriptor, line + written, length - written);
+        if (step > 0) written += static_cast<std::size_t>(step);
+        if (step == 0 || (step < 0 && errno != EINTR)) break;
+    }
+    if (written == length) return true;
+    struct stat status {};
+    std::array<char, kLineBufferSize> end{};
+    const auto part = static_cast<off_t>(written);
+    const bool isLast = written > 0 && written <= end.size() && fstat(descriptor, &status) == 0 &&
+                        pread(descriptor, end.data(), written, status.st_size - part) == part &&
+                        std::memcmp(end.data(), line, written) == 0;
+    if (isLast && ftruncate(descriptor, status.st_size - part) == 0) lseek(descriptor, 0, SEEK_END);
+    return false;
 }
 
 }  // namespace
@@ -131,12 +144,18 @@ void uLogger::Log(unsigned level, TIME_DATE td, const char* format, ...) {
 
 void uLogger::Log(unsigned level, TIME_DATE td, const char* format, va_list& args) {
     if (!IsSet(m_outputEnabled) || level == 0 || m_levelMask == 0 || format == nullptr) return;
+    const int error = errno;  // the host's, which the message may show and logging must not change
     const ScopedLock lock(m_mutex);
     int length = SprintfLevel(level, m_pBuf, m_bufSize);
     length += SprintfCurrentTime(m_pBuf + length, m_bufSize - length, td);
-    // One byte is kept for the newline.
-    std::vsnprintf(m_pBuf + length, static_cast<std::size_t>(m_bufSize - length - 1), format, args);
-    AddToLog(m_pBuf, length + static_cast<int>(std::strlen(m_pBuf + length)));
+    errno = error;
+    m_pBuf[length] = '\0';
+    std::vsnprintf(m_pBuf + length, static_cast<std::size_t>(m_bufSize - length), format, args);
+    length += static_cast<int>(std::strlen(m_pBuf + length));
+    // A text that fills the buffer makes room for the newline, unless it ends in one.
+    if (length == m_bufSize - 1 && m_pBuf[length - 1] != '\n' && m_pBuf[length - 1] != '\r') --length;
+    AddToLog(m_pBuf, length);
+    errno = error;
 }
 
 void uLogger::Log(const char* format, ...) {
@@ -180,16 +199,17 @@ int uLogger::SprintfCurrentTime(char* buf, int size, TIME_DATE td) {
     if (td < TD_DATE || td > TD_DATE_TIME) return Append(buf, size, 0, " ", 1);
 
     const ScopedLock lock(SharedTimeMutex());
+    timeval clock{};
+    gettimeofday(&clock, nullptr);
     uTime now;
-    now.GetLocal();
+    uTime::m_milli = static_cast<unsigned int>(clock.tv_usec / 1000);
     StampStyle& style = styles[static_cast<std::size_t>(td - TD_DATE)];
-    const auto second = SecondOf(now);
-    if (style.length < 0 || style.second != second) {
+    if (style.second != clock.tv_sec) {
+        now.GetLocal();
         now.FormatTime(style.text.data(), static_cast<int>(style.text.size()), style.calendarFormat);
-        style.length = static_cast<int>(std::strlen(style.text.data()));
-        style.second = second;
+        style.second = clock.tv_sec;
     }
-    int length = Append(buf, size, 0, style.text.data(), style.length);
+    int length = Append(buf, size, 0, style.text.data(), static_cast<int>(std::strlen(style.text.data())));
     if (style.hasMilliSeconds) {
         const auto digit = [](unsigned int n) { return static_cast<char>('0' + n % 10); };
         const unsigned int milli = now.GetMilliSecond();
@@ -203,17 +223,13 @@ int uLogger::AddToLog(char* line, int length) {
     if (!IsSet(m_outputEnabled)) return length;
     if (!m_fileOpen) OpenFile();
     length = LineEnd(line, length);
-    if (m_file.IsOpen()) {
-        if (m_file.IsError()) EndTornLine();
-        // Write and flush: one write(2) of the whole line, so that lines of several processes do not mix either.
-        m_file.Write(line, static_cast<unsigned long>(length));
-        m_file.Flush();
-    }
+    bool isWritten = m_file.IsOpen() && WriteLine(fileno(m_file.m_stream), line, static_cast<std::size_t>(length));
     if (IsSet(m_logToStdio)) {
         std::printf("%s", line);
         std::fflush(stdout);
+        isWritten = true;
     }
-    return length;
+    return isWritten ? length : 0;
 }
 
 int uLogger::LineEnd(char* line, int length) {
@@ -231,16 +247,6 @@ int uLogger::LineEnd(char* line, int length) {
     line[length++] = '\n';
     line[length] = '\0';
     return length;
-}
-
-// After a failed write, typically on a full disk, a part of a line may stand at the end of the file.
-void uLogger::EndTornLine() {
-    m_file.ClearError();
-    const int descriptor = fileno(m_file.m_stream);
-    struct stat status {};
-    char last = '\n';
-    if (fstat(descriptor, &status) != 0 || status.st_size == 0) return;
-    if (pread(descriptor, &last, 1, status.st_size - 1) == 1 && last != '\n') m_file.Write("\n", 1);
 }
 
 }  // namespace ORM_LUX

@@ -14,8 +14,8 @@ namespace ORM_LUX {
 // Writes lines to a file of its own: six characters of level letters, a time stamp, the message and one newline. Each
 // line is written and flushed at once, so a log is complete up to its last line even when the process dies. The file is
 // opened at the first line.
-// Errors:  nothing throws after construction. A file that cannot be opened or written to loses the line, and the next
-//          line tries again; a line of which only a part reached the file is ended before the next one begins.
+// Errors:  nothing throws after construction, and errno stays as it is. A file that cannot be opened or written to loses
+//          the line, and the next line tries again; a part of a line that did reach the file is taken back.
 // Threads: lines, SetFileName, EnableOutput, Clear and Flush may come from any thread; lines never interleave.
 class ORM_EXPORT uLogger {
 public:
@@ -84,7 +84,7 @@ public:
     // within size.
     int SprintfLevel(unsigned level, char* buf, int size);
     int SprintfCurrentTime(char* buf, int size, TIME_DATE td);
-    // Ends the line and writes it. REQUIRES: as LineEnd. Threads: not while other threads log.
+    // Ends the line and writes it. Returns 0 where it could not be written. REQUIRES: as LineEnd. Threads: not while other threads log.
     int AddToLog(char* line, int length);
     // Makes line, of length characters (0: up to its terminator), end in exactly one newline.
     // REQUIRES: room for two characters more.
@@ -102,9 +102,6 @@ public:
     int m_bufSize;
     char* m_pBuf;
     unsigned int m_levelMask;  // lines are written while it is not 0
-
-private:
-    void EndTornLine();
 };
 
 }  // namespace ORM_LUX

@@ -176,15 +176,12 @@ unsigned uString::Split(std::vector<std::string>& parts, const char* str, const 
         if (*str != '\0') parts.emplace_back(str);
         return static_cast<unsigned>(parts.size());
     }
-    const std::size_t delimLength = std::strlen(delim);
-    while (*str != '\0') {
-        const char* found = std::strstr(str, delim);
-        if (found == nullptr) {
-            parts.emplace_back(str);
-            break;
-        }
-        parts.emplace_back(str, found);
-        str = found + delimLength;
+    const std::string text(str);  // str and delim may lie in parts
+    const std::string cut(delim);
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t end = std::min(text.find(cut, at), text.size());
+        parts.push_back(text.substr(at, end - at));
+        at = end + cut.size();
     }
     return static_cast<unsigned>(parts.size());
 }

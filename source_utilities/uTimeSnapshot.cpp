@@ -15,17 +15,11 @@
 namespace ORM_LUX {
 namespace {
 
-// localtime_r does not look at TZ again by itself. tzset does: with TZ set it compares texts, without TZ it looks at
-// the zone's file at every call, which only the change to that state needs.
-void FollowTimeZone() noexcept {
-    static std::atomic<bool> isDefaultZone{false};
-    if (std::getenv("TZ") != nullptr) {
-        isDefaultZone.store(false, std::memory_order_relaxed);
-        tzset();
-    } else if (!isDefaultZone.load(std::memory_order_relaxed)) {
-        isDefaultZone.store(true, std::memory_order_relaxed);
-        tzset();
-    }
+// localtime_r does not look at TZ again by itself. tzset does: with TZ set it compares texts; without TZ it looks at the
+// zone's file, which is enough once a second.
+void FollowTimeZone(time_t now) noexcept {
+    static std::atomic<time_t> second{-1};
+    if (second.exchange(now, std::memory_order_relaxed) != now || std::getenv("TZ") != nullptr) tzset();
 }
 
 // The fields of the calendar order.
@@ -33,8 +27,12 @@ auto Calendar(const uTimeSnapshot& t) noexcept {
     return std::tie(t.m_year, t.m_month, t.m_day, t.m_hour, t.m_minute, t.m_second, t.m_milli);
 }
 
-// Copies text into buf of len bytes, cut to fit and terminated. REQUIRES: len is at least 1.
-void CopyText(char* buf, int len, const char* text) { std::snprintf(buf, static_cast<std::size_t>(len), "%s", text); }
+// Copies text, which may lie in buf, into buf of len bytes, cut to fit and terminated. REQUIRES: len is at least 1.
+void CopyText(char* buf, int len, const char* text) {
+    const std::size_t size = strnlen(text, static_cast<std::size_t>(len) - 1);
+    std::memmove(buf, text, size);
+    buf[size] = '\0';
+}
 
 }  // namespace
 
@@ -61,7 +59,7 @@ uTimeSnapshot& uTimeSnapshot::operator=(const uTimeSnapshot& other) = default;
 void uTimeSnapshot::GetLocal() {
     timeval now{};
     gettimeofday(&now, nullptr);
-    FollowTimeZone();
+    FollowTimeZone(now.tv_sec);
     tm local{};
     if (localtime_r(&now.tv_sec, &local) != nullptr) {
         m_year = local.tm_year + 1900;
@@ -86,7 +84,7 @@ unsigned int uTimeSnapshot::GetSecond() const { return m_second; }
 unsigned int uTimeSnapshot::GetMilliSecond() const { return m_milli; }
 
 int uTimeSnapshot::CalculateYDays() {
-    if (m_status == STATUS_INVALID || m_month < 1 || m_month > 12) return 0;
+    if (m_status == STATUS_INVALID || m_month < 1 || m_month > YDAYS.size()) return 0;
     const auto& table = m_year % 4 == 0 ? YDAYS_LEAP : YDAYS;
     return static_cast<int>(table[m_month - 1] + m_day);
 }

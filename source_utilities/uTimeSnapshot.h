@@ -21,7 +21,8 @@ public:
     virtual ~uTimeSnapshot();
     uTimeSnapshot& operator=(const uTimeSnapshot& other);
 
-    // Reads the clock and converts it to local time; a change of the variable TZ is followed. Where the C library knows
+    // Reads the clock and converts it to local time; a change of the variable TZ is followed, and at the latest a
+    // second later that it was unset. Where the C library knows
     // no local time, the calendar fields keep their values. The value is STATUS_VALID afterwards.
     void GetLocal();
 
@@ -34,12 +35,12 @@ public:
     unsigned int GetMilliSecond() const;  // 0 to 999
 
     // Returns: the day of the year from 1, every year divisible by 4 counting as a leap year; 0 for an invalid value
-    //          and for a month outside 1 to 12.
+    //          and for a month outside the tables (1 to 13, of which the last counts from the end of the year).
     int CalculateYDays();
 
     // Formats into buf of len bytes, terminator included. fmt is a strftime format in which "%s" is the milliseconds
     // with three digits and "%#s" the milliseconds without leading zeros; what exceeds len - 1 characters of it is cut.
-    // A token whose digits would not fit is left to strftime. For example "%H:%M:%S:%s" gives 09:05:03:045.
+    // fmt may be buf. A token whose digits would not fit is left to strftime. For example "%H:%M:%S:%s" gives 09:05:03:045.
     // Returns: buf, holding "" when the text does not fit, and "Invalid time" (cut to fit) for STATUS_INVALID. Null for
     //          a null buf, a len below 1 and STATUS_NO_FORMAT: nothing is written then.
     // Errors:  std::bad_alloc, for a long fmt.
@@ -51,7 +52,7 @@ public:
 
     // Replaces token in the terminated text in buf, a buffer of len bytes, from the left. The occurrences are counted
     // first, overlapping ones included, and no more than those are replaced; each search begins one character behind
-    // the start of the replacement made before it.
+    // the start of the replacement made before it. token and replacement do not lie in buf.
     // Returns: the count; 0, with buf unchanged, when there is none, when the text could outgrow the buffer, and for a
     //          null argument or an empty token.
     int ReplaceString(char* buf, int len, const char* token, const char* replacement);

@@ -73,7 +73,7 @@ public:
     const TDFDamage& Damage() const noexcept { return m_damage; }
 
 private:
-    static constexpr std::size_t kWindowSize = 16 * 1024;
+    static constexpr std::size_t kWindowSize = 64 * 1024;
     static constexpr std::size_t kFirstPiece = 64;     // behind a seek: a header with a name of ordinary length
     static constexpr std::size_t kReadOnLimit = 4096;  // a hop to be read over: reading as much costs less than seeking
     static_assert(kWindowSize >= kReadOnLimit + kFixedHeaderSize + kMaxNameLength, "a hop and a header fit at once");

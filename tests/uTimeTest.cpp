@@ -81,7 +81,8 @@ TEST(uTimeSnapshot, CountsDaysOfTheYear) {
     EXPECT_EQ(Time(1900, 3, 1, 0, 0, 0, 0).CalculateYDays(), 61) << "no rule for centuries";
     EXPECT_EQ(Time(2023, 1, 1, 0, 0, 0, 0).CalculateYDays(), 1);
     EXPECT_EQ(Time(2024, 12, 31, 0, 0, 0, 0).CalculateYDays(), 366);
-    for (const unsigned month : {0U, 13U, 0xFFFFFFFFU}) EXPECT_EQ(Time(2024, month, 5, 0, 0, 0, 0).CalculateYDays(), 0);
+    EXPECT_EQ(Time(2024, 13, 5, 0, 0, 0, 0).CalculateYDays(), 371);
+    for (const unsigned month : {0U, 14U, 0xFFFFFFFFU}) EXPECT_EQ(Time(2024, month, 5, 0, 0, 0, 0).CalculateYDays(), 0);
     EXPECT_EQ(uTimeSnapshot(false).CalculateYDays(), 0);
 }
 
