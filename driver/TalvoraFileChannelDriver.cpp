@@ -164,7 +164,7 @@ void TalvoraFileChannelDriver::Close() noexcept {
 // Returns: whether all of them are there now. What ends or fails on the way is left to the stream to tell.
 bool TalvoraFileChannelDriver::ReadApart(unsigned int position, unsigned int count, unsigned long* buffer) noexcept {
     const bool isApart = m_file != nullptr && buffer != nullptr && count != 0 && m_nextPosition != position;
-    if (!isApart || std::ferror(m_file)) return false;
+    if (!isApart || ferror_unlocked(m_file)) return false;
     const std::size_t size = std::size_t{kSampleSize} * count;
     if (pread(fileno(m_file), buffer, size, position) != static_cast<ssize_t>(size)) return false;
     m_nextPosition = std::int64_t{position} + static_cast<std::int64_t>(size);
@@ -331,12 +331,13 @@ void TalvoraFileChannelDriver::SeekReadTraceData(unsigned int StartSample, unsig
     std::size_t read = NumSamples;
     if (!ReadApart(position, NumSamples, buffer)) {
         if (!SeekTo(position)) FailReading("failed fseek");
-        read = buffer != nullptr ? std::fread(buffer, kSampleSize, NumSamples, m_file) : 0;
+        // A driver belongs to one thread at a time, so its stream needs no lock.
+        read = buffer != nullptr ? fread_unlocked(buffer, kSampleSize, NumSamples, m_file) : 0;
         m_streamPosition = m_nextPosition =
             read == NumSamples ? std::int64_t{position} + std::int64_t{kSampleSize} * NumSamples : kUnknownPosition;
     }
     if (samplesRead != nullptr) *samplesRead = static_cast<unsigned int>(read);
-    if ((buffer == nullptr && NumSamples != 0) || std::ferror(m_file)) FailReading("failed fread");
+    if ((buffer == nullptr && NumSamples != 0) || ferror_unlocked(m_file)) FailReading("failed fread");
     ORM_LOG_TRACE(TRACE_PREFIX "SeekReadTraceData\n\tReturn: Samples read #%i\n", static_cast<int>(read));
 }
 
