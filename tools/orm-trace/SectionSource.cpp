@@ -1,8 +1,9 @@
 #include "tools/orm-trace/SectionSource.h"
 
+#include <sys/stat.h>
+
 #include <array>
 #include <cerrno>
-#include <charconv>
 #include <cstdio>
 #include <cstring>
 
@@ -46,6 +47,11 @@ void SectionSource::OpenData() {
     const bool isStandardInput = m_path == "-";
     if (isStandardInput) m_path = "standard input";
     FilePtr input(isStandardInput ? std::fopen("/dev/stdin", "rbe") : std::fopen(m_path.c_str(), "rbe"));
+    struct stat status {};
+    if (input && fstat(fileno(input.get()), &status) == 0 && S_ISDIR(status.st_mode)) {
+        input.reset();
+        errno = EISDIR;
+    }
     if (!input) throw Failure(ExitCode::kFailed, m_path, std::strerror(errno));
     m_data = std::move(input);
     if (!isStandardInput && SeekToSize(m_data.get(), m_size)) {

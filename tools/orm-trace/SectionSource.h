@@ -29,7 +29,6 @@ public:
 
 private:
     void OpenData();
-    void Measure();
 
     std::string m_name;
     std::uint32_t m_version = 0;

@@ -111,7 +111,7 @@ public:
         app.add_option("--reference", m_reference, "Time-of-day reference count")->option_text("N [0]");
         app.footer(
             "Example, 90061.5 seconds after that time:\n"
-            "  orm-trace stamp rcv 0x88000DECB4B7C5C0 --zero \"2026-11-16 10:00:00\"\n"
+            "  orm-trace stamp rcv 0x88000DECBE3B4BC0 --zero \"2026-11-16 10:00:00\"\n"
             "   11/17/2026 11:01:01:500:000");
     }
 
