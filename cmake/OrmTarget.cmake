@@ -2,6 +2,9 @@
 function(orm_target target)
     target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow
         $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor>)
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+        target_compile_options(${target} PRIVATE -Wno-restrict)  # false alarms about std::string, mended in g++ 13
+    endif()
     target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR})
     if(ORM_SANITIZE)
         target_compile_options(${target} PRIVATE -fsanitize=${ORM_SANITIZE} -fno-sanitize-recover=all

@@ -1,7 +1,6 @@
 #include "driver/TalvoraFileChannelDriver.h"
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -133,10 +132,10 @@ unsigned int SampleCount(unsigned int bytes) noexcept {
     return static_cast<unsigned int>((std::uint64_t{bytes} + kSampleSize - 1) / kSampleSize);
 }
 
-// Opening a FIFO by name would make the host wait.
-bool IsFifo(const std::string& path) noexcept {
+// Opening a FIFO or a device by name could make the host wait; neither has a size.
+bool HasSize(const std::string& path) noexcept {
     struct stat status {};
-    return stat(path.c_str(), &status) == 0 && S_ISFIFO(status.st_mode);
+    return stat(path.c_str(), &status) == 0 && (S_ISREG(status.st_mode) || S_ISBLK(status.st_mode));
 }
 
 }  // namespace
@@ -150,34 +149,43 @@ TalvoraFileChannelDriver::TalvoraFileChannelDriver()
       m_dataLength(0),
       m_isTDF(false),
       m_numSamples(0),
-      m_streamPosition(kUnknownPosition),
-      m_nextPosition(kUnknownPosition) {}
+      m_aheadPosition(0),
+      m_aheadSize(0),
+      m_nextPosition(0) {}
 
 TalvoraFileChannelDriver::~TalvoraFileChannelDriver() { Close(); }
 
 void TalvoraFileChannelDriver::Close() noexcept {
     FilePtr(std::exchange(m_file, nullptr)).reset();
-    m_streamPosition = m_nextPosition = kUnknownPosition;
+    m_aheadSize = 0;
+    m_nextPosition = 0;
 }
 
-// Reads samples that do not continue the read before, past the stream: a seek would make it fill its whole buffer.
-// Returns: whether all of them are there now. What ends or fails on the way is left to the stream to tell.
-bool TalvoraFileChannelDriver::ReadApart(unsigned int position, unsigned int count, unsigned long* buffer) noexcept {
-    const bool isApart = m_file != nullptr && buffer != nullptr && count != 0 && m_nextPosition != position;
-    if (!isApart || ferror_unlocked(m_file)) return false;
-    const std::size_t size = std::size_t{kSampleSize} * count;
-    if (pread(fileno(m_file), buffer, size, position) != static_cast<ssize_t>(size)) return false;
-    m_nextPosition = std::int64_t{position} + static_cast<std::int64_t>(size);
-    return true;
-}
-
-// The C library asks the kernel for every seek, also to where the stream stands already.
-bool TalvoraFileChannelDriver::SeekTo(unsigned int position) noexcept {
-    if (m_file == nullptr) return false;
-    if (m_streamPosition == std::int64_t{position}) return true;
-    m_streamPosition = kUnknownPosition;
-    if (std::fseek(m_file, static_cast<long>(position), SEEK_SET) != 0) return false;
-    m_streamPosition = position;
+// Reads bytes at a position without the stream. A run that continues the one before is served from a read-ahead, any
+// other straight from the file. All is read by position: a child process shares the stream's place in the file, and may
+// move it.
+// Returns: whether all bytes were there. What ends or fails on the way is left to the stream, which tells.
+bool TalvoraFileChannelDriver::ReadAhead(std::uint64_t position, std::size_t size, char* out) noexcept {
+    if (m_file == nullptr || out == nullptr || ferror_unlocked(m_file)) return false;
+    const bool continues = position == m_nextPosition;
+    const std::uint64_t end = position + size;
+    if (position >= m_aheadPosition && position < m_aheadPosition + m_aheadSize) {
+        const std::size_t at = position - m_aheadPosition;
+        const std::size_t ready = std::min(size, m_aheadSize - at);
+        std::memcpy(out, m_ahead.data() + at, ready);
+        out += ready;
+        position += ready;
+        size -= ready;
+    }
+    if (size != 0 && (!continues || size >= m_ahead.size())) {
+        if (ReadAt(m_file, out, size, position) != size) return false;
+    } else if (size != 0) {
+        m_aheadPosition = position;
+        m_aheadSize = ReadAt(m_file, m_ahead.data(), m_ahead.size(), position);
+        if (m_aheadSize < size) return false;
+        std::memcpy(out, m_ahead.data(), size);
+    }
+    m_nextPosition = end;
     return true;
 }
 
@@ -233,7 +241,6 @@ void TalvoraFileChannelDriver::SaveFile(std::string fileName, eTraceDataFileType
 
     // What can fail without the target is done before anything is written to it: a section, once begun, stays.
     if (m_file == nullptr) FailSaving(EBADF);
-    m_streamPosition = kUnknownPosition;
     const unsigned int length = LengthToSave();
     if (std::fseek(m_file, static_cast<long>(m_dataPosition), SEEK_SET) != 0) FailSaving(errno);
     const std::unique_ptr<char[]> buffer(new (std::nothrow) char[kSaveChunk]);
@@ -256,7 +263,7 @@ void TalvoraFileChannelDriver::SaveFile(std::string fileName, eTraceDataFileType
 unsigned int TalvoraFileChannelDriver::LengthToSave() const {
     if (m_isTDF) return m_dataLength;
     std::uint64_t size = 0;
-    if (!SeekToSize(m_file, size)) FailSaving(errno);
+    if (!MeasureSize(m_file, size)) FailSaving(errno);
     const std::uint64_t length = size + kTraceHeaderSize;
     if (length > kMaxSectionLength) {
         ThrowError(eFileIOError, "Talvora file channel driver: The trace makes a section of " + std::to_string(length) +
@@ -282,7 +289,6 @@ void TalvoraFileChannelDriver::LoadFile(std::string fileName, unsigned long, eTr
         m_fileName = fileName;
         m_file = OpenForReading(m_fileName.c_str()).release();
         if (m_file != nullptr) {
-            std::setvbuf(m_file, m_streamBuffer.data(), _IOFBF, m_streamBuffer.size());
             TDFHandler tdf;
             m_isTDF = tdf.ISTDF(m_fileName.c_str());
             if (!m_isTDF) return;
@@ -308,7 +314,7 @@ unsigned int TalvoraFileChannelDriver::GetNumSamples() const {
     if (m_numSamples != 0) return m_numSamples;
     if (m_isTDF) {
         m_numSamples = SampleCount(m_dataLength);
-    } else if (!m_fileName.empty() && !IsFifo(m_fileName)) {
+    } else if (!m_fileName.empty() && HasSize(m_fileName)) {
         ORM_LUX::uFile file(nullptr, nullptr);
         file.Open(m_fileName.c_str(), "rb");
         m_numSamples = SampleCount(static_cast<unsigned int>(file.GetSize()));
@@ -329,12 +335,12 @@ void TalvoraFileChannelDriver::SeekReadTraceData(unsigned int StartSample, unsig
     }
     const unsigned int position = m_dataPosition + kSampleSize * StartSample;
     std::size_t read = NumSamples;
-    if (!ReadApart(position, NumSamples, buffer)) {
-        if (!SeekTo(position)) FailReading("failed fseek");
-        // A driver belongs to one thread at a time, so its stream needs no lock.
-        read = buffer != nullptr ? fread_unlocked(buffer, kSampleSize, NumSamples, m_file) : 0;
-        m_streamPosition = m_nextPosition =
-            read == NumSamples ? std::int64_t{position} + std::int64_t{kSampleSize} * NumSamples : kUnknownPosition;
+    if (NumSamples == 0 ||
+        !ReadAhead(position, std::size_t{kSampleSize} * NumSamples, reinterpret_cast<char*>(buffer))) {
+        if (m_file == nullptr || std::fseek(m_file, static_cast<long>(position), SEEK_SET) != 0) {
+            FailReading("failed fseek");
+        }
+        read = buffer != nullptr ? std::fread(buffer, kSampleSize, NumSamples, m_file) : 0;
     }
     if (samplesRead != nullptr) *samplesRead = static_cast<unsigned int>(read);
     if ((buffer == nullptr && NumSamples != 0) || ferror_unlocked(m_file)) FailReading("failed fread");

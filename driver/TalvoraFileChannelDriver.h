@@ -114,18 +114,16 @@ private:
     [[noreturn]] void FailSaving(int error) const;
     unsigned int LengthToSave() const;
     void Close() noexcept;
-    bool SeekTo(unsigned int position) noexcept;
 
-    bool ReadApart(unsigned int position, unsigned int count, unsigned long* buffer) noexcept;
+    bool ReadAhead(std::uint64_t position, std::size_t size, char* out) noexcept;
 
-    // Where the stream stands, and where a read would continue the one before; unknown after what was no complete read.
-    static constexpr std::int64_t kUnknownPosition = -1;
-    std::int64_t m_streamPosition;
-    std::int64_t m_nextPosition;
-    // The stream's own buffer, for hosts that page in order: at this size single samples cost them a system call for
-    // 4096 of them, pages of 512 one for 8, and larger pages go past it.
-    static constexpr std::size_t kStreamBufferSize = 32 * 1024;
-    std::array<char, kStreamBufferSize> m_streamBuffer;
+    // What was read ahead for a host that pages in order. At this size single samples cost it one system call for 4096
+    // of them, pages of 512 one for 8; larger pages go straight to the host's buffer.
+    static constexpr std::size_t kAheadSize = 32 * 1024;
+    std::uint64_t m_aheadPosition;
+    std::size_t m_aheadSize;       // bytes that are there
+    std::uint64_t m_nextPosition;  // where a run would continue the one before
+    std::array<char, kAheadSize> m_ahead;
 };
 
 }  // namespace Trace

@@ -49,7 +49,28 @@ FilePtr OpenEmpty(const char* path) noexcept { return OpenUnbuffered(path, O_WRO
 
 bool Close(FilePtr stream) noexcept { return std::fclose(stream.release()) == 0; }
 
-bool SeekToSize(std::FILE* stream, std::uint64_t& size) noexcept {
+std::size_t ReadAt(std::FILE* stream, void* buffer, std::size_t size, std::uint64_t position) noexcept {
+    const int descriptor = fileno(stream);
+    if (descriptor < 0) {  // a stream over memory
+        if (fseeko(stream, static_cast<off_t>(position), SEEK_SET) != 0) return 0;
+        return std::fread(buffer, 1, size, stream);
+    }
+    std::size_t done = 0;
+    while (done < size) {
+        const ssize_t got =
+            pread(descriptor, static_cast<char*>(buffer) + done, size - done, static_cast<off_t>(position + done));
+        if (got <= 0) break;
+        done += static_cast<std::size_t>(got);
+    }
+    return done;
+}
+
+bool MeasureSize(std::FILE* stream, std::uint64_t& size) noexcept {
+    struct stat status {};
+    if (fstat(fileno(stream), &status) == 0 && S_ISREG(status.st_mode)) {
+        size = static_cast<std::uint64_t>(status.st_size);
+        return true;
+    }
     if (fseeko(stream, 0, SEEK_END) != 0) return false;
     const off_t end = ftello(stream);
     if (end < 0) return false;

@@ -1,6 +1,7 @@
 // Opening trace and TDF files, and owning what is open. Private to the library.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <memory>
@@ -25,7 +26,12 @@ FilePtr OpenEmpty(const char* path) noexcept;
 // Closes a file that was written to. Returns: false when the system reports, only now, that a write has failed.
 bool Close(FilePtr stream) noexcept;
 
-// The size of an open file in bytes, by moving its position to the end. Returns: false when the stream cannot seek.
-bool SeekToSize(std::FILE* stream, std::uint64_t& size) noexcept;
+// Reads up to size bytes at a position of an open file, for which the stream need not stand there; where it stands
+// afterwards is unspecified. Returns: the bytes read, fewer at the end of the file and where reading fails.
+std::size_t ReadAt(std::FILE* stream, void* buffer, std::size_t size, std::uint64_t position) noexcept;
+
+// Stores the size of an open file in bytes; where the stream stands afterwards is unspecified.
+// Returns: false for what has no size: a stream that cannot seek.
+bool MeasureSize(std::FILE* stream, std::uint64_t& size) noexcept;
 
 }  // namespace Orm::Lux::Trace

@@ -26,8 +26,8 @@ bool HasIdentifier(std::FILE* stream) noexcept {
     return std::fread(found.data(), 1, found.size(), stream) == found.size() && found == kTDFIdentifier;
 }
 
-// Opens a TDF file; the stream stands behind the identifier. It is not buffered: the section reader reads ahead as far
-// as it pays, and section data goes straight to the caller.
+// Opens a TDF file. The stream is not buffered: the section reader reads ahead as far as it pays, and section data goes
+// straight to the caller.
 FilePtr OpenTDF(const char* path) {
     FilePtr stream = OpenForReading(path);
     Require(stream != nullptr, "Could not open TDF file as specified.");
@@ -53,9 +53,9 @@ bool WriteField(std::FILE* stream, std::uint32_t value) noexcept {
     return std::fwrite(bytes.data(), 1, bytes.size(), stream) == bytes.size();
 }
 
-bool ReadField(std::FILE* stream, std::uint32_t& value) noexcept {
+bool ReadFieldAt(std::FILE* stream, std::uint64_t position, std::uint32_t& value) noexcept {
     Field bytes{};
-    if (std::fread(bytes.data(), 1, bytes.size(), stream) != bytes.size()) return false;
+    if (ReadAt(stream, bytes.data(), bytes.size(), position) != bytes.size()) return false;
     value = LoadLittleEndian(bytes.data());
     return true;
 }
@@ -74,7 +74,6 @@ FilePtr OpenToAppend(const char* path) {
 // Whether a section begins at this position of a file of this size: one that readers follow, or one that only exceeds
 // their limits. What a failed append leaves behind is none.
 bool HasSectionAt(std::FILE* stream, std::uint64_t position, std::uint64_t size) noexcept {
-    if (!SeekTo(stream, position)) return true;
     TDFSectionReader reader(stream, position);
     if (reader.Next() == TDFSectionReader::Step::kSection) return true;
     const TDFDamage& damage = reader.Damage();
@@ -115,6 +114,7 @@ bool TDFHandler::ISTDF(const char* path) {
 bool TDFHandler::SeekSectionData(FILE* stream, const char* name, unsigned int version, unsigned int& dataLength) {
     if (stream == nullptr) return false;
     dataLength = 0;
+    std::fflush(stream);  // the walk reads what is in the file
     const off_t start = ftello(stream);
     if (start < 0) return false;
     TDFSectionReader reader(stream, static_cast<std::uint64_t>(start));
@@ -179,7 +179,8 @@ void TDFHandler::SaveSectionHeader(const char* path, const char* name, unsigned 
     const unsigned int offset = FileSize(path);
     // The size was measured by name and has 32 bits; it counts when it is that of the file that is open here.
     std::uint64_t size = 0;
-    Require(SeekToSize(stream.get(), size), "Write error -  TDF section header size.");
+    const bool measured = MeasureSize(stream.get(), size) && SeekTo(stream.get(), size);
+    Require(measured, "Write error -  TDF section header size.");
     Require(size + headerSize <= kMaxPosition, kTooLarge);
     Require(size == offset, "Could not determine the size of the TDF file.");
     headerOffset = offset;
@@ -204,8 +205,8 @@ void TDFHandler::SaveSectionData(const char* path, const char*, unsigned int hea
 
     std::uint64_t size = 0;
     std::uint32_t length = 0;
-    const bool measured = SeekToSize(stream.get(), size) && SeekTo(stream.get(), headerOffset);
-    Require(measured && ReadField(stream.get(), length), "Write I/O error - unable to determine section length.");
+    const bool measured = MeasureSize(stream.get(), size) && ReadFieldAt(stream.get(), headerOffset, length);
+    Require(measured, "Write I/O error - unable to determine section length.");
     const std::uint64_t end = std::uint64_t{headerOffset} + length;
     Require(length >= kFixedHeaderSize && end <= size, kBadOffset);
     Require(end == size || !HasSectionAt(stream.get(), end, size),
@@ -235,6 +236,6 @@ bool TDFHandler::SaveNameVersion(FILE* stream, const char* name, unsigned int ve
 unsigned int FileSize(const char* path) {
     const Orm::Lux::Trace::FilePtr stream = Orm::Lux::Trace::OpenForReading(path);
     std::uint64_t size = 0;
-    if (stream == nullptr || !Orm::Lux::Trace::SeekToSize(stream.get(), size)) return 0;
+    if (stream == nullptr || !Orm::Lux::Trace::MeasureSize(stream.get(), size)) return 0;
     return static_cast<unsigned int>(size);
 }

@@ -18,8 +18,8 @@ TDFSectionReader::Step TDFSectionReader::Next() noexcept {
 
     const std::uint64_t at = m_next;
     if (std::ferror(m_stream)) return Damaged(TDFFault::kReadError, at, 0, 0);
-    if (!SkipTo(at) || !Fill(kFixedHeaderSize)) return EndOfFile(at);
-    const unsigned char* header = m_window.data() + m_begin;
+    const unsigned char* header = Header(at, kFixedHeaderSize);
+    if (header == nullptr) return EndOfFile(at, kFixedHeaderSize);
     const std::uint32_t length = LoadLittleEndian(header);
     const std::uint32_t version = LoadLittleEndian(header + kFieldSize);
     const std::uint32_t nameLength = LoadLittleEndian(header + 2 * kFieldSize);
@@ -30,14 +30,13 @@ TDFSectionReader::Step TDFSectionReader::Next() noexcept {
     if (nameLength > kMaxNameLength) return Damaged(TDFFault::kNameTooLong, at, nameLength, kMaxNameLength);
     const std::uint32_t headerSize = kFixedHeaderSize + nameLength;
     if (at + length > kMaxPosition) return Damaged(TDFFault::kBeyondFormat, at, length, kMaxPosition - at);
-    if (!Fill(headerSize)) return EndOfFile(at);
+    header = Header(at, headerSize);
+    if (header == nullptr) return EndOfFile(at, headerSize);
 
     m_section.offset = static_cast<std::uint32_t>(at);
     m_section.length = length;
     m_section.version = version;
-    const unsigned char* name = m_window.data() + m_begin + kFixedHeaderSize;
-    m_section.name = std::string_view(reinterpret_cast<const char*>(name), nameLength);
-    m_begin += headerSize;
+    m_section.name = std::string_view(reinterpret_cast<const char*>(header + kFixedHeaderSize), nameLength);
     m_next = at + length;
     return Step::kSection;
 }
@@ -49,50 +48,24 @@ bool TDFSectionReader::Find(std::string_view name, std::uint32_t version) noexce
     return false;
 }
 
-// Makes position the first byte of the window. Returns: false when the stream cannot be moved there.
-bool TDFSectionReader::SkipTo(std::uint64_t position) noexcept {
-    const std::uint64_t hop = position - (m_read - Buffered());
-    if (hop <= Buffered()) {
-        m_begin += static_cast<std::size_t>(hop);
-        return true;
+// Returns: the size bytes at position, in the window; null when the file has fewer. Valid until the next call.
+const unsigned char* TDFSectionReader::Header(std::uint64_t position, std::size_t size) noexcept {
+    const std::uint64_t windowEnd = m_windowPosition + m_windowSize;
+    if (position + size > windowEnd) {
+        m_piece = position <= windowEnd + kShortHop ? std::min(2 * m_piece, kWindowSize) : kFirstPiece;
+        m_windowPosition = position;
+        m_windowSize = ReadAt(m_stream, m_window.data(), std::max(size, m_piece), position);
+        if (m_windowSize < size) return nullptr;
     }
-    if (hop <= Buffered() + kReadOnLimit && Fill(static_cast<std::size_t>(hop))) {
-        m_begin += static_cast<std::size_t>(hop);
-        return true;
-    }
-    // What was not wanted for itself may have failed.
-    std::clearerr(m_stream);
-    m_begin = m_end = 0;
-    m_piece = kFirstPiece;
-    m_read = position;
-    return fseeko(m_stream, static_cast<off_t>(position), SEEK_SET) == 0;
+    return m_window.data() + (position - m_windowPosition);
 }
 
-// Makes the window hold at least needed bytes, and a piece more where it reads. Returns: false when the file has fewer.
-bool TDFSectionReader::Fill(std::size_t needed) noexcept {
-    if (Buffered() >= needed) return true;
-    std::memmove(m_window.data(), m_window.data() + m_begin, Buffered());
-    m_end = Buffered();
-    m_begin = 0;
-    const std::size_t wanted = std::min(std::max(needed, m_piece), kWindowSize) - m_end;
-    const std::size_t got = std::fread(m_window.data() + m_end, 1, wanted, m_stream);
-    m_end += got;
-    m_read += got;
-    m_piece = std::min(2 * m_piece, kWindowSize);
-    if (m_end < needed) return false;
-    if (std::ferror(m_stream)) std::clearerr(m_stream);  // only what was read ahead has failed
-    return true;
-}
-
-// What it means that no whole header could be had at this position.
-TDFSectionReader::Step TDFSectionReader::EndOfFile(std::uint64_t at) noexcept {
+// What it means that no whole header, of headerSize as far as is known, could be had at this position.
+TDFSectionReader::Step TDFSectionReader::EndOfFile(std::uint64_t at, std::uint64_t headerSize) noexcept {
     std::uint64_t size = 0;
-    if (std::ferror(m_stream) || !SeekToSize(m_stream, size)) return Damaged(TDFFault::kReadError, at, 0, 0);
+    if (std::ferror(m_stream) || !MeasureSize(m_stream, size)) return Damaged(TDFFault::kReadError, at, 0, 0);
     if (size == at) return m_last = Step::kEnd;
     if (size < at) return Damaged(TDFFault::kDataCut, m_section.offset, m_section.length, size - m_section.offset);
-
-    std::uint64_t headerSize = kFixedHeaderSize;
-    if (Buffered() >= kFixedHeaderSize) headerSize += LoadLittleEndian(m_window.data() + m_begin + 2 * kFieldSize);
     const TDFFault fault = size - at < headerSize ? TDFFault::kHeaderCut : TDFFault::kReadError;
     return Damaged(fault, at, headerSize, size - at);
 }

@@ -47,9 +47,9 @@ struct TDFDamage {
 // file, or damage; after the last two every further step ends in the same way. A section whose data the end of the file
 // cuts short is a section like any other; the step after it says so.
 //
-// The reader reads ahead in a window of its own: while sections are short it passes from one to the next by reading on,
-// in ever larger pieces; it passes over long data by one seek, and reads little behind that. The cost of a step
-// therefore does not depend on the length of the data. Nothing is allocated.
+// The reader reads by position into a window of its own: while sections are short, in ever larger pieces, of which it
+// passes from one header to the next; behind long data little more than a header. The cost of a step therefore does not
+// depend on the length of the data. Nothing is allocated.
 //
 // Errors:    nothing throws.
 // Ownership: the stream belongs to the caller, who leaves it alone while the reader is in use. Where it stands
@@ -58,9 +58,9 @@ class TDFSectionReader {
 public:
     enum class Step { kSection, kEnd, kDamage };
 
-    // The first section is looked for at start, where the stream stands.
+    // The first section is looked for at start.
     TDFSectionReader(std::FILE* stream, std::uint64_t start) noexcept
-        : m_stream(stream), m_next(start), m_read(start) {}
+        : m_stream(stream), m_next(start), m_windowPosition(start) {}
 
     Step Next() noexcept;
 
@@ -73,22 +73,19 @@ public:
     const TDFDamage& Damage() const noexcept { return m_damage; }
 
 private:
-    static constexpr std::size_t kWindowSize = 64 * 1024;
-    static constexpr std::size_t kFirstPiece = 64;     // behind a seek: a header with a name of ordinary length
-    static constexpr std::size_t kReadOnLimit = 4096;  // a hop to be read over: reading as much costs less than seeking
-    static_assert(kWindowSize >= kReadOnLimit + kFixedHeaderSize + kMaxNameLength, "a hop and a header fit at once");
+    static constexpr std::size_t kWindowSize = 16 * 1024;  // on the stack of the host's threads
+    static constexpr std::size_t kFirstPiece = 64;         // behind a long hop: a header with a name of ordinary length
+    static constexpr std::size_t kShortHop = 4096;         // beyond the window, that says that sections are short
+    static_assert(kWindowSize >= kFixedHeaderSize + kMaxNameLength, "every header fits");
 
-    std::size_t Buffered() const noexcept { return m_end - m_begin; }
-    bool SkipTo(std::uint64_t position) noexcept;
-    bool Fill(std::size_t needed) noexcept;
-    Step EndOfFile(std::uint64_t at) noexcept;
+    const unsigned char* Header(std::uint64_t position, std::size_t size) noexcept;
+    Step EndOfFile(std::uint64_t at, std::uint64_t headerSize) noexcept;
     Step Damaged(TDFFault fault, std::uint64_t offset, std::uint64_t claimed, std::uint64_t available) noexcept;
 
     std::FILE* m_stream;
-    std::uint64_t m_next;     // where the next section begins
-    std::uint64_t m_read;     // where the stream stands: behind the window's last byte
-    std::size_t m_begin = 0;  // the window holds the bytes [m_begin, m_end) of m_window ...
-    std::size_t m_end = 0;    // ... of which the last is the one before m_read
+    std::uint64_t m_next;            // where the next section begins
+    std::uint64_t m_windowPosition;  // of the window's first byte in the file
+    std::size_t m_windowSize = 0;    // bytes that are there
     std::size_t m_piece = kFirstPiece;
     Step m_last = Step::kSection;
     TDFSection m_section;

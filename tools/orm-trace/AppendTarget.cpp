@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <filesystem>
 #include <vector>
 
 #include "tdf/OpenFile.h"
@@ -19,7 +20,7 @@ using namespace Orm::Lux::Trace;
 std::uint64_t RequireWholeChain(const std::string& path, ExitCode code) {
     const FilePtr stream = OpenForReading(path.c_str());
     std::uint64_t size = 0;
-    if (!stream || !SeekToSize(stream.get(), size) || !TDFHandler().ISTDF(path.c_str())) {
+    if (!stream || !MeasureSize(stream.get(), size) || !TDFHandler().ISTDF(path.c_str())) {
         throw Failure(code, path, "is no TDF file");
     }
     fseeko(stream.get(), static_cast<off_t>(kTDFIdentifier.size()), SEEK_SET);
@@ -51,7 +52,7 @@ AppendTarget::AppendTarget(std::string path)
     : m_path(std::move(path)), m_sizeBefore(RequireWholeChain(m_path, ExitCode::kNotATrace)) {}
 
 AppendTarget::~AppendTarget() {
-    if (m_kept || Appended() == 0) return;
+    if (m_kept) return;
     if (truncate(m_path.c_str(), static_cast<off_t>(m_sizeBefore)) == 0) return;
     Report(m_path, "keeps an incomplete section behind offset " + std::to_string(m_sizeBefore));
 }
@@ -81,7 +82,12 @@ void AppendTarget::Append(SectionSource& source) {
     }
 }
 
-std::uint64_t AppendTarget::Appended() const { return FileSize(m_path.c_str()) - m_sizeBefore; }
+std::uint64_t AppendTarget::Appended() const {
+    std::error_code error;
+    const auto size = std::filesystem::file_size(m_path, error);
+    if (error) throw Failure(ExitCode::kFailed, m_path, error.message());
+    return size - m_sizeBefore;
+}
 
 void AppendTarget::Keep() {
     RequireWholeChain(m_path, ExitCode::kFailed);

@@ -54,7 +54,7 @@ void SectionSource::OpenData() {
     }
     if (!input) throw Failure(ExitCode::kFailed, m_path, std::strerror(errno));
     m_data = std::move(input);
-    if (!isStandardInput && SeekToSize(m_data.get(), m_size)) {
+    if (!isStandardInput && MeasureSize(m_data.get(), m_size)) {
         std::rewind(m_data.get());
         return;
     }
