@@ -8,12 +8,11 @@
 
 #include "tools/orm-trace/Command.h"
 #include "tools/orm-trace/Driver.h"
+#include "tools/orm-trace/NumberOption.h"
 #include "tools/orm-trace/TraceSamples.h"
 
 namespace orm_trace {
 namespace {
-
-enum class Format { kHex, kDec, kRaw };
 
 void AppendHex(std::string& text, std::uint64_t sample) {
     text += "0x";
@@ -31,11 +30,10 @@ class SamplesCommand : public Command {
 public:
     explicit SamplesCommand(CLI::App& app) {
         app.add_option("FILE", m_file, "Trace file: a TDF file, or any file of 64-bit samples")->required();
-        app.add_option("--from", m_from, "First sample, counted from 0")->capture_default_str();
-        app.add_option("--count", m_count, "Number of samples (default: up to the last one)");
+        AddNumberOption(app, "--from", m_from, UINT32_MAX, "First sample, counted from 0");
+        AddNumberOption(app, "--count", m_count, UINT32_MAX, "Number of samples (default: up to the last one)");
         app.add_option("--format", m_format, "hex or dec, one sample a line, or raw little-endian bytes")
-            ->transform(CLI::Transformer(std::vector<std::pair<std::string, Format>>{
-                {"hex", Format::kHex}, {"dec", Format::kDec}, {"raw", Format::kRaw}}))
+            ->check(CLI::IsMember({"hex", "dec", "raw"}))
             ->option_text("hex|dec|raw [hex]");
         app.add_option(kDriverOption, m_driverPath, kDriverOptionHelp)->option_text("PATH");
         app.footer("Example:\n  orm-trace samples capture.tdf --from 1000 --count 16 --format dec");
@@ -57,9 +55,9 @@ public:
 
 private:
     std::string_view Text(const unsigned long* samples, std::size_t count) {
-        if (m_format == Format::kRaw) return {reinterpret_cast<const char*>(samples), count * sizeof(*samples)};
+        if (m_format == "raw") return {reinterpret_cast<const char*>(samples), count * sizeof(*samples)};
         m_text.clear();
-        const auto append = m_format == Format::kHex ? AppendHex : AppendDec;
+        const auto append = m_format == "hex" ? AppendHex : AppendDec;
         for (std::size_t n = 0; n < count; ++n) append(m_text, samples[n]);
         return m_text;
     }
@@ -67,7 +65,7 @@ private:
     std::string m_file;
     std::uint32_t m_from = 0;
     std::optional<std::uint32_t> m_count;
-    Format m_format = Format::kHex;
+    std::string m_format = "hex";
     std::string m_driverPath;
     std::string m_text;  // of a page
 };

@@ -10,6 +10,7 @@
 #include "timestamp/Timestamp.h"
 #include "tools/orm-trace/Command.h"
 #include "tools/orm-trace/Driver.h"
+#include "tools/orm-trace/NumberOption.h"
 #include "tools/orm-trace/ParseNumber.h"
 #include "tools/orm-trace/TraceSamples.h"
 
@@ -85,9 +86,10 @@ public:
             ->required()
             ->check(CLI::PositiveNumber)
             ->option_text("HZ");
-        app.add_option("--base", m_base, "Index of the sample that cycles are shifted to")->option_text("N [0]");
-        app.add_option("--index", m_index, "Index of the word's sample (with --file: its number)")
-            ->option_text("N [0]");
+        AddNumberOption(app, "--base", m_base, UINT64_MAX,
+                        "Index of the sample that cycles are shifted to (default: 0)");
+        AddNumberOption(app, "--index", m_index, UINT64_MAX,
+                        "Index of the word's sample (default: 0, with --file its number)");
         app.footer("Example, one second after the start:\n  orm-trace stamp stm 170000000 --frequency 1e6\n  1000000");
     }
 
@@ -108,7 +110,7 @@ public:
         app.add_option("--zero", m_zeroText, "Time at which the count, with the reference, is 0")
             ->required()
             ->option_text("\"YYYY-MM-DD HH:MM:SS[.ffffff]\"");
-        app.add_option("--reference", m_reference, "Time-of-day reference count")->option_text("N [0]");
+        AddNumberOption(app, "--reference", m_reference, UINT64_MAX, "Time-of-day reference count (default: 0)");
         app.footer(
             "Example, 90061.5 seconds after that time:\n"
             "  orm-trace stamp rcv 0x88000DECBE3B4BC0 --zero \"2026-11-16 10:00:00\"\n"

@@ -1,24 +1,33 @@
 #include "tools/orm-trace/TraceSamples.h"
 
 #include <algorithm>
+#include <filesystem>
 
+#include "tdf/TDFHandler.h"
 #include "tools/orm-trace/Output.h"
 
 namespace orm_trace {
 namespace {
 
 constexpr std::uint64_t kPage = 16 * 1024;  // samples
+constexpr std::uint64_t kSampleSize = 8;
 
 }  // namespace
 
 TraceSamples::TraceSamples(Driver& driver, std::string file)
-    : m_driver(driver), m_file(std::move(file)), m_total(driver.Load(m_file)) {}
+    : m_driver(driver), m_file(std::move(file)), m_served(driver.Load(m_file)), m_total(m_served) {
+    std::error_code error;
+    const std::uint64_t size = std::filesystem::file_size(m_file, error);
+    if (!error && size > UINT32_MAX && !Orm::Lux::Trace::TDFHandler().ISTDF(m_file.c_str())) {
+        m_total = (size + kSampleSize - 1) / kSampleSize;
+    }
+}
 
 void TraceSamples::Require(std::uint64_t first, std::uint64_t count) {
     m_wanted = count;
     m_next = first;
-    m_end = std::min(m_total, first + count);
-    m_ended = first > m_total;
+    m_end = std::min(m_served, first + count);
+    m_ended = first > m_served;
     m_page.resize(static_cast<std::size_t>(std::min(kPage, m_ended ? 0 : m_end - first)) + 1);
 }
 
@@ -35,8 +44,11 @@ std::optional<TraceSamples::Page> TraceSamples::Next() {
 
 ExitCode TraceSamples::Finish() const {
     if (m_read == m_wanted) return ExitCode::kOk;
-    Report(m_file, std::to_string(m_wanted - m_read) + " of " + std::to_string(m_wanted) +
-                       " samples are missing: the trace ends before sample " + std::to_string(m_next));
+    const std::string reason = m_served < m_total ? "a driver cannot address a file of 4 GiB or more, and serves " +
+                                                        std::to_string(m_served) + " samples of this one"
+                                                  : "the trace ends before sample " + std::to_string(m_next);
+    Report(m_file,
+           std::to_string(m_wanted - m_read) + " of " + std::to_string(m_wanted) + " samples are missing: " + reason);
     return ExitCode::kIncomplete;
 }
 

@@ -23,6 +23,7 @@ public:
     // Loads the trace. Errors: Failure.
     TraceSamples(Driver& driver, std::string file);
 
+    // Returns: the samples in the file, of which the driver may serve fewer: it counts bytes in 32 bits.
     std::uint64_t Total() const noexcept { return m_total; }
 
     // Chooses the run: count samples from first on. Called once, before Next.
@@ -38,6 +39,7 @@ public:
 private:
     Driver& m_driver;
     std::string m_file;
+    std::uint64_t m_served;
     std::uint64_t m_total;
     std::uint64_t m_wanted = 0;
     std::uint64_t m_next = 0;  // sample
