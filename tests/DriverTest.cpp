@@ -1,6 +1,6 @@
 // Loading and reading traces through the built library, in this process.
 #include <fcntl.h>
-#include <gtest/gtest.h>
+#include <sys/wait.h>
 
 #include <functional>
 #include <memory>
@@ -8,247 +8,236 @@
 
 #include "corva/cCorvaError.h"
 #include "driver/TalvoraFileChannelDriver.h"
-#include "support/Files.h"
+#include "support/LogCapture.h"
+
+namespace Orm::Lux::Trace {
+struct _ChannelAttribute {};
+struct _TraceChannelStatus {};
+}  // namespace Orm::Lux::Trace
 
 namespace {
 
+using namespace Orm::Lux::Trace;
 using Orm::Lux::Corva::cCorvaError;
-using Orm::Lux::Trace::CChannelDriver;
-using Orm::Lux::Trace::eTraceDataFileType;
-using Orm::Lux::Trace::TalvoraFileChannelDriver;
-using test::Sample;
+using test::Expect;
 using test::Section;
-using test::Tdf;
 
-constexpr const char* kReadError = "Talvora file channel driver: File I/O error reading trace file.";
-constexpr const char* kInvalidSample = "Talvora file channel driver: The requested sample is not valid.";
+const std::string kDriver = "Talvora file channel driver: ";
+const std::string kReadError = kDriver + "File I/O error reading trace file.";
+const std::string kInvalidSample = kDriver + "The requested sample is not valid.";
 
-std::string Samples(unsigned first, unsigned count) {
+std::string Samples(unsigned count) {
     std::string bytes;
-    for (unsigned n = first; n < first + count; ++n) bytes += Sample(0x1000 + n);
+    for (unsigned n = 0; n < count; ++n) bytes += test::Le(0x1000 + n, 8);
     return bytes;
 }
 
 class DriverTest : public testing::Test {
 protected:
-    DriverTest() : m_driver(CreateChannelDriver(), &DestroyChannelDriver) {}
-
-    std::string ErrorOf(const std::function<void()>& call) {
-        try {
-            call();
-        } catch (const cCorvaError& error) {
-            EXPECT_EQ(error.GetSeverity(), 2);
-            return error.what();
-        }
-        return "";
-    }
+    // Each returns the text of the error thrown.
     std::string Load(const std::string& path, int type = 0) {
-        return ErrorOf([&] { m_driver->LoadFile(path, 5, static_cast<eTraceDataFileType>(type)); });
+        return test::ErrorOf<cCorvaError>([&] { m_driver->LoadFile(path, 5, static_cast<eTraceDataFileType>(type)); });
     }
-    // Reads into m_buffer. Returns: the error's text.
     std::string Read(unsigned start, unsigned count) {
-        m_buffer.assign(count + 1UL, 99);
+        m_buffer.assign(std::min(count, 99999U) + 1UL, 99);
         m_read = 77;
-        return ErrorOf([&] { m_driver->SeekReadTraceData(start, count, m_buffer.data(), &m_read); });
+        const auto call = [&] { m_driver->SeekReadTraceData(start, count, m_buffer.data(), &m_read); };
+        return test::ErrorOf<cCorvaError>(call);
     }
-    // Expects that reading count samples from start gives expected samples of Samples().
+    // Expects that reading count samples from start gives expected ones of Samples(), and writes nothing behind count.
     void ExpectRead(unsigned start, unsigned count, unsigned expected) {
-        EXPECT_EQ(Read(start, count), "") << start << ' ' << count;
-        EXPECT_EQ(m_read, expected) << start << ' ' << count;
+        Expect({Read(start, count), m_read, m_buffer[count]}, ", " + std::to_string(expected) + ", 99", start);
         for (unsigned n = 0; n < expected; ++n) ASSERT_EQ(m_buffer[n], 0x1000UL + start + n) << start << ' ' << n;
-        EXPECT_EQ(m_buffer[count], 99U) << "nothing is written behind what was asked for";
     }
 
-    test::TemporaryFolder m_folder;
-    std::unique_ptr<CChannelDriver, void (*)(CChannelDriver*)> m_driver;
+    test::WorkingFolder m_folder;
+    std::unique_ptr<CChannelDriver, void (*)(CChannelDriver*)> m_driver{CreateChannelDriver(), &DestroyChannelDriver};
+    TalvoraFileChannelDriver& m_fields = dynamic_cast<TalvoraFileChannelDriver&>(*m_driver);
     std::vector<unsigned long> m_buffer;
-    unsigned int m_read = 0;
+    unsigned m_read = 0;
 };
 
 TEST_F(DriverTest, CountsPartialSamples) {
-    const struct {
-        const char* name;
-        std::string bytes;
-        unsigned samples;
-    } rows[] = {{"a.bin", std::string(17, 'x'), 3},
-                {"b.bin", "", 0},
-                {"c.bin", std::string(8, 'x'), 1},
-                {"noid.tdf", std::string(20, 'x'), 3},
-                {"t.tdf", Tdf(Section("a", 1, "xyz") + Section("BinTraceData", 1, std::string(20, 'x'))), 3},
-                {"t.bin", Tdf(Section("BinTraceData", 1, "12345678")), 5},
-                {"e.tdf", Tdf(Section("BinTraceData", 1, "")), 0}};
-    for (const auto& row : rows) {
-        EXPECT_EQ(Load(m_folder.Write(row.name, row.bytes)), "") << row.name;
-        EXPECT_EQ(m_driver->GetNumSamples(), row.samples) << row.name;
+    const std::string data(20, 'x');
+    // clang-format off
+    const std::tuple<const char*, std::string, const char*> rows[] = {
+        {"a.bin", data.substr(3), ", 3"}, {"b.bin", "", ", 0"}, {"c.bin", data.substr(12), ", 1"}, {"no.tdf", data, ", 3"},
+        {"t.tdf", Section("a", 1, "x") + test::Trace(data), ", 8"}, {"t.bin", "TDF2" + test::Trace(data), ", 6"},
+        {"s.tdf", "TDF2" + Section("a", 1, "x") + test::Trace(data), ", 3"}, {"e.tdf", "TDF2" + test::Trace(""), ", 0"}};
+    // clang-format on
+    for (const auto& [name, bytes, count] : rows) {
+        Expect({Load(m_folder.Write(name, bytes)), m_driver->GetNumSamples()}, count, name);
     }
 }
 
 TEST_F(DriverTest, PagesThroughATraceInEveryWay) {
     constexpr unsigned kCount = 20000;
-    const std::string plain = m_folder.Write("p.bin", Samples(0, kCount));
-    const std::string tdf = m_folder.Write(
-        "t.tdf", Tdf(Section("odd", 1, "xyz") + Section("BinTraceData", 1, Samples(0, kCount)) + Section("z", 1, "z")));
-    for (const std::string& path : {plain, tdf}) {
-        ASSERT_EQ(Load(path), "");
-        ASSERT_EQ(m_driver->GetNumSamples(), kCount);
+    m_folder.Write("p.bin", Samples(kCount));
+    m_folder.Write("t.tdf", "TDF2" + Section("odd", 1, "xyz") + test::Trace(Samples(kCount)) + Section("z", 1, "z"));
+    for (const char* path : {"p.bin", "t.tdf"}) {
+        Expect({Load(path), m_driver->GetNumSamples()}, ", 20000", path);
         for (const unsigned page : {1U, 7U, 512U, 4096U, 4097U, kCount, kCount + 1}) {
             const unsigned step = page == 1 ? 13 : page;
             for (unsigned at = 0; at < kCount; at += step) ExpectRead(at, page, std::min(page, kCount - at));
         }
-        for (unsigned n = 0; n < 2000; ++n) {
-            const unsigned at = n * 7919 % kCount;
+        for (unsigned n = 0, at = 0; n < 2000; ++n, at = n * 7919 % kCount) {
             ExpectRead(at, n % 40, std::min(n % 40, kCount - at));
         }
-        // Behind the same place again, behind the end, behind a refused request.
-        ExpectRead(100, 10, 10);
-        ExpectRead(100, 10, 10);
+        // The same place again, across the end, at it, behind it, and after that refusal.
+        for (int n = 0; n < 2; ++n) ExpectRead(100, 10, 10);
         ExpectRead(kCount - 2, 10, 2);
         ExpectRead(kCount, 5, 0);
-        EXPECT_EQ(Read(kCount + 1, 1), kInvalidSample);
-        EXPECT_EQ(m_read, 77U) << "untouched";
+        Expect({Read(kCount + 1, 1), m_read}, kInvalidSample + ", 77", path);
         ExpectRead(110, 10, 10);
     }
 }
 
-TEST_F(DriverTest, CompletesAPartialSampleFromBehindTheSection) {
-    const std::string file = Tdf(Section("BinTraceData", 1, Samples(0, 2) + "abcd") + Section("n", 1, ""));
-    ASSERT_EQ(Load(m_folder.Write("t.tdf", file)), "");
-    ASSERT_EQ(m_driver->GetNumSamples(), 3U);
-    EXPECT_EQ(Read(2, 1), "");
-    EXPECT_EQ(m_read, 1U);
-    EXPECT_EQ(m_buffer[0] & 0xFFFFFFFF, 0x64636261U);
-    EXPECT_EQ(m_buffer[0] >> 32, 13U) << "the length of the section behind";
+TEST_F(DriverTest, ReadsWhatTheFileHas) {
+    // In a TDF file a partial sample is completed from behind the section, here by the length of the next one.
+    const std::string file = "TDF2" + test::Trace(Samples(2) + "abcd") + Section("n", 1, "");
+    Expect({Load(m_folder.Write("t.tdf", file)), Read(2, 1), m_driver->GetNumSamples(), m_read, m_buffer[0]},
+           ", , 3, 1, " + std::to_string(13UL << 32 | 0x64636261));
     // In a plain file there is nothing behind it, and a cut section gives what there is.
-    ASSERT_EQ(Load(m_folder.Write("p.bin", Samples(0, 2) + "abcd")), "");
+    EXPECT_EQ(Load(m_folder.Write("p.bin", Samples(2) + "abcd")), "");
     ExpectRead(0, 3, 2);
     ExpectRead(1, 1, 1);
-    ASSERT_EQ(Load(m_folder.Write("c.tdf", file.substr(0, 28 + 8))), "");
-    EXPECT_EQ(m_driver->GetNumSamples(), 3U);
+    Expect({Load(m_folder.Write("c.tdf", file.substr(0, 28 + 8))), m_driver->GetNumSamples()}, ", 3");
     ExpectRead(0, 3, 1);
     ExpectRead(0, 1, 1);
-}
-
-TEST_F(DriverTest, WrapsInThirtyTwoBits) {
-    ASSERT_EQ(Load(m_folder.Write("p.bin", Samples(0, 10))), "");
-    m_buffer.assign(64, 99);
-    // Start and count sum to less than the samples there are: nothing is cut, and the file's end ends the run.
-    EXPECT_EQ(ErrorOf([&] { m_driver->SeekReadTraceData(4, 0xFFFFFFFEU, m_buffer.data(), &m_read); }), "");
-    EXPECT_EQ(m_read, 6U);
+    // Start and count sum to less than the samples there are, in 32 bits: nothing is cut, and the file's end ends it.
+    Expect({Load(m_folder.Write("p.bin", Samples(10))), Read(4, 0xFFFFFFFE), m_read}, ", , 6");
     ExpectRead(4, 3, 3);
 }
 
 TEST_F(DriverTest, RefusesBeforeItTouchesTheLoadedTrace) {
-    const std::string path = m_folder.Write("p.bin", Samples(0, 10));
-    ASSERT_EQ(Load(path), "");
-    for (const int type : {1, 3}) {
-        for (const std::string& name : {path, std::string()}) {
-            EXPECT_EQ(
-                Load(name, type),
-                "Talvora file channel driver: Can't open trace data file.\nThe Talvora File Channel Driver should "
-                "not be used to open Uncompressed trace files.");
-        }
+    const std::string refusal = "The Talvora File Channel Driver should not be used to open Uncompressed trace files.";
+    m_folder.Write("p.bin", Samples(10));
+    Expect({Load("p.bin"), Load("", 2)}, ", " + kDriver + "Empty file name.");
+    for (const auto& [name, type] : {std::pair("p.bin", 1), {"p.bin", 3}, {"", 1}}) {
+        EXPECT_EQ(Load(name, type), kDriver + "Can't open trace data file.\n" + refusal) << type;
     }
-    EXPECT_EQ(Load("", 2), "Talvora file channel driver: Empty file name.");
     ExpectRead(3, 4, 4);
-    for (const int type : {-1, 0, 2, 4, 0x7FFFFFFF}) EXPECT_EQ(Load(path, type), "") << type;
+    for (const int type : {-1, 0, 2, 4, 0x7FFFFFFF}) EXPECT_EQ(Load("p.bin", type), "") << type;
 }
 
 TEST_F(DriverTest, IsAsNewAfterAFileThatCannotBeOpened) {
-    std::filesystem::create_directory(m_folder / "dir.tdf");
-    const std::string secret = m_folder.Write("secret.bin", "x");
-    chmod(secret.c_str(), 0);
-    const std::string good = m_folder.Write("t.tdf", Tdf(Section("BinTraceData", 1, Samples(0, 10))));
-    for (const std::string& path : {m_folder / "missing", m_folder / "dir.tdf", secret}) {
-        ASSERT_EQ(Load(good), "");
-        ASSERT_EQ(m_driver->GetNumSamples(), 10U);
+    std::filesystem::create_directory("dir.tdf");
+    chmod(m_folder.Write("secret.bin", "x").c_str(), 0);
+    m_folder.Write("t.tdf", "TDF2" + test::Trace(Samples(10)));
+    for (const std::string path : {"missing", "dir.tdf", "secret.bin"}) {
         const test::Unprivileged user;
-        EXPECT_EQ(Load(path), "Failed to open " + path + " for reading.");
-        EXPECT_EQ(m_driver->GetNumSamples(), 0U);
-        EXPECT_EQ(Read(0, 1), kReadError);
-        EXPECT_EQ(m_read, 77U);
-        EXPECT_EQ(Read(1, 1), kInvalidSample);
+        Expect({Load("t.tdf"), m_driver->GetNumSamples(), Load(path), m_driver->GetNumSamples()},
+               ", 10, Failed to open " + path + " for reading., 0");
+        Expect({Read(0, 1), m_read, Read(1, 1)}, kReadError + ", 77, " + kInvalidSample, path);
     }
-    ASSERT_EQ(Load(good), "");
-    ExpectRead(0, 10, 10);
-}
-
-TEST_F(DriverTest, KeepsADamagedTdfFileWithoutSamples) {
-    auto& driver = dynamic_cast<TalvoraFileChannelDriver&>(*m_driver);
-    ASSERT_EQ(Load(m_folder.Write("t.tdf", Tdf(Section("BinTraceData", 1, Samples(0, 10))))), "");
-    const std::string path = m_folder.Write("none.tdf", Tdf(Section("other", 1, "x")));
-    EXPECT_EQ(Load(path), "BinTraceData section cannot be located in the file.");
-    EXPECT_NE(driver.m_file, nullptr);
-    EXPECT_TRUE(driver.m_isTDF);
-    EXPECT_EQ(driver.m_fileName, path);
-    EXPECT_EQ(driver.GetNumSamples(), 0U) << "not those of the file before";
+    // A damaged TDF file stays loaded, without the samples of the file before.
+    m_folder.Write("none.tdf", "TDF2" + Section("other", 1, "x"));
+    Expect({Load("t.tdf"), Load("none.tdf"), m_fields.m_file != nullptr, m_fields.m_isTDF, m_fields.m_fileName},
+           ", BinTraceData section cannot be located in the file., true, true, none.tdf");
     ExpectRead(0, 0, 0);
 }
 
-TEST_F(DriverTest, NeverWaitsForAFifoOrADevice) {
-    const std::string fifo = m_folder / "fifo";
-    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
-    ASSERT_EQ(Load(fifo), "");
-    EXPECT_EQ(m_driver->GetNumSamples(), 0U);
-    EXPECT_EQ(Read(0, 1), kReadError);
-    ASSERT_EQ(Load("/dev/null"), "");
+TEST_F(DriverTest, FailsOnceAReadHasFailedUntilTheNextLoad) {
+    // Reading this file at its start fails with an I/O error.
+    EXPECT_EQ(Load("/proc/self/mem"), "");
+    m_fields.m_numSamples = 1000;
+    Expect({Read(0, 10), m_read, Read(0, 0)}, kReadError + ", 0, " + kReadError);
+    EXPECT_EQ(Load(m_folder.Write("p.bin", Samples(10))), "");
+    ExpectRead(0, 10, 10);
+    const auto readIntoNothing = [&] { m_driver->SeekReadTraceData(0, 1, nullptr, &m_read); };
+    EXPECT_EQ(test::ErrorOf<cCorvaError>(readIntoNothing), kReadError);
+    m_driver->SeekReadTraceData(0, 0, nullptr, nullptr);
+    ExpectRead(0, 10, 10);
+    // A FIFO or a device is never waited for.
+    mkfifo("fifo", 0600);
+    Expect({Load("fifo"), m_driver->GetNumSamples(), Read(0, 1)}, ", 0, " + kReadError);
+    EXPECT_EQ(Load("/dev/null"), "");
     ExpectRead(0, 1, 0);
 }
 
-TEST_F(DriverTest, FailsOnceAReadHasFailedUntilTheNextLoad) {
-    // Reading this file beyond its first page fails with an I/O error.
-    ASSERT_EQ(Load("/proc/self/mem"), "");
-    auto& driver = dynamic_cast<TalvoraFileChannelDriver&>(*m_driver);
-    driver.m_numSamples = 1000;
-    EXPECT_EQ(Read(0, 10), kReadError);
-    EXPECT_EQ(m_read, 0U) << "stored before the error";
-    EXPECT_EQ(Read(0, 0), kReadError) << "the stream's error stays";
-    ASSERT_EQ(Load(m_folder.Write("p.bin", Samples(0, 10))), "");
-    ExpectRead(0, 10, 10);
-    // Null arguments.
-    EXPECT_EQ(ErrorOf([&] { m_driver->SeekReadTraceData(0, 1, nullptr, &m_read); }), kReadError);
-    m_driver->SeekReadTraceData(0, 0, nullptr, nullptr);
-    ExpectRead(0, 10, 10);
-}
-
 TEST_F(DriverTest, OwnsOneDescriptorWithoutPassingItOn) {
-    const int before = test::OpenDescriptors();
-    for (int n = 0; n < 3; ++n) ASSERT_EQ(Load(m_folder.Write("p.bin", Samples(0, 10))), "");
-    EXPECT_EQ(test::OpenDescriptors(), before + 1);
-    auto& driver = dynamic_cast<TalvoraFileChannelDriver&>(*m_driver);
-    EXPECT_EQ(fcntl(fileno(driver.m_file), F_GETFD), FD_CLOEXEC);
+    const long before = test::OpenDescriptors();
+    m_folder.Write("p.bin", Samples(10));
+    Expect({Load("p.bin"), Load("p.bin"), m_driver->GetNumSamples(), test::OpenDescriptors() - before}, ", , 10, 1");
+    EXPECT_EQ(fcntl(fileno(m_fields.m_file), F_GETFD), FD_CLOEXEC);
     m_driver.reset();
     EXPECT_EQ(test::OpenDescriptors(), before);
-    DestroyChannelDriver(nullptr);
 }
 
-TEST_F(DriverTest, PublishesItsTexts) {
-    using Driver = TalvoraFileChannelDriver;
-    EXPECT_STREQ(Driver::TalvoraFileChannelDriverErrorMessages[Driver::eNotSupported],
-                 "Talvora file channel driver: This capability is not supported.");
-    EXPECT_STREQ(Driver::TalvoraFileChannelDriverErrorMessages[Driver::eCannotOpenFile],
-                 "Talvora file channel driver: Can't open trace data file.");
-    EXPECT_STREQ(Driver::TalvoraFileChannelDriverErrorMessages[Driver::eMemoryAllocationFailure],
-                 "Talvora file channel driver: Memory allocation failure.");
-    EXPECT_EQ(dynamic_cast<Driver&>(*m_driver).GetChannelNum(), 0);
+TEST_F(DriverTest, LogsEveryOperationAndItsRefusal) {
+    const std::string m = "M     <time> Trace Talvora File Channel Driver: ", e = "    E <time> ";
+    const std::string input = m + "SeekReadTraceData\nInput: StartSample #";
+    _ChannelAttribute attribute;
+    _TraceChannelStatus status;
+    const std::pair<std::string, std::function<void()>> refused[] = {
+        {"GetUserConfiguration", [&] { m_driver->GetUserConfiguration(); }},
+        {"SetConfiguration", [&] { m_driver->SetConfiguration("x"); }},
+        {"StartRecording", [&] { m_driver->StartRecording(true); }},
+        {"StopRecording", [&] { m_driver->StopRecording(); }},
+        {"ResumeRecording", [&] { m_driver->ResumeRecording(); }},
+        {"GetChannelStatus", [&] { m_driver->GetChannelStatus(status); }}};
+    const test::LogCapture log(1);
+    std::string lines, text = "kept";
+    for (const auto& [name, call] : refused) {
+        EXPECT_EQ(test::ErrorOf<cCorvaError>(call), kDriver + "This capability is not supported.") << name;
+        lines += m + name + "\n";
+    }
+    try {
+        m_driver->GetAttribute(nullptr, attribute);
+    } catch (const cCorvaError& error) {
+        Expect({error.GetSeverity(), error.what()}, "0, Talvora file channel driver doesn't support");
+    }
+    int a = 1, b = 2;
+    m_driver->GetProgress(a, b, text);
+    Expect({a, b, text, m_driver->CpuName() == nullptr, m_driver->GetTODStamp(eTODStampType{}, 1, 2, 3, 4)},
+           "1, 2, kept, true, ");
+    m_folder.Write("x.bin", Samples(2));
+    Expect({m_fields.GetChannelNum(), Load("x.bin"), Read(1, 5), Read(3, 1)}, "0, , , " + kInvalidSample);
+    Expect({Load(m_folder.Write("none.tdf", "TDF2")) == "", Load("gone") == "", Read(0, 1)},
+           "false, false, " + kReadError);
+    Expect({Load("/proc/self/mem"), m_fields.m_numSamples = 1, Read(0, 1)}, ", 1, " + kReadError);
+    EXPECT_EQ(log.Text(),
+              lines + m + "GetTODStamp\n" + m + "GetChannelNum\n" + m + "LoadFile\n" + input +
+                  "1, NumSamples #5, CurrentSampleCount #2\n" + m + "SeekReadTraceData\n\tReturn: Samples read #1\n" +
+                  input + "3, NumSamples #1, CurrentSampleCount #2\n" + e +
+                  "Trace Talvora File Channel Driver: StartSample exceeds CurrentSampleCount\n" + m + "LoadFile\n" + e +
+                  "Trace Talvora File Channel Driver: caught error loading file.\n" + m + "LoadFile\n" + e +
+                  "Failed to open gone for reading.\n" + input + "0, NumSamples #1, CurrentSampleCount #0\n" + e +
+                  "Trace Talvora File Channel Driver: failed fseek\n" + m + "LoadFile\n" + input +
+                  "0, NumSamples #1, CurrentSampleCount #1\n" + e +
+                  "Trace Talvora File Channel Driver: failed fread\n");
+}
+
+// A child shares the place of the driver's descriptor in the file, and moves it when it reads or ends.
+TEST_F(DriverTest, ReadsOnAfterAFork) {
+    EXPECT_EQ(Load(m_folder.Write("p.bin", Samples(20000))), "");
+    for (unsigned at = 0; at < 20000; at += 500) {
+        ExpectRead(at, 500, 500);
+        if (at % 4000 != 0) continue;
+        const pid_t child = fork();
+        if (child == 0) {
+            Read(15000, 3000);
+            Read(18000, 9000);
+            std::exit(0);
+        }
+        waitpid(child, nullptr, 0);
+    }
 }
 
 TEST_F(DriverTest, ServesManyThreads) {
-    const std::string path = m_folder.Write("t.tdf", Tdf(Section("BinTraceData", 1, Samples(0, 100))));
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 8; ++t) {
-        threads.emplace_back([&path] {
-            for (int n = 0; n < 20; ++n) {
-                CChannelDriver* driver = CreateChannelDriver();
-                driver->LoadFile(path, 0, eTraceDataFileType{});
-                unsigned long sample = 0;
-                unsigned int read = 0;
-                driver->SeekReadTraceData(42, 1, &sample, &read);
-                EXPECT_EQ(sample, 0x1000UL + 42);
-                DestroyChannelDriver(driver);
-            }
-        });
-    }
-    for (auto& thread : threads) thread.join();
+    const std::string path = m_folder.Write("t.tdf", "TDF2" + test::Trace(Samples(100)));
+    const auto work = [&path] {
+        for (int n = 0; n < 20; ++n) {
+            CChannelDriver* driver = CreateChannelDriver();
+            driver->LoadFile(path, 0, eTraceDataFileType{});
+            unsigned long sample = 0;
+            driver->SeekReadTraceData(42, 1, &sample, nullptr);
+            EXPECT_EQ(sample, 0x1000UL + 42);
+            DestroyChannelDriver(driver);
+        }
+    };
+    std::vector<std::jthread> threads;
+    for (int t = 0; t < 8; ++t) threads.emplace_back(work);
 }
 
 }  // namespace

@@ -1,120 +1,92 @@
 // System calls that fail, and writers that are killed: strace does it to the tool, and so to the writer and the driver.
 // With ORM_TEST_EXHAUSTIVE in the environment every fault is tried, otherwise a sample of them.
-#include <gtest/gtest.h>
-
-#include <algorithm>
+#include <signal.h>
 
 #include "support/Process.h"
-#include "tdf/TDFHandler.h"
 
 namespace {
 
 using test::Section;
-using test::Tdf;
 
 const bool kExhaustive = std::getenv("ORM_TEST_EXHAUSTIVE") != nullptr;
 
 class FaultTest : public testing::Test {
 protected:
-    test::Result Traced(const std::vector<std::string>& options, const std::vector<std::string>& arguments) {
-        test::Run run;
-        run.command = {"/usr/bin/strace", "-f", "-qq", "-o", m_folder / "trace"};
-        if (options.empty()) run.command.clear();
-        run.command.insert(run.command.end(), options.begin(), options.end());
-        run.command.push_back(ORM_TOOL);
-        run.command.insert(run.command.end(), arguments.begin(), arguments.end());
-        run.environment = {"HOME=" + m_folder.Path()};
-        run.directory = m_folder.Path();
-        return run();
+    // Returns: the exit code of the tool under strace with these options; without options, by itself.
+    int Traced(const std::string& options, const std::string& arguments) {
+        const std::string strace = options.empty() ? "" : "strace -f -qq -o trace " + options + " ";
+        return test::Run(m_folder.Path(), "HOME=/nonexistent", strace + ORM_TOOL " " + arguments).code;
     }
-    std::string Target() { return test::ReadAll(m_folder / "t.tdf"); }
+    static std::string Target() { return test::ReadAll("t.tdf"); }
 
-    test::TemporaryFolder m_folder;
-    std::string m_before = Tdf(Section("first", 1, "0123456789") + Section("second", 2, std::string(5000, 's')));
-    std::string m_data = std::string(200000, 'd');
-};
-
-struct Operation {
-    const char* label;
-    std::vector<std::string> arguments;
-    bool isNewFile;  // written beside the target, which is only replaced
-    std::string result;
+    test::WorkingFolder m_folder;
+    std::string m_before = "TDF2" + Section("first", 1, "0123456789") + Section("second", 2, std::string(5000, 's'));
+    std::string m_data = m_folder.Write("data", std::string(200000, 'd'));
 };
 
 // Every call on the target fails, once or from then on: a failure is reported and the target is as it was, or there was
 // none and the target is complete; trying again works.
 TEST_F(FaultTest, LosesNothingWhenCallsFail) {
-    m_folder.Write("data", m_data);
-    const Operation operations[] = {
-        {"create", {"create", "t.tdf", "--force", "--section", "new:1@data"}, true, Tdf(Section("new", 1, m_data))},
-        {"append", {"append", "t.tdf", "--section", "new:1@data"}, false, m_before + Section("new", 1, m_data)},
-        {"save", {"save", "data", "t.tdf"}, false, m_before + Section("BinTraceData", 1, m_data)}};
+    const std::string content = test::ReadAll(m_data);
+    const std::vector<std::string> onTarget{"openat", "read", "pread64", "lseek", "write", "close"};
+    // What create writes is another file, which then takes the target's place.
+    const std::tuple<std::string, std::vector<std::string>, std::string, std::string> operations[] = {
+        {"create t.tdf --force --section new:1@data",
+         {"write", "fsync", "renameat2", "fchmod"},
+         "",
+         "TDF2" + Section("new", 1, content)},
+        {"append t.tdf --section new:1@data", onTarget, "-P t.tdf", m_before + Section("new", 1, content)},
+        {"save data t.tdf", onTarget, "-P t.tdf", m_before + test::Trace(content)}};
     int failures = 0;
-    for (const Operation& operation : operations) {
-        const std::vector<std::string> calls =
-            operation.isNewFile ? std::vector<std::string>{"write", "fsync", "renameat2", "fchmod"}
-                                : std::vector<std::string>{"openat", "read", "pread64", "lseek", "write", "close"};
-        for (const std::string& call : calls) {
+    const auto failEach = [&](const auto& operation, const std::string& call, const std::string& fault) {
+        const auto& [arguments, calls, filter, complete] = operation;
+        for (const std::string mode : {"", "+"}) {
+            if (!kExhaustive && (fault == "error=ENOSPC") == mode.empty()) continue;
+            for (int n = 1;; ++n) {
+                m_folder.Write("t.tdf", m_before);
+                const std::string inject = call + ":" + fault + ":when=" + std::to_string(n) + mode;
+                const int code = Traced(filter + " -e trace=" + call + " -e inject=" + inject, arguments);
+                if (test::ReadAll("trace").find("(INJECTED)") == std::string::npos) break;
+                ++failures;
+                ASSERT_TRUE(Target() == (code == 0 ? complete : m_before)) << arguments << ' ' << inject << ' ' << code;
+                ASSERT_LT(code, 5) << arguments << ' ' << inject;
+                if (code == 0) continue;
+                ASSERT_EQ(Traced("", arguments), 0) << arguments << ' ' << inject;
+                ASSERT_TRUE(Target() == complete) << arguments << ' ' << inject;
+            }
+        }
+    };
+    for (const auto& operation : operations) {
+        for (const std::string& call : std::get<1>(operation)) {
             for (const std::string fault : {"error=ENOSPC", "error=EIO", "error=EINTR", "retval=0"}) {
-                if (fault == "retval=0" && call != "read") continue;
-                if (!kExhaustive && fault == "error=EINTR") continue;
-                for (const std::string mode : {"", "+"}) {
-                    if (!kExhaustive && (fault == "error=ENOSPC") == mode.empty()) continue;
-                    for (int n = 1;; ++n) {
-                        m_folder.Write("t.tdf", m_before);
-                        std::vector<std::string> options{
-                            "-e", "trace=" + call, "-e",
-                            "inject=" + call + ":" + fault + ":when=" + std::to_string(n) + mode};
-                        if (!operation.isNewFile) options.insert(options.end(), {"-P", m_folder / "t.tdf"});
-                        const int code = Traced(options, operation.arguments).code;
-                        if (test::ReadAll(m_folder / "trace").find("(INJECTED)") == std::string::npos) break;
-                        ++failures;
-                        const std::string label =
-                            std::string(operation.label) + ' ' + call + ' ' + fault + ' ' + std::to_string(n) + mode;
-                        ASSERT_TRUE(Target() == (code == 0 ? operation.result : m_before))
-                            << label << " ended with " << code;
-                        ASSERT_LT(code, 5) << label;
-                        if (code == 0) continue;
-                        ASSERT_EQ(Traced({}, operation.arguments).code, 0) << label;
-                        ASSERT_TRUE(Target() == operation.result) << label;
-                    }
-                }
+                if (fault == "retval=0" ? call != "read" : fault == "error=EINTR" && !kExhaustive) continue;
+                failEach(operation, call, fault);
             }
         }
     }
     EXPECT_GT(failures, 100);
 }
 
-// An append of 100 sections is killed at each of its writes: what was complete before is found, with its bytes.
+// An append of 100 sections is killed at each of its writes: what was complete before is there, with its bytes.
 TEST_F(FaultTest, KeepsCompleteSectionsOfAKilledWriter) {
     constexpr std::size_t kWrites = 4 + 1 + 2;  // fields, the header's size, data and length
-    std::vector<std::string> arguments{"append", "t.tdf"};
+    std::string arguments = "append t.tdf";
     std::vector<std::string> contents{m_before};
-    for (int n = 0; n < 100; ++n) {
-        const std::string name = "s" + std::to_string(n);
-        const std::string data = name + std::string(static_cast<std::size_t>(n), 'x');
+    for (std::size_t n = 0; n < 100; ++n) {
+        const std::string name = std::string("s").append(std::to_string(n)), data(n + 1, 'x');
         m_folder.Write(name, data);
-        arguments.insert(arguments.end(), {"--section", name + ":1@" + name});
+        arguments += " --section " + name + ":1@" + name;
         contents.push_back(contents.back() + Section(name, 1, data));
     }
     for (std::size_t n = 1; n <= 100 * kWrites; n += kExhaustive ? 1 : 57) {
         m_folder.Write("t.tdf", m_before);
-        const int code =
-            Traced({"-e", "trace=write", "-e", "inject=write:signal=SIGKILL:when=" + std::to_string(n)}, arguments)
-                .code;
-        ASSERT_EQ(code, 128 + SIGKILL) << n;
-        const std::size_t complete = (n - 1) / kWrites;
-        const std::string target = Target();
-        ASSERT_TRUE(target.substr(0, contents[complete].size()) == contents[complete]) << n;
-        const std::string name = complete == 0 ? "first" : "s" + std::to_string(complete - 1);
-        unsigned int position = 0;
-        unsigned int length = 0;
-        Orm::Lux::Trace::TDFHandler().GetSectionDataPosition((m_folder / "t.tdf").c_str(), name.c_str(), 1, position,
-                                                             length);
-        ASSERT_EQ(target.substr(position, length).substr(0, name.size()), complete == 0 ? "01234" : name) << n;
+        const std::string inject = "inject=write:signal=SIGKILL:when=" + std::to_string(n);
+        ASSERT_EQ(Traced("-e trace=write -e " + inject, arguments), 128 + SIGKILL) << n;
+        const std::string& complete = contents[(n - 1) / kWrites];
+        ASSERT_TRUE(Target().substr(0, complete.size()) == complete) << n;
     }
     m_folder.Write("t.tdf", contents[5] + "bytes of an append that never finished");
-    EXPECT_EQ(Traced({}, {"append", "t.tdf", "--section", "more:1@s1"}).code, 4) << "its end is no longer whole";
+    EXPECT_EQ(Traced("", "append t.tdf --section more:1@s1"), 4) << "what is appended there could not be found";
 }
 
 }  // namespace

@@ -1,13 +1,10 @@
 // Runs the tests in a home and an environment of their own.
-#include <gtest/gtest.h>
-
-#include <cstdlib>
-
 #include "support/Files.h"
 
 int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);
     const test::TemporaryFolder home;
+    umask(022);
     setenv("HOME", home.Path().c_str(), 1);
     for (const char* name : {"ORM_TRACE_DEBUGCLIENT_PID", "ORM_TRACE_LOGGING_DIR"}) unsetenv(name);
     // Logging is on, so that each operation's lines are formatted in every test.

@@ -1,10 +1,7 @@
 // The walk over a section chain, from memory.
 #include "tdf/TDFSectionReader.h"
 
-#include <gtest/gtest.h>
-
 #include <memory>
-#include <vector>
 
 #include "support/Files.h"
 #include "tdf/OpenFile.h"
@@ -12,91 +9,64 @@
 namespace {
 
 using namespace Orm::Lux::Trace;
-using test::Le32;
 using test::Section;
+using Step = TDFSectionReader::Step;
 
-struct Walked {
-    std::vector<TDFSection> sections;
-    std::vector<std::string> names;
-    TDFSectionReader::Step last{};
-    TDFDamage damage;
-};
-
-Walked Walk(const std::string& file, std::uint64_t start = 0) {
-    // An exact copy, so that a read beyond it is seen.
-    const std::vector<char> bytes(file.begin(), file.end());
-    const FilePtr stream(fmemopen(const_cast<char*>(bytes.data()), bytes.size(), "rb"));
-    TDFSectionReader reader(stream.get(), start);
-    Walked walked;
-    while ((walked.last = reader.Next()) == TDFSectionReader::Step::kSection) {
-        walked.sections.push_back(reader.Section());
-        walked.names.emplace_back(reader.Section().name);
-    }
-    EXPECT_EQ(reader.Next(), walked.last) << "an end is final";
-    walked.damage = reader.Damage();
-    return walked;
-}
-
-struct DamageRow {
-    const char* label;
-    std::string file;
-    std::size_t sections;
-    TDFFault fault;
-    std::uint64_t offset;
-    std::uint64_t claimed;
-    std::uint64_t available;
-};
-
-class WalkDamage : public testing::TestWithParam<DamageRow> {};
-
-TEST_P(WalkDamage, IsReported) {
-    const DamageRow& row = GetParam();
-    const Walked walked = Walk(row.file);
-    EXPECT_EQ(walked.sections.size(), row.sections);
-    const auto end = row.fault == TDFFault::kNone ? TDFSectionReader::Step::kEnd : TDFSectionReader::Step::kDamage;
-    EXPECT_EQ(walked.last, end);
-    EXPECT_EQ(walked.damage.fault, row.fault);
-    EXPECT_EQ(walked.damage.offset, row.offset);
-    EXPECT_EQ(walked.damage.claimed, row.claimed);
-    EXPECT_EQ(walked.damage.available, row.available);
-}
-
+constexpr std::uint32_t kLimit = 134217728;
 const std::string kFirst = Section("first", 1, "0123");  // 21 bytes
 const std::string kLongName(4095, 'n');
-constexpr std::uint32_t kLimit = 134217728;
 
-INSTANTIATE_TEST_SUITE_P(
-    Files, WalkDamage,
-    testing::Values(
-        DamageRow{"one", kFirst, 1, TDFFault::kNone, 0, 0, 0},
-        DamageRow{"nameless", Section("", 9, "") + kFirst, 2, TDFFault::kNone, 0, 0, 0},
-        DamageRow{"longest_name", kFirst + Section(kLongName, 1, "d") + kFirst, 3, TDFFault::kNone, 0, 0, 0},
-        DamageRow{"name_too_long", kFirst + Section(kLongName + "n", 1, ""), 1, TDFFault::kNameTooLong, 21, 4096, 4095},
-        DamageRow{"length_at_limit", kFirst + Section("a", 1, "", kLimit), 2, TDFFault::kDataCut, 21, kLimit, 13},
-        DamageRow{"length_beyond", kFirst + Section("a", 1, "", kLimit + 1), 1, TDFFault::kLengthTooLong, 21,
-                  kLimit + 1, kLimit},
-        DamageRow{"length_0", kFirst + Section("a", 1, "", 0), 1, TDFFault::kLengthTooShort, 21, 0, 13},
-        DamageRow{"length_12", kFirst + Section("a", 1, "", 12), 1, TDFFault::kLengthTooShort, 21, 12, 13},
-        DamageRow{"length_13", kFirst + Section("a", 1, "", 13), 2, TDFFault::kNone, 0, 0, 0},
-        DamageRow{"data_cut", kFirst.substr(0, 20), 1, TDFFault::kDataCut, 0, 21, 20},
-        DamageRow{"data_cut_wholly", kFirst + Section("a", 1, std::string(9000, 'x')).substr(0, 13), 2,
-                  TDFFault::kDataCut, 21, 9013, 13},
-        DamageRow{"fixed_header_cut", kFirst + kFirst.substr(0, 11), 1, TDFFault::kHeaderCut, 21, 12, 11},
-        DamageRow{"name_cut", kFirst + kFirst.substr(0, 16), 1, TDFFault::kHeaderCut, 21, 17, 16}),
-    [](const auto& row) { return std::string(row.param.label); });
+// Visits the sections of a file. Returns: the reader, at the end that it found.
+template <class Visit> TDFSectionReader Walk(const std::string& file, Visit visit) {
+    // An exact copy, so that a read beyond it is seen.
+    std::vector<char> bytes(file.begin(), file.end());
+    const FilePtr stream(fmemopen(bytes.data(), bytes.size(), "rb"));
+    TDFSectionReader reader(stream.get(), 0);
+    Step last{};
+    while ((last = reader.Next()) == Step::kSection) visit(reader.Section());
+    EXPECT_EQ(reader.Next(), last) << "an end is final";
+    return reader;
+}
 
-TEST(Walk, CrossesTheFormatsEndNowhere) {
-    // The chain begins near 4 GiB: a start position stands in for a file of that size.
-    const test::TemporaryFolder folder;
-    const std::uint64_t start = 0xFFFFFFFFULL - 21;
+TEST(Walk, ReportsDamage) {
+    // label, file, sections, fault, and its offset, claimed and available bytes
+    using enum TDFFault;
+    const std::tuple<const char*, std::string, int, TDFFault, std::uint64_t, std::uint64_t, std::uint64_t> rows[] = {
+        {"one", kFirst, 1, kNone, 0, 0, 0},
+        {"nameless", Section("", 9, "") + kFirst, 2, kNone, 0, 0, 0},
+        {"longest name", kFirst + Section(kLongName, 1, "d") + kFirst, 3, kNone, 0, 0, 0},
+        {"name too long", kFirst + Section(kLongName + "n", 1, ""), 1, kNameTooLong, 21, 4096, 4095},
+        {"length at limit", kFirst + Section("a", 1, "", kLimit), 2, kDataCut, 21, kLimit, 13},
+        {"length beyond", kFirst + Section("a", 1, "", kLimit + 1), 1, kLengthTooLong, 21, kLimit + 1, kLimit},
+        {"length 0", kFirst + Section("a", 1, "", 0), 1, kLengthTooShort, 21, 0, 13},
+        {"length 12", kFirst + Section("a", 1, "", 12), 1, kLengthTooShort, 21, 12, 13},
+        {"length 13", kFirst + Section("a", 1, "", 13), 2, kNone, 0, 0, 0},
+        {"data cut", kFirst.substr(0, 20), 1, kDataCut, 0, 21, 20},
+        {"data cut wholly", kFirst + Section("a", 1, "", 9013), 2, kDataCut, 21, 9013, 13},
+        {"fixed header cut", kFirst + kFirst.substr(0, 11), 1, kHeaderCut, 21, 12, 11},
+        {"name cut", kFirst + kFirst.substr(0, 16), 1, kHeaderCut, 21, 17, 16}};
+    for (const auto& [label, file, sections, fault, offset, claimed, available] : rows) {
+        int count = 0;
+        TDFSectionReader reader = Walk(file, [&](const TDFSection&) { ++count; });
+        EXPECT_EQ(count, sections) << label;
+        EXPECT_EQ(reader.Next(), fault == kNone ? Step::kEnd : Step::kDamage) << label;
+        const TDFDamage& damage = reader.Damage();
+        EXPECT_EQ(std::tuple(damage.fault, damage.offset, damage.claimed, damage.available),
+                  std::tuple(fault, offset, claimed, available))
+            << label;
+    }
+}
+
+TEST(Walk, EndsAtTheFormatsEnd) {
     for (const std::uint64_t shift : {0U, 1U, 30U}) {
-        const std::string path = folder.WriteSparse("big", "", start + shift);
-        std::ofstream(path, std::ios::binary | std::ios::app) << kFirst;
-        const FilePtr stream = OpenForReading(path.c_str());
-        ASSERT_EQ(fseeko(stream.get(), static_cast<off_t>(start + shift), SEEK_SET), 0);
-        TDFSectionReader reader(stream.get(), start + shift);
+        const test::TemporaryFolder folder;
+        const std::uint64_t start = 0xFFFFFFFFULL - 21 + shift;
+        std::filesystem::resize_file(folder.Write("big", ""), start);
+        std::ofstream(folder / "big", std::ios::binary | std::ios::app) << kFirst;
+        const FilePtr stream = OpenForReading((folder / "big").c_str());
+        TDFSectionReader reader(stream.get(), start);
         EXPECT_EQ(reader.Find("first", 1), shift == 0) << shift;
-        EXPECT_EQ(reader.Damage().fault, shift == 0 ? TDFFault::kNone : TDFFault::kBeyondFormat) << shift;
+        EXPECT_EQ(reader.Damage().fault == TDFFault::kBeyondFormat, shift != 0) << shift;
     }
 }
 
@@ -105,35 +75,39 @@ TEST(Walk, CrossesTheFormatsEndNowhere) {
 TEST(Walk, FindsSectionsOfEverySizeWhereTheyAre) {
     const std::vector<std::size_t> sizes{0, 1, 50, 511, 4000, 4095, 4096, 4097, 9000, 16384, 40000};
     std::string file;
-    std::vector<TDFSection> expected;
+    std::vector<std::tuple<std::size_t, std::uint32_t, std::uint32_t, std::string>> expected, found;
     std::uint32_t seed = 1;
     for (int n = 0; n < 400; ++n) {
         seed = seed * 1664525 + 1013904223;
-        const std::size_t size = sizes[(seed >> 16) % sizes.size()];
         const std::string name(seed >> 28 == 0 ? 4000 : (seed >> 24) % 90, static_cast<char>('a' + n % 26));
-        TDFSection section;
-        section.offset = static_cast<std::uint32_t>(file.size());
-        section.version = seed;
-        section.length = static_cast<std::uint32_t>(12 + name.size() + size);
-        file += Section(name, seed, std::string(size, '\xFF'));
-        expected.push_back(section);
+        const std::string section = Section(name, seed, std::string(sizes[(seed >> 16) % sizes.size()], '\xFF'));
+        expected.emplace_back(section.size(), static_cast<std::uint32_t>(file.size()), seed, name);
+        file += section;
     }
-    const Walked walked = Walk(file);
-    EXPECT_EQ(walked.last, TDFSectionReader::Step::kEnd);
-    ASSERT_EQ(walked.sections.size(), expected.size());
-    for (std::size_t n = 0; n < expected.size(); ++n) {
-        EXPECT_EQ(walked.sections[n].offset, expected[n].offset) << n;
-        EXPECT_EQ(walked.sections[n].length, expected[n].length) << n;
-        EXPECT_EQ(walked.sections[n].version, expected[n].version) << n;
-        EXPECT_EQ(walked.names[n].find_first_not_of(static_cast<char>('a' + n % 26)), std::string::npos) << n;
-    }
+    const auto keep = [&](const TDFSection& s) { found.emplace_back(s.length, s.offset, s.version, s.name); };
+    EXPECT_EQ(Walk(file, keep).Next(), Step::kEnd);
+    ASSERT_EQ(found.size(), expected.size());
+    for (std::size_t n = 0; n < expected.size(); ++n) ASSERT_EQ(found[n], expected[n]) << "section " << n;
 }
 
-// A stream that fails from some position on, as a disk with a bad block does.
+// A stream that fails at some positions, as a disk with a bad block does.
 struct BadBlock {
     std::string bytes;
-    std::size_t bad;
-    std::size_t at = 0;
+    std::size_t bad, at = 0;
+
+    static ssize_t Read(void* cookie, char* buffer, std::size_t size) {
+        auto& [bytes, bad, at] = *static_cast<BadBlock*>(cookie);
+        if (at >= bad && at < bad + 500) return errno = EIO, -1;
+        const std::size_t got = bytes.copy(buffer, at < bad ? std::min(size, bad - at) : size, at);
+        at += got;
+        return static_cast<ssize_t>(got);
+    }
+    static int Seek(void* cookie, off64_t* offset, int whence) {
+        auto& [bytes, bad, at] = *static_cast<BadBlock*>(cookie);
+        *offset += static_cast<off64_t>(whence == SEEK_END ? bytes.size() : whence == SEEK_CUR ? at : 0);
+        at = static_cast<std::size_t>(*offset);
+        return 0;
+    }
 };
 
 TEST(Walk, PassesOverABadBlockThatNoHeaderTouches) {
@@ -141,28 +115,11 @@ TEST(Walk, PassesOverABadBlockThatNoHeaderTouches) {
         Section("a", 1, std::string(3000, 'x')) + Section("b", 1, std::string(9000, 'y')) + Section("c", 1, "z");
     for (const std::size_t bad : {2000U, 8000U}) {
         BadBlock block{file, bad};
-        const auto read = [](void* cookie, char* buffer, std::size_t size) -> ssize_t {
-            auto& b = *static_cast<BadBlock*>(cookie);
-            if (b.at >= b.bad && b.at < b.bad + 500) return errno = EIO, -1;
-            const std::size_t limit = b.at < b.bad ? b.bad : b.bytes.size();
-            const std::size_t got = std::min(size, limit - b.at);
-            b.bytes.copy(buffer, got, b.at);
-            b.at += got;
-            return static_cast<ssize_t>(got);
-        };
-        const auto seek = [](void* cookie, off64_t* offset, int whence) {
-            auto& b = *static_cast<BadBlock*>(cookie);
-            b.at = static_cast<std::size_t>(*offset) + (whence == SEEK_END   ? b.bytes.size()
-                                                        : whence == SEEK_CUR ? b.at
-                                                                             : 0);
-            *offset = static_cast<off64_t>(b.at);
-            return 0;
-        };
-        const FilePtr stream(fopencookie(&block, "rb", {read, nullptr, seek, nullptr}));
+        const FilePtr stream(fopencookie(&block, "rb", {BadBlock::Read, nullptr, BadBlock::Seek, nullptr}));
         std::setvbuf(stream.get(), nullptr, _IONBF, 0);
         TDFSectionReader reader(stream.get(), 0);
         EXPECT_TRUE(reader.Find("c", 1)) << bad;
-        EXPECT_FALSE(std::ferror(stream.get()));
+        EXPECT_FALSE(std::ferror(stream.get())) << bad;
     }
 }
 

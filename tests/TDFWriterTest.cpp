@@ -1,9 +1,10 @@
 // Writing TDF files and saving traces into them, through the built library.
-#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/resource.h>
 
+#include <cstring>
 #include <functional>
+#include <memory>
 
 #include "corva/cCorvaError.h"
 #include "driver/CChannelDriver.h"
@@ -12,162 +13,137 @@
 
 namespace {
 
-using Orm::Lux::Trace::CChannelDriver;
-using Orm::Lux::Trace::TDFHandler;
+using namespace Orm::Lux::Trace;
+using test::Expect;
+using test::Le;
+using test::ReadAll;
 using test::Section;
-using test::Tdf;
+using test::Trace;
 
-constexpr const char* kName = "BinTraceData";
 constexpr const char* kBadFile = "File name passed to save file is not valid.";
 constexpr const char* kBadOffset = "Section header offset to save data is not valid.";
+constexpr const char* kCannotOpen = "Could not open TDF file as specified.";
+constexpr const char* kDataError = "Write I/O error - unable to write section data.";
 constexpr const char* kFollowed = "Section to save data to is followed by another section.";
+constexpr const char* kHeaderError = "Write error -  TDF section header size.";
+constexpr const char* kLengthError = "Write I/O error - unable to determine section length.";
 constexpr const char* kTooLarge = "TDF file would exceed 4 GiB.";
-
-std::string ErrorOf(const std::function<void()>& call) {
-    try {
-        call();
-    } catch (const Orm::Lux::Corva::cCorvaError& error) {
-        EXPECT_EQ(error.GetSeverity(), 2);
-        return error.what();
-    }
-    return "";
-}
 
 class TDFWriterTest : public testing::Test {
 protected:
     ~TDFWriterTest() override { EXPECT_EQ(test::OpenDescriptors(), m_descriptors) << "a descriptor was left open"; }
 
-    std::string Create(const std::string& path) {
-        return ErrorOf([&] { m_tdf.CreateTDFFile(path.c_str()); });
+    // Each returns the text of the error thrown.
+    template <class Call> std::string ErrorOf(Call call) { return test::ErrorOf<Orm::Lux::Corva::cCorvaError>(call); }
+    std::string Create(const char* path) {
+        return ErrorOf([&] { m_tdf.CreateTDFFile(path); });
     }
-    std::string Header(const std::string& path, const char* name, unsigned version = 1) {
+    std::string Header(const char* path, const char* name, unsigned version = 1) {
         m_offset = 99;
-        return ErrorOf([&] { m_tdf.SaveSectionHeader(path.c_str(), name, version, m_offset); });
+        return ErrorOf([&] { m_tdf.SaveSectionHeader(path, name, version, m_offset); });
     }
-    std::string Data(const std::string& path, unsigned offset, std::string data, unsigned size = 1, int count = -1) {
+    std::string Data(const char* path, unsigned offset, std::string data, unsigned size = 1, int count = -1) {
         m_length = 99;
-        const unsigned elements = count < 0 ? static_cast<unsigned>(data.size() / size) : static_cast<unsigned>(count);
-        return ErrorOf(
-            [&] { m_tdf.SaveSectionData(path.c_str(), "any", offset, data.data(), size, elements, m_length); });
+        const auto elements = static_cast<unsigned>(count < 0 ? data.size() / size : static_cast<std::size_t>(count));
+        return ErrorOf([&] { m_tdf.SaveSectionData(path, "any", offset, data.data(), size, elements, m_length); });
+    }
+    void WriteSparse(const char* name, const std::string& bytes, std::uint64_t size) {
+        std::filesystem::resize_file(m_folder.Write(name, bytes), size);
     }
 
-    int m_descriptors = test::OpenDescriptors();
-    test::TemporaryFolder m_folder;
-    std::string m_path = m_folder.Write("t.tdf", "TDF2");
+    test::WorkingFolder m_folder;
+    long m_descriptors = test::OpenDescriptors();
     TDFHandler m_tdf;
-    unsigned int m_offset = 99;
-    unsigned int m_length = 99;
+    unsigned m_offset = 99, m_length = 99;
 };
 
 TEST_F(TDFWriterTest, WritesWhatReadersFind) {
-    m_folder.Write("t.tdf", "something longer than that");
-    EXPECT_EQ(Create(m_path), "");
-    EXPECT_EQ(test::ReadAll(m_path), "TDF2") << "an existing file is emptied";
-    EXPECT_EQ(Header(m_path, kName), "");
-    EXPECT_EQ(m_offset, 4U);
-    EXPECT_EQ(test::ReadAll(m_path), Tdf(Section(kName, 1, "")));
-    EXPECT_EQ(Data(m_path, 4, "abc"), "");
-    EXPECT_EQ(m_length, 27U);
-    EXPECT_EQ(Data(m_path, 4, "defgh"), "");
-    EXPECT_EQ(m_length, 32U);
-    EXPECT_EQ(Data(m_path, 4, "", 1, 0) + Data(m_path, 4, "", 0, 0), "");
-    EXPECT_EQ(m_length, 32U);
-    EXPECT_EQ(Header(m_path, nullptr, 7), "");
-    EXPECT_EQ(m_offset, 36U);
-    EXPECT_EQ(Data(m_path, 36, "12345678", 4), "");
-    EXPECT_EQ(Header(m_path, "", 8), "");
-    EXPECT_EQ(Data(m_path, m_offset, "x"), "");
-    EXPECT_EQ(test::ReadAll(m_path),
-              Tdf(Section(kName, 1, "abcdefgh") + Section("", 7, "12345678") + Section("", 8, "x")));
-    std::FILE* stream = std::fopen(m_path.c_str(), "wb");
+    m_folder.Write("t.tdf", "something longer that is emptied");
+    Expect({Create("t.tdf"), ReadAll("t.tdf"), Header("t.tdf", "BinTraceData"), m_offset}, ", TDF2, , 4");
+    EXPECT_EQ(ReadAll("t.tdf"), "TDF2" + Trace(""));
+    Expect({Data("t.tdf", 4, "abc"), m_length}, ", 27");
+    Expect({Data("t.tdf", 4, "defgh"), m_length}, ", 32");
+    Expect({Data("t.tdf", 4, "", 1, 0), Data("t.tdf", 4, "", 0, 0), m_length}, ", , 32");
+    Expect({Header("t.tdf", nullptr, 7), m_offset, Data("t.tdf", 36, "12345678", 4)}, ", 36, ");
+    Expect({Header("t.tdf", "", 8), Data("t.tdf", m_offset, "x")}, ", ");
+    EXPECT_EQ(ReadAll("t.tdf"), "TDF2" + Trace("abcdefgh") + Section("", 7, "12345678") + Section("", 8, "x"));
+
+    std::FILE* stream = std::fopen("fields", "wb+");
     EXPECT_TRUE(m_tdf.SaveNameVersion(stream, "ab", 3) && m_tdf.SaveNameVersion(stream, nullptr, 4));
     std::fclose(stream);
-    EXPECT_EQ(test::ReadAll(m_path), test::Le32(3) + test::Le32(2) + "ab" + test::Le32(4) + test::Le32(0));
-    stream = std::fopen(m_path.c_str(), "rb");
+    EXPECT_EQ(ReadAll("fields"), Le(3, 4) + Le(2, 4) + "ab" + Le(4, 4) + Le(0, 4));
+    stream = std::fopen("fields", "rb");
     EXPECT_FALSE(m_tdf.SaveNameVersion(stream, "ab", 3) || m_tdf.SaveNameVersion(nullptr, "ab", 3));
     std::fclose(stream);
 }
 
 TEST_F(TDFWriterTest, RefusesWithoutTouchingTheFile) {
-    const std::string whole = Tdf(Section("a", 1, "123") + Section("b", 1, "456"));
+    const std::string whole = "TDF2" + Section("a", 1, "123") + Section("b", 1, "456");
     m_folder.Write("t.tdf", whole);
-    std::filesystem::create_directory(m_folder / "dir.tdf");
-    ASSERT_EQ(mkfifo((m_folder / "fifo.tdf").c_str(), 0600), 0);
-    const std::string readOnly = m_folder.Write("ro.tdf", "TDF2");
-    chmod(readOnly.c_str(), 0444);
-    EXPECT_EQ(ErrorOf([&] { m_tdf.CreateTDFFile(nullptr); }), "Null file name to create TDF.");
-    EXPECT_EQ(Create(m_folder / "a.bin"), "TDF file extension must be .tdf.");
-    EXPECT_FALSE(std::filesystem::exists(m_folder / "a.bin"));
-    for (const std::string& path : {m_folder / "dir.tdf", m_folder / "no/a.tdf", m_folder / "fifo.tdf"}) {
+    std::filesystem::create_directory("dir.tdf");
+    mkfifo("fifo.tdf", 0600);
+    chmod(m_folder.Write("ro.tdf", "TDF2" + Section("a", 1, "")).c_str(), 0444);
+    Expect({Create(nullptr), Create("a.bin"), std::filesystem::exists("a.bin")},
+           "Null file name to create TDF., TDF file extension must be .tdf., false");
+    for (const char* path : {"dir.tdf", "no/a.tdf", "fifo.tdf"}) {
         EXPECT_EQ(Create(path), "Could not create TDF file as specified.") << path;
     }
-    for (const std::string& path : {std::string(), m_folder / "gone.tdf", m_folder / "dir.tdf"}) {
-        EXPECT_EQ(Header(path, "x"), kBadFile) << path;
-        EXPECT_EQ(m_offset, 0U);
-        EXPECT_EQ(Data(path, 0, "x"), kBadFile) << path;
-        EXPECT_EQ(m_length, 0U);
+    for (const char* path : {static_cast<const char*>(nullptr), "", "gone.tdf", "dir.tdf"}) {
+        Expect({Header(path, "x") + ", " + Data(path, 0, "x"), m_offset, m_length},
+               std::string(kBadFile) + ", " + kBadFile + ", 0, 0", path != nullptr ? path : "null");
     }
-    EXPECT_FALSE(std::filesystem::exists(m_folder / "gone.tdf"));
-    EXPECT_EQ(Header(m_folder / "fifo.tdf", "x"), "Write error -  TDF section header size.");
-    EXPECT_EQ(Data(m_folder / "fifo.tdf", 4, "x"), "Write I/O error - unable to determine section length.");
+    EXPECT_FALSE(std::filesystem::exists("gone.tdf"));
+    Expect({Header("fifo.tdf", "x"), Data("fifo.tdf", 4, "x")}, std::string(kHeaderError) + ", " + kLengthError);
     {
         const test::Unprivileged user;
-        EXPECT_EQ(Header(readOnly, "x"), "Could not open TDF file as specified.");
-        EXPECT_EQ(Data(readOnly, 4, "x"), "Could not open TDF file as specified.");
+        Expect({Header("ro.tdf", "x"), Data("ro.tdf", 4, "x")}, std::string(kCannotOpen) + ", " + kCannotOpen);
     }
-    for (const unsigned offset : {0U, 3U, 5U, 10U}) EXPECT_EQ(Data(m_path, offset, "x"), kBadOffset) << offset;
-    EXPECT_EQ(ErrorOf([&] { m_tdf.SaveSectionData(m_path.c_str(), "a", 4, nullptr, 1, 1, m_length); }),
-              "No data to write TDF.");
-    EXPECT_EQ(Data(m_path, 1000, "x"), "Write I/O error - unable to determine section length.");
-    EXPECT_EQ(Data(m_path, 4, "x"), kFollowed);
-    EXPECT_EQ(Data(m_path, 20, "xx", 0, 2), "Write I/O error - unable to write section data.");
-    EXPECT_EQ(m_length, 0U);
-    EXPECT_EQ(test::ReadAll(m_path), whole);
+    for (const unsigned offset : {0U, 3U, 5U, 10U}) EXPECT_EQ(Data("t.tdf", offset, "x"), kBadOffset) << offset;
+    const auto nothing = [&] { m_tdf.SaveSectionData("t.tdf", "a", 4, nullptr, 1, 1, m_length); };
+    EXPECT_EQ(ErrorOf(nothing), "No data to write TDF.");
+    EXPECT_EQ(Data("t.tdf", 1000, "x"), kLengthError);
+    EXPECT_EQ(Data("t.tdf", 4, "x"), kFollowed);
+    Expect({Data("t.tdf", 20, "xx", 0, 2), m_length}, std::string(kDataError) + ", 0");
+    EXPECT_EQ(ReadAll("t.tdf"), whole);
 }
 
 // What stands behind a section's recorded end: a section is never written over, what a failed append left there is.
 TEST_F(TDFWriterTest, TellsASuccessorFromLeftovers) {
-    const struct {
-        const char* label;
-        std::string behind;
-        bool followed;
-    } rows[] = {{"part of an append", "leftover bytes of an append", false},
-                {"a header without its length", Section("b", 1, "", 0), false},
-                {"a cut header", Section("b", 1, "x").substr(0, 12), false},
-                {"zeros", std::string(64, '\0'), false},
-                {"small samples", test::Sample(0x1000) + test::Sample(0x1001) + test::Sample(0x1002), false},
-                {"a length beyond everything", Section("b", 1, "", 0xFFFFFFFFU), false},
-                {"a section", Section("b", 1, "x"), true},
-                {"a section that is cut", Section("b", 1, "x", 5000), true},
-                {"a name beyond readers", Section(std::string(5000, 'n'), 1, ""), true}};
-    for (const auto& row : rows) {
-        const std::string before = Tdf(Section("a", 1, "123"));
-        m_folder.Write("t.tdf", before + row.behind);
-        EXPECT_EQ(Data(m_path, 4, "4567"), row.followed ? kFollowed : "") << row.label;
-        const std::string expected = row.followed ? before + row.behind : Tdf(Section("a", 1, "1234567"));
-        EXPECT_EQ(test::ReadAll(m_path).substr(0, expected.size()), expected) << row.label;
+    const std::tuple<const char*, std::string, bool> rows[] = {
+        {"part of an append", "leftover bytes of an append", false},
+        {"a header without its length", Section("b", 1, "", 0), false},
+        {"a cut header", Section("b", 1, "x").substr(0, 12), false},
+        {"zeros", std::string(64, '\0'), false},
+        {"small samples", Le(0x1000, 8) + Le(0x1001, 8) + Le(0x1002, 8), false},
+        {"a length beyond everything", Section("b", 1, "", 0xFFFFFFFF), false},
+        {"a section", Section("b", 1, "x"), true},
+        {"a section that is cut", Section("b", 1, "x", 5000), true},
+        {"a name beyond readers", Section(std::string(5000, 'n'), 1, ""), true}};
+    const std::string before = "TDF2" + Section("a", 1, "123");
+    for (const auto& [label, behind, followed] : rows) {
+        m_folder.Write("t.tdf", before + behind);
+        EXPECT_EQ(Data("t.tdf", 4, "4567"), followed ? kFollowed : "") << label;
+        const std::string expected = followed ? before + behind : "TDF2" + Section("a", 1, "1234567");
+        EXPECT_EQ(ReadAll("t.tdf").substr(0, expected.size()), expected) << label;
     }
-    // A successor longer than readers follow.
-    const std::string path =
-        m_folder.WriteSparse("big.tdf", Tdf(Section("a", 1, "123") + Section("b", 1, "", 200U << 20)), 300U << 20);
-    EXPECT_EQ(Data(path, 4, "x"), kFollowed);
+    WriteSparse("big.tdf", before + Section("longer than readers follow", 1, "", 200U << 20), 300U << 20);
+    EXPECT_EQ(Data("big.tdf", 4, "x"), kFollowed);
 }
 
 TEST_F(TDFWriterTest, StaysWithinFourGiB) {
-    for (const std::uint64_t size :
-         {0xFFFFFFFFULL - 13, 0xFFFFFFFFULL - 12, 0xFFFFFFFFULL, 0x100000000ULL, 0x100000001ULL, 0x180000000ULL}) {
-        const std::string path = m_folder.WriteSparse("big.tdf", "TDF2", size);
-        EXPECT_EQ(Header(path, "a"), size + 13 > 0xFFFFFFFFU ? kTooLarge : "") << size;
-        EXPECT_EQ(std::filesystem::file_size(path), size + 13 > 0xFFFFFFFFU ? size : size + 13);
+    constexpr std::uint64_t kMax = 0xFFFFFFFF, kHeader = 13;
+    for (const std::uint64_t size : {kMax - 13, kMax - 12, kMax, kMax + 1, kMax + 2, kMax + (1UL << 31)}) {
+        WriteSparse("t.tdf", "TDF2", size);
+        const bool fits = size + kHeader <= kMax;
+        Expect({Header("t.tdf", "a"), std::filesystem::file_size("t.tdf") - size},
+               fits ? ", 13" : kTooLarge + std::string(", 0"), size);
     }
-    const std::string path = m_folder.WriteSparse("full.tdf", "TDF2" + test::Le32(0xFFFFFFFFU - 6), 0xFFFFFFFFULL - 2);
-    EXPECT_EQ(Data(path, 4, "123"), kTooLarge);
-    EXPECT_EQ(Data(path, 4, "12", 0xFFFFFFFFU, 2), kTooLarge);
-    EXPECT_EQ(Data(path, 4, "12"), "");
-    EXPECT_EQ(m_length, 0xFFFFFFFBU);
+    WriteSparse("full.tdf", "TDF2" + Le(kMax - 6, 4), kMax - 2);
+    Expect({Data("full.tdf", 4, "123"), Data("full.tdf", 4, "12", kMax, 2)}, std::string(kTooLarge) + ", " + kTooLarge);
+    Expect({Data("full.tdf", 4, "12"), m_length}, ", 4294967291");
 }
 
-// A full disk, at every byte: the error of the table, the sections before it untouched, and trying again works.
+// A full disk, at every byte: the error of its place, the sections before it untouched, and trying again works.
 TEST_F(TDFWriterTest, ReportsAFullDiskAtEveryByte) {
     signal(SIGXFSZ, SIG_IGN);
     rlimit unlimited{};
@@ -179,111 +155,99 @@ TEST_F(TDFWriterTest, ReportsAFullDiskAtEveryByte) {
         setrlimit(RLIMIT_FSIZE, &unlimited);
         return error;
     };
-    const std::string before = Tdf(Section("first", 1, "0123456789"));
+    const std::string before = "TDF2" + Section("first", 1, "0123456789"), begun = before + Section("again", 1, "");
     for (std::size_t room = 0; room < 4; ++room) {
-        EXPECT_EQ(limited(room, [&] { return Create(m_path); }), "Write error -  TDF file identifier.") << room;
+        EXPECT_EQ(limited(room, [&] { return Create("t.tdf"); }), "Write error -  TDF file identifier.") << room;
     }
     for (std::size_t room = 0; room < 12 + 5; ++room) {
         m_folder.Write("t.tdf", before);
-        EXPECT_EQ(limited(before.size() + room, [&] { return Header(m_path, "again"); }),
-                  room < 4 ? "Write error -  TDF section header size." : "Write error -  TDF section name and version.")
-            << room;
-        EXPECT_EQ(m_offset, before.size());
-        EXPECT_EQ(test::ReadAll(m_path).substr(0, before.size()), before);
+        const std::string error = limited(before.size() + room, [&] { return Header("t.tdf", "again"); });
+        Expect({error, m_offset},
+               (room < 4 ? kHeaderError : "Write error -  TDF section name and version.") + std::string(", 31"), room);
+        EXPECT_EQ(ReadAll("t.tdf").substr(0, before.size()), before) << room;
     }
-    m_folder.Write("t.tdf", before);
-    ASSERT_EQ(Header(m_path, "again"), "");
-    const std::size_t begun = std::filesystem::file_size(m_path);
+    m_folder.Write("t.tdf", begun);
     for (std::size_t room = 0; room < 20; ++room) {
-        EXPECT_EQ(limited(begun + room, [&] { return Data(m_path, m_offset, std::string(20, 'x')); }),
-                  "Write I/O error - unable to write section data.");
-        EXPECT_EQ(test::ReadAll(m_path).substr(0, begun), before + Section("again", 1, "")) << room;
+        EXPECT_EQ(limited(begun.size() + room, [&] { return Data("t.tdf", 31, std::string(20, 'x')); }), kDataError)
+            << room;
+        EXPECT_EQ(ReadAll("t.tdf").substr(0, begun.size()), begun) << room;
     }
-    EXPECT_EQ(Data(m_path, m_offset, std::string(20, 'y')), "");
-    EXPECT_EQ(test::ReadAll(m_path), before + Section("again", 1, std::string(20, 'y')));
-    // The section's length field lies within the limit, so only a device shows its failure.
-    EXPECT_EQ(Header("/dev/full", "x"), "Write error -  TDF section header size.");
+    EXPECT_EQ(Data("t.tdf", 31, std::string(20, 'y')), "");
+    EXPECT_EQ(ReadAll("t.tdf"), before + Section("again", 1, std::string(20, 'y')));
 }
 
 class SaveFileTest : public TDFWriterTest {
 protected:
     SaveFileTest() { m_descriptors = test::OpenDescriptors(); }  // the first driver opens the log
-    std::string Load(const std::string& path) {
-        return ErrorOf([&] { m_driver->LoadFile(path, 0, Orm::Lux::Trace::eTraceDataFileType{}); });
-    }
+    ~SaveFileTest() override { m_driver.reset(); }
+
+    // Each returns the text of the error thrown.
     std::string Save(const std::string& path, int type = 0) {
-        return ErrorOf([&] { m_driver->SaveFile(path, static_cast<Orm::Lux::Trace::eTraceDataFileType>(type)); });
+        return ErrorOf([&] { m_driver->SaveFile(path, static_cast<eTraceDataFileType>(type)); });
     }
     std::string LoadAndSave(const std::string& source, const std::string& target) {
-        const std::string error = Load(source);
+        const std::string error = ErrorOf([&] { m_driver->LoadFile(source, 0, eTraceDataFileType{}); });
         return error + Save(target);
     }
-    ~SaveFileTest() override { m_driver.reset(); }
+    unsigned long Sample(unsigned n) {
+        unsigned long sample = 0;
+        if (n < m_driver->GetNumSamples()) m_driver->SeekReadTraceData(n, 1, &sample, nullptr);
+        return sample;
+    }
 
     std::unique_ptr<CChannelDriver, void (*)(CChannelDriver*)> m_driver{CreateChannelDriver(), &DestroyChannelDriver};
 };
 
 TEST_F(SaveFileTest, CopiesWhatIsLoaded) {
+    const std::string before = "TDF2" + Section("a", 1, "x");
     for (const std::size_t size : {0U, 1U, 7U, 8U, 9U, 131071U, 131072U, 131073U, 300000U}) {
         std::string data(size, '\0');
         for (std::size_t n = 0; n < size; ++n) data[n] = static_cast<char>(n * 7 + n / 251);
-        const std::string before = Tdf(Section("a", 1, "x"));
-        const std::string plain = m_folder.Write("p.bin", data);
-        const std::string tdf =
-            m_folder.Write("s.tdf", Tdf(Section("b", 2, "..") + Section(kName, 1, data) + Section("c", 1, "behind")));
-        for (const std::string& source : {plain, tdf}) {
+        m_folder.Write("p.bin", data);
+        m_folder.Write("s.tdf", "TDF2" + Section("b", 2, "..") + Trace(data) + Section("c", 1, "behind"));
+        for (const char* source : {"p.bin", "s.tdf"}) {
             m_folder.Write("t.tdf", before);
-            ASSERT_EQ(Load(source), "");
-            unsigned long first = 0;
-            unsigned int read = 0;
-            m_driver->SeekReadTraceData(0, std::min(1U, m_driver->GetNumSamples()), &first, &read);
-            EXPECT_EQ(Save(m_path), "") << source << size;
-            EXPECT_TRUE(test::ReadAll(m_path) == before + Section(kName, 1, data)) << source << ' ' << size;
-            unsigned long again = 1;
-            m_driver->SeekReadTraceData(0, std::min(1U, m_driver->GetNumSamples()), &again, &read);
-            EXPECT_TRUE(size < 8 || again == first) << "reading goes on undisturbed";
+            EXPECT_EQ(LoadAndSave(source, "t.tdf"), "") << source << size;
+            EXPECT_TRUE(ReadAll("t.tdf") == before + Trace(data)) << source << ' ' << size;
+            EXPECT_TRUE(size < 16 || Le(Sample(1), 8) == data.substr(8, 8)) << "reading goes on undisturbed";
         }
     }
-    // Into itself: the copy is of what was loaded, and ends.
-    const std::string self = m_folder.Write("self.tdf", Tdf(Section(kName, 1, "12345678")));
-    EXPECT_EQ(LoadAndSave(self, self), "");
-    EXPECT_EQ(test::ReadAll(self), Tdf(Section(kName, 1, "12345678") + Section(kName, 1, "12345678")));
-    // A section that the file's end cuts: the bytes that are there.
+    // Into itself: the copy is of what was loaded, and ends. Of a section that the file's end cuts: what is there.
+    EXPECT_EQ(LoadAndSave(m_folder.Write("self.tdf", "TDF2" + Trace("12345678")), "self.tdf"), "");
+    EXPECT_EQ(ReadAll("self.tdf"), "TDF2" + Trace("12345678") + Trace("12345678"));
     m_folder.Write("t.tdf", "TDF2");
-    EXPECT_EQ(LoadAndSave(m_folder.Write("cut.tdf", Tdf(Section(kName, 1, "12345", 1000))), m_path), "");
-    EXPECT_EQ(test::ReadAll(m_path), Tdf(Section(kName, 1, "12345")));
+    m_folder.Write("cut.tdf", "TDF2" + Section("BinTraceData", 1, "12345", 1000));
+    EXPECT_EQ(LoadAndSave("cut.tdf", "t.tdf"), "");
+    EXPECT_EQ(ReadAll("t.tdf"), "TDF2" + Trace("12345"));
+    // The longest section.
+    WriteSparse("big", "", 134217704);
+    Create("t.tdf");
+    Expect({LoadAndSave("big", "t.tdf"), LoadAndSave("t.tdf", "none"), m_driver->GetNumSamples()}, ", , 16777213");
 }
 
 TEST_F(SaveFileTest, RefusesBeforeItTouchesTheTarget) {
-    const std::string readError = "Talvora file channel driver: File I/O error reading trace file.\n";
-    EXPECT_EQ(Save("", 1), Save(m_path, 3));
+    const std::string driver = "Talvora file channel driver: ";
+    const std::string readError = driver + "File I/O error reading trace file.\n";
+    m_folder.Write("t.tdf", "TDF2");
+    m_folder.Write("p.bin", "12345678");
+    for (const auto& [name, type] : {std::pair("", 1), {"t.tdf", 3}}) {
+        EXPECT_EQ(Save(name, type), driver +
+                                        "Can't open trace data file.\nThe Talvora File Channel Driver should not be "
+                                        "used to save Uncompressed trace files.");
+    }
+    Expect({Save(""), Save("gone.tdf"), Save("p.bin"), std::filesystem::exists("gone.tdf")},
+           driver + "Empty file name., , , false");
+    EXPECT_EQ(Save("t.tdf"), readError + strerror(EBADF));
+    mkfifo("fifo", 0600);
+    EXPECT_EQ(LoadAndSave("fifo", "t.tdf"), readError + strerror(ESPIPE));
+    WriteSparse("big", "", 134217705);
     EXPECT_EQ(
-        Save(m_path, 3),
-        "Talvora file channel driver: Can't open trace data file.\nThe Talvora File Channel Driver should not be used "
-        "to save Uncompressed trace files.");
-    EXPECT_EQ(Save(""), "Talvora file channel driver: Empty file name.");
-    EXPECT_EQ(Save(m_folder / "gone.tdf"), "") << "no TDF file: nothing is done";
-    EXPECT_FALSE(std::filesystem::exists(m_folder / "gone.tdf"));
-    EXPECT_EQ(Save(m_path), readError + strerror(EBADF));
-    ASSERT_EQ(mkfifo((m_folder / "fifo").c_str(), 0600), 0);
-    EXPECT_EQ(LoadAndSave(m_folder / "fifo", m_path), readError + strerror(ESPIPE));
-    EXPECT_EQ(LoadAndSave(m_folder.WriteSparse("big", "", 134217705), m_path),
-              "Talvora file channel driver: The trace makes a section of 134217729 bytes, more than the 134217728 "
-              "bytes that readers find.");
-    EXPECT_EQ(test::ReadAll(m_path), "TDF2");
-    EXPECT_EQ(LoadAndSave("/proc/self/mem", m_path), "") << "a file of size 0";
-    const std::string full = m_folder.Write("full.tdf", Tdf(Section("a", 1, "x")));
-    chmod(full.c_str(), 0444);
-    ASSERT_EQ(Load(m_folder.Write("p.bin", "12345678")), "");
+        LoadAndSave("big", "t.tdf"),
+        driver + "The trace makes a section of 134217729 bytes, more than the 134217728 bytes that readers find.");
+    EXPECT_EQ(ReadAll("t.tdf"), "TDF2");
+    chmod("t.tdf", 0444);
     const test::Unprivileged user;
-    EXPECT_EQ(Save(full), "Could not open TDF file as specified.") << "the writer's error as it was made";
-}
-
-TEST_F(SaveFileTest, SavesTheLongestSection) {
-    ASSERT_EQ(Load(m_folder.WriteSparse("big", "", 134217704)), "");
-    EXPECT_EQ(Save(m_path), "");
-    ASSERT_EQ(Load(m_path), "");
-    EXPECT_EQ(m_driver->GetNumSamples(), 16777213U);
+    EXPECT_EQ(LoadAndSave("p.bin", "t.tdf"), kCannotOpen) << "the writer's error as it was made";
 }
 
 }  // namespace

@@ -1,67 +1,45 @@
 #include "source_utilities/uEnvironment.h"
 
-#include <gtest/gtest.h>
-
-#include <functional>
-
 #include "source_utilities/source_utilities_error.h"
 #include "support/Files.h"
 
 namespace {
 
 using ORM_LUX::uEnvironment;
+using std::filesystem::is_directory;
 
-std::string ErrorOf(const std::function<void()>& call) {
-    try {
-        call();
-    } catch (const ORM_LUX::source_utilities_error& error) {
-        return error.what();
-    }
-    return "";
-}
+template <class Call> std::string ErrorOf(Call call) { return test::ErrorOf<ORM_LUX::source_utilities_error>(call); }
 
 TEST(uEnvironment, ReadsAndSetsVariables) {
-    EXPECT_STREQ(uEnvironment::GetVar("ORM_TEST_UNSET"), "");
     EXPECT_EQ(uEnvironment::SetVar("ORM_TEST", "1") + uEnvironment::SetVar("ORM_TEST", "2"), 0);
-    EXPECT_STREQ(uEnvironment::GetVar("ORM_TEST"), "2");
+    EXPECT_EQ(test::Show(uEnvironment::GetVar("ORM_TEST_UNSET"), uEnvironment::GetVar("ORM_TEST")), " 2");
     EXPECT_EQ(uEnvironment::SetVar("A=B", "x"), -1);
-    EXPECT_EQ(ErrorOf([] { uEnvironment::GetVar(nullptr); }), "failed set an environment variable name to null");
-    EXPECT_EQ(ErrorOf([] { uEnvironment::SetVar(nullptr, nullptr); }),
-              "failed set an environment variable name to null");
-    EXPECT_EQ(ErrorOf([] { uEnvironment::SetVar("A", nullptr); }), "failed set an environment variable value to null");
+    const std::string error = "failed set an environment variable ";
+    EXPECT_EQ(ErrorOf([] { uEnvironment::GetVar(nullptr); }), error + "name to null");
+    EXPECT_EQ(ErrorOf([] { uEnvironment::SetVar(nullptr, nullptr); }), error + "name to null");
+    EXPECT_EQ(ErrorOf([] { uEnvironment::SetVar("A", nullptr); }), error + "value to null");
 }
 
 TEST(uEnvironment, EditsPaths) {
-    const struct {
-        const char* path;
-        const char* normal;
-        const char* parent;
-    } rows[] = {{"a\\\\b////c", "a/b/c", "a\\\\b///"},
-                {"//a", "/a", "/"},
-                {"/a/b/c", "/a/b/c", "/a/b"},
-                {"/a", "/a", ""},
-                {"a/b/", "a/b/", "a/b"},
-                {"abc", "abc", ""},
-                {"", "", ""},
-                {"/////////", "/", "////////"}};
-    for (const auto& row : rows) {
-        std::string path = row.path;
+    // clang-format off
+    const std::tuple<const char*, const char*, const char*> rows[] = {  // path, normal form, parent
+        {"a\\\\b////c", "a/b/c", "a\\\\b///"}, {"//a", "/a", "/"}, {"/a/b/c", "/a/b/c", "/a/b"}, {"/a", "/a", ""},
+        {"a/b/", "a/b/", "a/b"}, {"abc", "abc", ""}, {"", "", ""}, {"/////////", "/", "////////"}};
+    const std::tuple<const char*, const char*, const char*> joins[] = {
+        {"", "a//b", "a/b"}, {"x/", "y", "x/y"}, {"x", "y", "x/y"}, {"x", "/y", "x/y"}, {"\\x", "", "/x/"},
+        {"x", nullptr, "x/"}};
+    // clang-format on
+    for (const auto& [text, normal, parent] : rows) {
+        std::string path = text;
         uEnvironment::NormalizeDirSep(path);
-        EXPECT_EQ(path, row.normal);
-        std::string parent = row.path;
-        uEnvironment::GetParentDir(parent, parent.c_str());
-        EXPECT_EQ(parent, row.parent);
+        EXPECT_EQ(path, normal);
+        uEnvironment::GetParentDir(path = text, path.c_str());
+        EXPECT_EQ(path, parent) << text;
     }
-    const struct {
-        const char* path;
-        const char* name;
-        const char* joined;
-    } joins[] = {{"", "a//b", "a/b"}, {"x/", "y", "x/y"}, {"x", "y", "x/y"},
-                 {"x", "/y", "x/y"},  {"\\x", "", "/x/"}, {"x", nullptr, "x/"}};
-    for (const auto& row : joins) {
-        std::string path = row.path;
-        uEnvironment::JoinPaths(path, row.name);
-        EXPECT_EQ(path, row.joined);
+    for (const auto& [text, name, joined] : joins) {
+        std::string path = text;
+        uEnvironment::JoinPaths(path, name);
+        EXPECT_EQ(path, joined);
     }
     std::string self;
     uEnvironment::GetCurrentExecutablePath(self);
@@ -69,32 +47,25 @@ TEST(uEnvironment, EditsPaths) {
 }
 
 TEST(uEnvironment, MakesDirectories) {
-    const test::TemporaryFolder folder;
+    const test::WorkingFolder folder;
     EXPECT_EQ(uEnvironment::MakeDirectory((folder / "a/b//c").c_str()), 0);
-    EXPECT_TRUE(std::filesystem::is_directory(folder / "a/b/c"));
-    EXPECT_EQ(uEnvironment::MakeDirectory((folder / "a/b/c/").c_str()), -1) << "there already";
+    EXPECT_TRUE(is_directory("a/b/c"));
     folder.Write("file", "");
-    EXPECT_EQ(uEnvironment::MakeDirectory((folder / "file/d").c_str()), -1);
-    EXPECT_EQ(uEnvironment::MakeDirectory(nullptr) + uEnvironment::MakeDirectory(""), -2);
-}
-
-TEST(uEnvironment, NamesTheTraceDirectories) {
-    const test::TemporaryFolder folder;
+    for (const char* path : {"a/b/c/", "file/d", "", static_cast<const char*>(nullptr)}) {
+        EXPECT_EQ(uEnvironment::MakeDirectory(path), -1) << path;
+    }
     const std::string home = uEnvironment::GetVar("HOME");
     std::string dir;
-    const std::string root = folder / "u/.ORM-trace";
-    for (const std::string& spelling : {folder / "u", folder / "u/", folder / "u\\\\//"}) {
-        setenv("HOME", spelling.c_str(), 1);
-        EXPECT_EQ(GetTraceUserDirectory(dir), root);
-        EXPECT_FALSE(std::filesystem::exists(root));
+    for (const char* spelling : {"u", "u/", "u\\\\//"}) {
+        setenv("HOME", spelling, 1);
+        EXPECT_STREQ(GetTraceUserDirectory(dir), "u/.ORM-trace");
     }
-    EXPECT_EQ(uEnvironment::GetTraceUserSettingsDirectory(dir), root + "/settings");
-    EXPECT_TRUE(std::filesystem::is_directory(root + "/settings"));
-    EXPECT_EQ(uEnvironment::GetTraceTemporaryDataDirectory(dir), root + "/data");
-    EXPECT_TRUE(std::filesystem::is_directory(root + "/data"));
-    std::filesystem::remove_all(root);
-    EXPECT_EQ(uEnvironment::GetTraceLoggingDirectory(dir), root);
-    EXPECT_TRUE(std::filesystem::is_directory(root));
+    EXPECT_FALSE(std::filesystem::exists("u"));
+    EXPECT_STREQ(uEnvironment::GetTraceLoggingDirectory(dir), "u/.ORM-trace");
+    EXPECT_TRUE(is_directory("u/.ORM-trace"));
+    EXPECT_STREQ(uEnvironment::GetTraceUserSettingsDirectory(dir), "u/.ORM-trace/settings");
+    EXPECT_STREQ(uEnvironment::GetTraceTemporaryDataDirectory(dir), "u/.ORM-trace/data");
+    EXPECT_TRUE(is_directory("u/.ORM-trace/settings") && is_directory("u/.ORM-trace/data"));
     setenv("HOME", "/", 1);
     EXPECT_STREQ(GetTraceUserDirectory(dir), "/.ORM-trace");
     for (const bool isSet : {true, false}) {
@@ -107,39 +78,31 @@ TEST(uEnvironment, NamesTheTraceDirectories) {
 }
 
 TEST(uEnvironment, ChangesTheDirectoryForAScope) {
-    const test::TemporaryFolder folder;
-    std::filesystem::create_directory(folder / "in");
-    const auto here = [] {
-        std::string dir;
-        return std::string(uEnvironment::GetWorkingDirectory(dir));
-    };
-    const std::string before = here();
+    const test::WorkingFolder folder;
+    std::filesystem::create_directory("in");
+    std::string dir;
     {
-        uEnvironment::ScopedDirectoryChanger changer(folder.Path().c_str());
-        EXPECT_EQ(here(), folder.Path());
-        EXPECT_EQ(ErrorOf([&] { changer.Change("in"); }),
+        uEnvironment::ScopedDirectoryChanger changer("in");
+        EXPECT_EQ(uEnvironment::GetWorkingDirectory(dir), folder / "in");
+        EXPECT_EQ(ErrorOf([&] { changer.Change("/"); }),
                   "can't temporarily change the working directory again until its restored");
-        EXPECT_EQ(here(), folder.Path());
         changer.Change(nullptr);
+        EXPECT_EQ(uEnvironment::GetWorkingDirectory(dir), folder / "in");
         changer.Restore();
-        EXPECT_EQ(here(), before);
-        EXPECT_EQ(uEnvironment::SetWorkingDirectory(folder.Path().c_str()), 0);
+        EXPECT_EQ(uEnvironment::GetWorkingDirectory(dir), folder.Path());
+        EXPECT_EQ(uEnvironment::SetWorkingDirectory("/"), 0);
         changer.Restore();
-        EXPECT_EQ(here(), folder.Path()) << "restored once";
-        changer.Change("in");
+        EXPECT_STREQ(uEnvironment::GetWorkingDirectory(dir), "/") << "restored once";
+        changer.Change((folder / "in").c_str());
         EXPECT_EQ(ErrorOf([&] { uEnvironment::ScopedDirectoryChanger gone("gone"); }),
                   "failed to temporarily change the working directory to \"gone\"");
     }
-    EXPECT_EQ(here(), folder.Path()) << "by the destructor";
+    EXPECT_STREQ(uEnvironment::GetWorkingDirectory(dir), "/") << "by the destructor";
     EXPECT_EQ(uEnvironment::SetWorkingDirectory(nullptr) + uEnvironment::SetWorkingDirectory("/no/such"), -2);
-    std::filesystem::remove(folder / "in");
-    std::filesystem::create_directory(folder / "in");
     EXPECT_EQ(uEnvironment::SetWorkingDirectory((folder / "in").c_str()), 0);
     std::filesystem::remove(folder / "in");
-    std::string kept = "kept";
-    EXPECT_EQ(ErrorOf([&] { uEnvironment::GetWorkingDirectory(kept); }), "failed to get current working directory");
-    EXPECT_EQ(kept, "kept");
-    EXPECT_EQ(uEnvironment::SetWorkingDirectory(before.c_str()), 0);
+    EXPECT_EQ(ErrorOf([&] { uEnvironment::GetWorkingDirectory(dir); }), "failed to get current working directory");
+    EXPECT_EQ(dir, "/") << "kept";
 }
 
 }  // namespace

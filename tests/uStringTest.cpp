@@ -1,218 +1,151 @@
+// Text to numbers and back, and edits of text.
 #include "source_utilities/uString.h"
 
-#include <gtest/gtest.h>
-
-#include <climits>
 #include <cmath>
 #include <functional>
-#include <limits>
 #include <locale>
 
 #include "source_utilities/uEngineeringUnits.h"
+#include "support/Files.h"
 
 namespace {
 
-using ORM_LUX::uEngineeringUnits;
 using ORM_LUX::uString;
+using Units = ORM_LUX::uEngineeringUnits;
+using test::Show;
+using Texts = std::vector<std::string>;
 
-// Returns: the text of the uString::error that call throws, "" when it throws none.
-std::string ErrorOf(const std::function<void()>& call) {
-    try {
-        call();
-    } catch (const uString::error& error) {
-        return error.what();
-    }
-    return "";
-}
-
-// A locale that groups digits and writes a decimal comma, as a host may have set.
+// Groups digits and writes a decimal comma, as a host's locale may.
 struct Grouping : std::numpunct<char> {
     char do_thousands_sep() const override { return '.'; }
     char do_decimal_point() const override { return ','; }
     std::string do_grouping() const override { return "\3"; }
 };
-class HostLocale {
-public:
-    HostLocale() : m_before(std::locale::global(std::locale(std::locale::classic(), new Grouping))) {}
-    ~HostLocale() { std::locale::global(m_before); }
-
-private:
-    std::locale m_before;
-};
 
 TEST(uString, ReadsNumbers) {
-    const struct {
-        const char* text;
-        unsigned long number;
-    } rows[] = {{"0x1F", 31},
-                {"0X1f", 31},
-                {"017", 15},
-                {"08", 0},
-                {"0", 0},
-                {"0x", 0},
-                {"42abc", 42},
-                {" 42", 42},
-                {" 0x10", 0},
-                {"abc", 0},
-                {"+5", 5},
-                {"-1", ULONG_MAX},
-                {"1.234", 1},
-                {"00", 0},
-                {"0x-1", ULONG_MAX},
-                {"18446744073709551615", ULONG_MAX},
-                {"18446744073709551616", ULONG_MAX}};
-    const HostLocale locale;
-    for (const auto& row : rows) EXPECT_EQ(uString::ToNumeric<unsigned long>(row.text), row.number) << row.text;
-    EXPECT_EQ(uString::ToLong("-12"), -12);
-    EXPECT_EQ(uString::ToLong("-0x10"), 0);
-    EXPECT_EQ(uString::ToInt64("-9223372036854775809"), LONG_MIN);
-    EXPECT_EQ(uString::ToInt64("0x7FFFFFFFFFFFFFFF"), LONG_MAX);
-    EXPECT_EQ(uString::ToDouble("3.5e2"), 350);
-    EXPECT_EQ(uString::ToDouble("0.25"), 0.25);
-    EXPECT_EQ(uString::ToDouble("-0.5"), -0.5);
-    EXPECT_EQ(uString::ToDouble("0x1A"), 1);
-    EXPECT_EQ(uString::ToDouble("1e999"), std::numeric_limits<double>::max());
-}
-
-TEST(uString, ReadsBooleans) {
+    // clang-format off
+    const std::pair<const char*, unsigned long> rows[] = {
+        {"0x1F", 31}, {"0X1f", 31}, {"017", 15}, {"08", 0}, {"0", 0}, {"00", 0}, {"0x", 0}, {"42abc", 42}, {" 42", 42},
+        {" 0x10", 0}, {"abc", 0}, {"+5", 5}, {"-1", -1UL}, {"0x-1", -1UL}, {"1.234", 1}, {"18446744073709551615", -1UL},
+        {"18446744073709551616", -1UL}};
+    // clang-format on
+    const std::locale before = std::locale::global(std::locale(std::locale::classic(), new Grouping));
+    for (const auto& [text, number] : rows) EXPECT_EQ(uString::ToNumeric<unsigned long>(text), number) << text;
+    EXPECT_EQ(Show(uString::ToLong("-12"), uString::ToLong("-0x10"), uString::ToInt64("-9223372036854775809"),
+                   uString::ToInt64("0x7FFFFFFFFFFFFFFF")),
+              "-12 0 -9223372036854775808 9223372036854775807");
+    EXPECT_EQ(Show(uString::ToDouble("3.5e2"), uString::ToDouble("0.25"), uString::ToDouble("-0.5"),
+                   uString::ToDouble("0x1A"), uString::ToDouble("1e999")),
+              "350 0.25 -0.5 1 1.79769e+308");
+    std::locale::global(before);
     for (const char* text : {"true", "TRUE", "True"}) EXPECT_TRUE(uString::ToBool(text)) << text;
     for (const char* text : {"false", "FALSE", "False"}) EXPECT_FALSE(uString::ToBool(text)) << text;
-    for (const std::string text : {"1", " true", "tRUE", "yes", "true "}) {
-        EXPECT_EQ(ErrorOf([&] { uString::ToBool(text.c_str()); }), "unable to convert \"" + text + "\" to boolean");
-    }
 }
 
-TEST(uString, RefusesNullAndEmptyTexts) {
-    std::string s = "kept";
-    std::string rest = "kept";
-    std::vector<std::string> parts;
-    const struct {
-        std::function<void()> call;
-        const char* error;
-    } rows[] = {{[] { uString::ToNumeric<unsigned long>(nullptr); }, "unable to convert null string to numeric"},
-                {[] { uString::ToLong(""); }, "unable to convert empty string to numeric"},
-                {[] { uString::ToDouble(nullptr); }, "unable to convert null string to numeric"},
-                {[] { uString::ToBool(nullptr); }, "unable to convert null string to boolean"},
-                {[] { uString::ToBool(""); }, "unable to convert empty string to boolean"},
-                {[&] { uString::Split(nullptr, s, rest, nullptr); }, "unable to split null string"},
-                {[&] { uString::Split("a", s, rest, nullptr); }, "unable to split with null delimeter"},
-                {[&] { uString::Split(parts, nullptr, ","); }, "unable to split null string"},
-                {[&] { uString::Split(parts, "a", nullptr); }, "unable to split with null delimeter"},
-                {[&] { uString::Replace(s, nullptr, nullptr); },
-                 "unable to perform string replacement from null original text"},
-                {[&] { uString::Replace(s, "a", nullptr); },
-                 "unable to perform string replacement with null replacement text"}};
-    for (const auto& row : rows) EXPECT_EQ(ErrorOf(row.call), row.error);
-    EXPECT_EQ(s + rest, "keptkept");
-    EXPECT_TRUE(parts.empty());
+TEST(uString, RefusesOtherTexts) {
+    std::string s = "kept", rest = "kept";
+    Texts parts;
+    const std::pair<std::function<void()>, const char*> rows[] = {
+        {[] { uString::ToNumeric<unsigned long>(nullptr); }, "unable to convert null string to numeric"},
+        {[] { uString::ToLong(""); }, "unable to convert empty string to numeric"},
+        {[] { uString::ToDouble(nullptr); }, "unable to convert null string to numeric"},
+        {[] { uString::ToBool(nullptr); }, "unable to convert null string to boolean"},
+        {[] { uString::ToBool(""); }, "unable to convert empty string to boolean"},
+        {[] { uString::ToBool("1"); }, "unable to convert \"1\" to boolean"},
+        {[] { uString::ToBool("tRUE"); }, "unable to convert \"tRUE\" to boolean"},
+        {[] { uString::ToBool(" true"); }, "unable to convert \" true\" to boolean"},
+        {[] { uString::ToBool("true "); }, "unable to convert \"true \" to boolean"},
+        {[&] { uString::Split(nullptr, s, rest, nullptr); }, "unable to split null string"},
+        {[&] { uString::Split("a", s, rest, nullptr); }, "unable to split with null delimeter"},
+        {[&] { uString::Split(parts, nullptr, ","); }, "unable to split null string"},
+        {[&] { uString::Split(parts, "a", nullptr); }, "unable to split with null delimeter"},
+        {[&] { uString::Replace(s, nullptr, ""); }, "unable to perform string replacement from null original text"},
+        {[&] { uString::Replace(s, "a", nullptr); },
+         "unable to perform string replacement with null replacement text"}};
+    for (const auto& [call, error] : rows) EXPECT_EQ(test::ErrorOf<uString::error>(call), error);
+    EXPECT_EQ(Show(s, rest, parts.size()), "kept kept 0");
 }
 
 TEST(uString, WritesNumbers) {
-    const HostLocale locale;
-    const auto number = [](int value, std::ios::fmtflags flags, int width, char fill) {
+    // clang-format off
+    const std::tuple<int, std::ios::fmtflags, int, char, const char*> rows[] = {
+        {7, {}, 0, '\0', "log_7"}, {11162026, {}, 0, '\0', "log_11162026"}, {7, std::ios::showpos, 0, '\0', "log_+7"},
+        {255, std::ios::hex, 0, '\0', "log_255"}, {42, {}, 6, '\0', "log_42"}, {42, {}, 6, '0', "log_000042"},
+        {42, std::ios::left, 6, '.', "log_42...."}};
+    // clang-format on
+    const std::locale before = std::locale::global(std::locale(std::locale::classic(), new Grouping));
+    for (const auto& [value, flags, width, fill, text] : rows) {
         std::string out = "log_";
-        return uString::FromNumeric<int>(out, value, flags, 0, width, fill);
-    };
-    EXPECT_EQ(number(7, {}, 0, '\0'), "log_7");
-    EXPECT_EQ(number(11162026, {}, 0, '\0'), "log_11162026");
-    EXPECT_EQ(number(7, std::ios::showpos, 0, '\0'), "log_+7");
-    EXPECT_EQ(number(255, std::ios::hex, 0, '\0'), "log_255");
-    EXPECT_EQ(number(42, {}, 6, '\0'), "log_42");
-    EXPECT_EQ(number(42, {}, 6, '0'), "log_000042");
-    EXPECT_EQ(number(42, std::ios::left, 6, '.'), "log_42....");
+        EXPECT_EQ(uString::FromNumeric<int>(out, value, flags, 0, width, fill), text);
+    }
     std::string out;
-    EXPECT_EQ(uString::FromNumeric<unsigned long>(out, ULONG_MAX, {}, 3, 0, '\0'), "18446744073709551615");
+    EXPECT_EQ(uString::FromNumeric<unsigned long>(out, -1UL, {}, 3, 0, '\0'), "18446744073709551615");
+    std::locale::global(before);
 
-    out = "x";
     EXPECT_STREQ(uString::FromBool(true, out, false), "true");
     EXPECT_STREQ(uString::FromBool(out, false), "truefalse");
-    EXPECT_STREQ(uString::FromLong(LONG_MIN, out, false, nullptr), "-9223372036854775808");
-    EXPECT_STREQ(uString::FromLong(out, 255, " %lx"), "-9223372036854775808 ff");
+    EXPECT_STREQ(uString::FromLong(-1, out, false, nullptr), "-1");
+    EXPECT_STREQ(uString::FromLong(out, 255, " %lx"), "-1 ff");
     EXPECT_STREQ(uString::FromDouble(0.5, out, false, nullptr), "0.500000");
     EXPECT_STREQ(uString::FromDouble(out, 2, "/%.1f"), "0.500000/2.0");
     EXPECT_EQ(std::string(uString::FromDouble(1e300, out, false, "%2000f")).size(), 1023U);
 }
 
 TEST(uString, WritesEngineeringUnits) {
-    const struct {
-        double value;
-        const char* text;
-        const char* name;
-    } rows[] = {{4700, "4.700000k", "4.700000kilo"},
-                {0.012, "12.000000m", "12.000000milli"},
-                {1.5, "1.500000", "1.500000"},
-                {1, "1.000000", "1.000000"},
-                {1000, "1.000000k", "1.000000kilo"},
-                {999.999, "999.999000", "999.999000"},
-                {0, "0.000000y", "0.000000yocto"},
-                {2e24, "2.000000Y", "2.000000yotta"},
-                {3e-6, "3.000000u", "3.000000micro"},
-                {uEngineeringUnits::zepto, "1.000000z", "1.000000zepto"},
-                {uEngineeringUnits::peta, "1.000000P", "1.000000peta"}};
+    // clang-format off
+    const std::string names[] = {"yocto", "zepto", "atto", "femto", "pico", "nano", "micro", "milli", "", "kilo", "mega",
+                                 "giga", "tera", "peta", "exa", "zetta", "yotta"};
+    const std::tuple<double, const char*, const char*> rows[] = {
+        {1, "%f", "1.000000"}, {1000, "%g", "1k"}, {999.999, "%g", "999.999"}, {0, nullptr, "0.000000y"},
+        {-5, "%g", "-5e+24y"}, {2e27, "%g", "2000Y"}, {std::nan(""), "%g", "nany"}};
+    const double binary[] = {Units::kibi, Units::mebi, Units::gibi, Units::tebi, Units::pebi, Units::exbi, Units::zebi,
+                             Units::yobi};
+    // clang-format on
     std::string out;
-    for (const auto& row : rows) {
-        EXPECT_STREQ(uString::FromDoubleInEngrUnits(row.value, out, false, nullptr, true), row.text);
-        EXPECT_STREQ(uString::FromDoubleInEngrUnits(row.value, out, false, nullptr, false), row.name);
+    for (int n = 0; n < 17; ++n) {
+        const char symbol[] = {"yzafpnum\0kMGTPEZY"[n], '\0'};
+        const double value = 1.5 * std::pow(10, 3 * n - 24);
+        EXPECT_EQ(uString::FromDoubleInEngrUnits(value, out, false, "%g", true), std::string("1.5") + symbol);
+        EXPECT_EQ(uString::FromDoubleInEngrUnits(value, out, false, "%g", false), "1.5" + names[n]);
     }
-    EXPECT_STREQ(uString::FromDoubleInEngrUnits(-5, out, false, "%g", true), "-5e+24y");
-    EXPECT_STREQ(uString::FromDoubleInEngrUnits(out, std::nan(""), "%g", true), "-5e+24ynany");
-    EXPECT_EQ(uEngineeringUnits::yobi, std::pow(2, 80));
-    EXPECT_EQ(uEngineeringUnits::kibi * uEngineeringUnits::mebi * uEngineeringUnits::gibi, uEngineeringUnits::exbi);
+    for (const auto& [value, format, text] : rows) {
+        EXPECT_EQ(uString::FromDoubleInEngrUnits(out = "<", value, format, true), std::string("<") + text);
+    }
+    for (int n = 0; n < 8; ++n) EXPECT_EQ(binary[n], std::ldexp(1, 10 * n + 10)) << n;
 }
 
-TEST(uString, Splits) {
-    const struct {
-        const char* text;
-        const char* delim;
-        unsigned result;
-        const char* first;
-        const char* rest;
-        std::vector<std::string> parts;
-    } rows[] = {{"a,b,c", ",", 2, "a", "b,c", {"a", "b", "c"}},
-                {"abc", ",", 1, "abc", "", {"abc"}},
-                {"", ",", 0, "", "", {}},
-                {"a,,b", ",", 2, "a", ",b", {"a", "", "b"}},
-                {"a,b,", ",", 2, "a", "b,", {"a", "b"}},
-                {",a", ",", 2, "", "a", {"", "a"}},
-                {"x::y", "::", 2, "x", "y", {"x", "y"}},
-                {"abc", "", 2, "", "abc", {"abc"}},
-                {"", "", 2, "", "", {}}};
-    for (const auto& row : rows) {
-        std::string first = "?";
-        std::string rest = row.text;
-        EXPECT_EQ(uString::Split(rest.c_str(), first, rest, row.delim), row.result) << row.text;
-        EXPECT_EQ(first, row.first) << row.text;
-        EXPECT_EQ(rest, row.rest) << row.text;
-        std::vector<std::string> parts{"before"};
-        EXPECT_EQ(uString::Split(parts, row.text, row.delim), row.parts.size() + 1) << row.text;
-        parts.erase(parts.begin());
-        EXPECT_EQ(parts, row.parts) << row.text;
+TEST(uString, Edits) {
+    // clang-format off
+    const std::tuple<const char*, const char*, unsigned, const char*, const char*, Texts> splits[] = {
+        {"a,b,c", ",", 2, "a", "b,c", {"a", "b", "c"}}, {"abc", ",", 1, "abc", "", {"abc"}},
+        {"", ",", 0, "", "", {}},                       {"a,,b", ",", 2, "a", ",b", {"a", "", "b"}},
+        {"a,b,", ",", 2, "a", "b,", {"a", "b"}},        {",a", ",", 2, "", "a", {"", "a"}},
+        {"x::y", "::", 2, "x", "y", {"x", "y"}},        {"abc", "", 2, "", "abc", {"abc"}},
+        {"", "", 2, "", "", {}}};
+    // clang-format on
+    for (const auto& [text, delim, result, before, behind, fields] : splits) {
+        std::string first = "?", rest = text;
+        EXPECT_EQ(uString::Split(rest.c_str(), first, rest, delim), result) << text;
+        EXPECT_EQ(first + "|" + rest, std::string(before) + "|" + behind) << text;
+        Texts parts{"kept"};
+        EXPECT_EQ(uString::Split(parts, text, delim), fields.size() + 1) << text;
+        EXPECT_EQ(Texts(parts.begin() + 1, parts.end()), fields) << text;
     }
-}
-
-TEST(uString, ReplacesAndStrips) {
-    const struct {
-        const char* text;
-        const char* from;
-        const char* to;
-        const char* result;
-    } rows[] = {{"abcabc", "abc", "x", "xx"}, {"aba", "a", "aa", "aabaa"}, {"a////b", "//", "/", "a//b"},
-                {"abc", "", "x", "abc"},      {"aaa", "aa", "b", "ba"},    {"abc", "d", "x", "abc"},
-                {"xx", "x", "", ""}};
-    for (const auto& row : rows) {
-        std::string s = row.text;
-        EXPECT_STREQ(uString::Replace(s, row.from, row.to), row.result);
+    // clang-format off
+    const std::tuple<const char*, const char*, const char*, const char*> replacements[] = {
+        {"abcabc", "abc", "x", "xx"}, {"aba", "a", "aa", "aabaa"}, {"a////b", "//", "/", "a//b"}, {"xx", "x", "", ""},
+        {"abc", "", "x", "abc"}, {"aaa", "aa", "b", "ba"}, {"abc", "d", "x", "abc"}};
+    // clang-format on
+    for (const auto& [text, from, to, result] : replacements) {
+        std::string s = text;
+        EXPECT_STREQ(uString::Replace(s, from, to), result);
     }
     std::string s = "ab";
     EXPECT_STREQ(uString::Replace(s, s.c_str() + 1, s.c_str()), "aab") << "arguments within the text";
-    s = " \tx ";
-    EXPECT_EQ(uString::StripLeading(s, " \t"), "x ");
-    s = " \tx ";
-    EXPECT_EQ(uString::StripTrailing(s, " \t"), " \tx");
-    s = "   ";
-    EXPECT_EQ(uString::StripLeading(s, " "), "");
-    s = "   ";
-    EXPECT_EQ(uString::StripTrailing(s, " "), "");
+    EXPECT_EQ(uString::StripLeading(s = " \tx ", " \t"), "x ");
+    EXPECT_EQ(uString::StripTrailing(s = " \tx ", " \t"), " \tx");
+    EXPECT_EQ(uString::StripLeading(s = "   ", " "), "");
+    EXPECT_EQ(uString::StripTrailing(s = "   ", " "), "");
 }
 
 }  // namespace

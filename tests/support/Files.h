@@ -1,100 +1,111 @@
-// Files that tests work on.
+// Files that tests work on, and what tests look at around them.
 #pragma once
 
-#include <dirent.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <optional>
 #include <sstream>
 #include <string>
-#include <string_view>
+#include <tuple>
+#include <vector>
 
 namespace test {
 
 // A folder that is gone after the test.
 class TemporaryFolder {
 public:
-    TemporaryFolder() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "orm-test-XXXXXX").string();
-        m_path = mkdtemp(pattern.data());
-        chmod(m_path.c_str(), 0755);
-    }
+    TemporaryFolder() { chmod(mkdtemp(m_path.data()), 0755); }
     ~TemporaryFolder() { std::filesystem::remove_all(m_path); }
-    TemporaryFolder(const TemporaryFolder&) = delete;
-    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
 
     std::string operator/(std::string_view name) const { return m_path + "/" + std::string(name); }
     const std::string& Path() const { return m_path; }
 
     // Returns: the path of a file in the folder that now holds these bytes.
     std::string Write(std::string_view name, std::string_view bytes) const {
-        const std::string path = *this / name;
-        std::ofstream(path, std::ios::binary).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-        return path;
-    }
-    // Returns: the path of a sparse file of this size that begins with these bytes.
-    std::string WriteSparse(std::string_view name, std::string_view bytes, std::uint64_t size) const {
-        const std::string path = Write(name, bytes);
-        EXPECT_EQ(truncate(path.c_str(), static_cast<off_t>(size)), 0);
-        return path;
+        std::ofstream(*this / name, std::ios::binary) << bytes;
+        return *this / name;
     }
 
 private:
-    std::string m_path;
+    std::string m_path = std::filesystem::temp_directory_path() / "orm-test-XXXXXX";
+};
+
+// One that is the working directory meanwhile.
+struct WorkingFolder : TemporaryFolder {
+    WorkingFolder() { std::filesystem::current_path(Path()); }
+    ~WorkingFolder() { std::filesystem::current_path("/"); }
 };
 
 inline std::string ReadAll(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
     std::ostringstream content;
-    content << file.rdbuf();
+    content << std::ifstream(path, std::ios::binary).rdbuf();
     return content.str();
 }
 
-// Little-endian fields, written independently of the library.
+// A little-endian field, written independently of the library.
 inline std::string Le(std::uint64_t value, int bytes) {
     std::string text;
     for (int n = 0; n < bytes; ++n) text += static_cast<char>(value >> (8 * n) & 0xFF);
     return text;
 }
-inline std::string Le32(std::uint32_t value) { return Le(value, 4); }
-inline std::string Sample(std::uint64_t value) { return Le(value, 8); }
 
-// A section's bytes; a length or name length that lies is given.
+// A section's bytes; a length that lies is given.
 inline std::string Section(std::string_view name, std::uint32_t version, std::string_view data,
-                           std::optional<std::uint32_t> length = {}, std::optional<std::uint32_t> nameLength = {}) {
-    const auto honest = static_cast<std::uint32_t>(12 + name.size() + data.size());
-    return Le32(length.value_or(honest)) + Le32(version) +
-           Le32(nameLength.value_or(static_cast<std::uint32_t>(name.size()))) + std::string(name) + std::string(data);
+                           std::optional<std::size_t> length = {}) {
+    return Le(length.value_or(12 + name.size() + data.size()), 4) + Le(version, 4) + Le(name.size(), 4) +
+           std::string(name) + std::string(data);
 }
-inline std::string Tdf(std::string_view sections) { return "TDF2" + std::string(sections); }
+inline std::string Trace(std::string_view data) { return Section("BinTraceData", 1, data); }
 
-inline int OpenDescriptors() {
-    int count = 0;
-    for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) ++count;
-    return count;
-}
+inline long OpenDescriptors() { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); }
 
 // Takes the rights of root from the process for a scope, so that permissions count.
-class Unprivileged {
-public:
-    Unprivileged() : m_wasRoot(geteuid() == 0) {
-        if (m_wasRoot && seteuid(65534) != 0) std::abort();
+struct Unprivileged {
+    Unprivileged() { Become(65534); }
+    ~Unprivileged() { Become(0); }
+    static void Become(uid_t user) {
+        if (getuid() == 0 && seteuid(user) != 0) std::abort();
     }
-    ~Unprivileged() {
-        if (m_wasRoot && seteuid(0) != 0) std::abort();
-    }
-    Unprivileged(const Unprivileged&) = delete;
-    Unprivileged& operator=(const Unprivileged&) = delete;
-
-private:
-    bool m_wasRoot;
 };
+
+// A value as it prints.
+struct Shown {
+    template <class T> Shown(const T& value) : text((testing::Message() << value).GetString()) {}
+    std::string text;
+};
+
+// Expects values, taken one after the other, to print like this with ", " between them. A row of a table is named.
+inline void Expect(std::initializer_list<Shown> values, const std::string& expected, const Shown& row = "",
+                   const char* file = __builtin_FILE(), int line = __builtin_LINE()) {
+    std::string text;
+    for (const Shown& value : values) text += (&value == values.begin() ? "" : ", ") + value.text;
+    if (text != expected) ADD_FAILURE_AT(file, line) << row.text << "\n  " << text << "\nis not\n  " << expected;
+}
+
+// Returns: values as they print, with blanks between them.
+template <class... Values> std::string Show(const Values&... values) {
+    std::ostringstream text;
+    text.imbue(std::locale::classic());
+    ((text << values << ' '), ...);
+    return text.str().substr(0, text.str().size() - 1);
+}
+
+// Returns: the text of the error that call throws, "" when it throws none.
+template <class Error, class Call> std::string ErrorOf(Call call) {
+    try {
+        call();
+    } catch (const Error& error) {
+        if constexpr (requires { error.GetSeverity(); }) {
+            EXPECT_EQ(error.GetSeverity(), 2) << error.what();
+        }
+        return error.what();
+    }
+    return "";
+}
 
 }  // namespace test

@@ -8,7 +8,7 @@
 
 namespace orm_trace {
 
-// Adds an option for a number as the tool writes numbers, decimal or 0x...; no other text is one, octal neither.
+// Adds an option for a number as the tool writes numbers, decimal or 0x...; nothing is octal.
 // REQUIRES: number is an unsigned integer or a std::optional of one.
 template <class Number, class Value>
 CLI::Option* AddNumberOption(CLI::App& app, const char* name, Number& number, Value largest, const char* help) {
