@@ -18,3 +18,5 @@ const char* cCorvaError::what() const noexcept { return m_text.what(); }
 cCorvaErrorIF::Severity_Type cCorvaError::GetSeverity() const noexcept { return m_severity; }
 
 }  // namespace Orm::Lux::Corva
+
+const char OrmCorvaStandIn = 1;

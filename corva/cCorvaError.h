@@ -44,3 +44,6 @@ private:
 }  // namespace Corva
 }  // namespace Lux
 }  // namespace Orm
+
+// There in this stand-in alone, so that a program can tell which library it has got.
+extern "C" CORVA_EXPORT const char OrmCorvaStandIn;

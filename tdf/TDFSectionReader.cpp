@@ -1,35 +1,23 @@
 #include "tdf/TDFSectionReader.h"
 
 #include <algorithm>
-#include <cstring>
-#include <limits>
 
 #include "tdf/OpenFile.h"
 
 namespace Orm::Lux::Trace {
-namespace {
-
-constexpr std::uint64_t kMaxPosition = std::numeric_limits<std::uint32_t>::max();
-
-}  // namespace
-
 TDFSectionReader::Step TDFSectionReader::Next() noexcept {
     if (m_last != Step::kSection) return m_last;
 
     const std::uint64_t at = m_next;
-    if (std::ferror(m_stream)) return Damaged(TDFFault::kReadError, at, 0, 0);
+    if (std::ferror(m_stream)) return Damaged({TDFFault::kReadError, at, 0, 0});
     const unsigned char* header = Header(at, kFixedHeaderSize);
     if (header == nullptr) return EndOfFile(at, kFixedHeaderSize);
+    if (const TDFDamage damage = CheckHeader(header, at); damage.fault != TDFFault::kNone) return Damaged(damage);
     const std::uint32_t length = LoadLittleEndian(header);
     const std::uint32_t version = LoadLittleEndian(header + kFieldSize);
     const std::uint32_t nameLength = LoadLittleEndian(header + 2 * kFieldSize);
 
-    if (length > kMaxSectionLength) return Damaged(TDFFault::kLengthTooLong, at, length, kMaxSectionLength);
-    const std::uint64_t claimedHeader = std::uint64_t{kFixedHeaderSize} + nameLength;
-    if (length < claimedHeader) return Damaged(TDFFault::kLengthTooShort, at, length, claimedHeader);
-    if (nameLength > kMaxNameLength) return Damaged(TDFFault::kNameTooLong, at, nameLength, kMaxNameLength);
     const std::uint32_t headerSize = kFixedHeaderSize + nameLength;
-    if (at + length > kMaxPosition) return Damaged(TDFFault::kBeyondFormat, at, length, kMaxPosition - at);
     header = Header(at, headerSize);
     if (header == nullptr) return EndOfFile(at, headerSize);
 
@@ -63,16 +51,15 @@ const unsigned char* TDFSectionReader::Header(std::uint64_t position, std::size_
 // What it means that no whole header, of headerSize as far as is known, could be had at this position.
 TDFSectionReader::Step TDFSectionReader::EndOfFile(std::uint64_t at, std::uint64_t headerSize) noexcept {
     std::uint64_t size = 0;
-    if (std::ferror(m_stream) || !MeasureSize(m_stream, size)) return Damaged(TDFFault::kReadError, at, 0, 0);
+    if (std::ferror(m_stream) || !MeasureSize(m_stream, size)) return Damaged({TDFFault::kReadError, at, 0, 0});
     if (size == at) return m_last = Step::kEnd;
-    if (size < at) return Damaged(TDFFault::kDataCut, m_section.offset, m_section.length, size - m_section.offset);
+    if (size < at) return Damaged({TDFFault::kDataCut, m_section.offset, m_section.length, size - m_section.offset});
     const TDFFault fault = size - at < headerSize ? TDFFault::kHeaderCut : TDFFault::kReadError;
-    return Damaged(fault, at, headerSize, size - at);
+    return Damaged({fault, at, headerSize, size - at});
 }
 
-TDFSectionReader::Step TDFSectionReader::Damaged(TDFFault fault, std::uint64_t offset, std::uint64_t claimed,
-                                                 std::uint64_t available) noexcept {
-    m_damage = {fault, offset, claimed, available};
+TDFSectionReader::Step TDFSectionReader::Damaged(const TDFDamage& damage) noexcept {
+    m_damage = damage;
     return m_last = Step::kDamage;
 }
 

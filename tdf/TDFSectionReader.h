@@ -1,10 +1,12 @@
 // The walk over the section chain of a TDF file. Private to the library.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <limits>
 #include <string_view>
 
 #include "tdf/TDFFormat.h"
@@ -43,6 +45,20 @@ struct TDFDamage {
     std::uint64_t available = 0;  // bytes: for a cut those from the offset to the end of the file
 };
 
+// What the limits of the format find wrong with the section whose fixed fields these are, at this position of a file.
+inline TDFDamage CheckHeader(const unsigned char* fields, std::uint64_t at) noexcept {
+    constexpr std::uint64_t kMaxPosition = std::numeric_limits<std::uint32_t>::max();
+    const std::uint32_t length = LoadLittleEndian(fields);
+    const std::uint32_t nameLength = LoadLittleEndian(fields + 2 * kFieldSize);
+    const std::uint64_t headerSize = std::uint64_t{kFixedHeaderSize} + nameLength;
+    if (length > kMaxSectionLength) return {TDFFault::kLengthTooLong, at, length, kMaxSectionLength};
+    if (length < headerSize) return {TDFFault::kLengthTooShort, at, length, headerSize};
+    if (nameLength > kMaxNameLength) return {TDFFault::kNameTooLong, at, nameLength, kMaxNameLength};
+    if (at + length > kMaxPosition)
+        return {TDFFault::kBeyondFormat, at, length, kMaxPosition - std::min(at, kMaxPosition)};
+    return {};
+}
+
 // Visits the sections of an open file in order. Each step ends in one of three ways: a section, the clean end of the
 // file, or damage; after the last two every further step ends in the same way. A section whose data the end of the file
 // cuts short is a section like any other; the step after it says so.
@@ -80,7 +96,7 @@ private:
 
     const unsigned char* Header(std::uint64_t position, std::size_t size) noexcept;
     Step EndOfFile(std::uint64_t at, std::uint64_t headerSize) noexcept;
-    Step Damaged(TDFFault fault, std::uint64_t offset, std::uint64_t claimed, std::uint64_t available) noexcept;
+    Step Damaged(const TDFDamage& damage) noexcept;
 
     std::FILE* m_stream;
     std::uint64_t m_next;            // where the next section begins

@@ -5,11 +5,12 @@
 #include <filesystem>
 #include <vector>
 
-#include "tdf/OpenFile.h"
 #include "tdf/TDFHandler.h"
-#include "tdf/TDFSectionReader.h"
 #include "tools/orm-trace/Failure.h"
+#include "tools/orm-trace/InputFile.h"
 #include "tools/orm-trace/Output.h"
+#include "tools/orm-trace/SectionWalk.h"
+#include "tools/orm-trace/Text.h"
 
 namespace orm_trace {
 namespace {
@@ -18,22 +19,14 @@ using namespace Orm::Lux::Trace;
 
 // Returns: the size of the file, which its chain of sections fills. Errors: Failure.
 std::uint64_t RequireWholeChain(const std::string& path, ExitCode code) {
-    const FilePtr stream = OpenForReading(path.c_str());
-    std::uint64_t size = 0;
-    if (!stream || !MeasureSize(stream.get(), size) || !TDFHandler().ISTDF(path.c_str())) {
-        throw Failure(code, path, "is no TDF file");
+    const InputFile file(path);
+    if (!file.HasIdentifier() || !file.IsNamedTdf()) throw Failure(code, path, "is no TDF file");
+    SectionWalk walk(file);
+    while (walk.Next()) continue;
+    if (walk.Damage()) {
+        throw Failure(code, path, walk.Damage()->Message() + ": what is appended behind that could not be found");
     }
-    fseeko(stream.get(), static_cast<off_t>(kTDFIdentifier.size()), SEEK_SET);
-    TDFSectionReader reader(stream.get(), kTDFIdentifier.size());
-    TDFSectionReader::Step step{};
-    do step = reader.Next();
-    while (step == TDFSectionReader::Step::kSection);
-    if (step == TDFSectionReader::Step::kDamage) {
-        throw Failure(code, path,
-                      "is damaged at offset " + std::to_string(reader.Damage().offset) +
-                          ": what is appended behind that could not be found");
-    }
-    return size;
+    return file.Size();
 }
 
 bool IsFound(const std::string& path, const std::string& name, std::uint32_t version) {
@@ -54,13 +47,13 @@ AppendTarget::AppendTarget(std::string path)
 AppendTarget::~AppendTarget() {
     if (m_kept) return;
     if (truncate(m_path.c_str(), static_cast<off_t>(m_sizeBefore)) == 0) return;
-    Report(m_path, "keeps an incomplete section behind offset " + std::to_string(m_sizeBefore));
+    Report(m_path, "keeps an incomplete section behind offset " + Position(m_sizeBefore));
 }
 
 void AppendTarget::RequireNew(const std::string& name, std::uint32_t version) const {
     if (!IsFound(m_path, name, version)) return;
     throw Failure(ExitCode::kFailed, m_path,
-                  "has a section \"" + name + "\":" + std::to_string(version) +
+                  "has a section " + SectionLabel(name, version) +
                       " already, readers would not see another one (--allow-duplicate)");
 }
 

@@ -50,6 +50,20 @@ Driver::Driver(std::string path) : m_driver(nullptr, nullptr) {
     m_driver = {create(), destroy};
 }
 
+std::string Driver::Path() const {
+    const link_map* map = nullptr;
+    return dlinfo(m_library.get(), RTLD_DI_LINKMAP, &map) == 0 ? map->l_name : "";
+}
+
+const link_map* Driver::LoadedLibraries() const {
+    const link_map* map = nullptr;
+    if (dlinfo(m_library.get(), RTLD_DI_LINKMAP, &map) != 0) return nullptr;
+    while (map->l_prev != nullptr) map = map->l_prev;
+    return map;
+}
+
+void* Driver::Find(const char* name) const noexcept { return dlsym(m_library.get(), name); }
+
 unsigned int Driver::Load(const std::string& file) {
     m_file = file;
     return Translated(ExitCode::kNotATrace, m_file, [&] {

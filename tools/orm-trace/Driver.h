@@ -1,6 +1,8 @@
 // The driver, loaded as any host loads it.
 #pragma once
 
+#include <link.h>
+
 #include <memory>
 #include <string>
 
@@ -15,6 +17,12 @@ public:
     // from beside the tool.
     // Errors: Failure (kNoDriver).
     explicit Driver(std::string path);
+
+    // The library's file; and all that is loaded. Valid while this lives.
+    std::string Path() const;
+    const link_map* LoadedLibraries() const;
+    // Returns: a symbol of the library, or null.
+    void* Find(const char* name) const noexcept;
 
     // Loads a trace. Returns: the number of its samples. Errors: Failure (kNotATrace).
     unsigned int Load(const std::string& file);

@@ -4,13 +4,18 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 
-#include "tools/orm-trace/Failure.h"
+#include "tools/orm-trace/Text.h"
 
 namespace orm_trace {
 
+OutputFailure::OutputFailure(int error)
+    : Failure(ExitCode::kFailed, "standard output", std::strerror(error)), m_isBrokenPipe(error == EPIPE) {}
+
 Output::Output() {
+    std::signal(SIGPIPE, SIG_IGN);  // a write then fails instead
     // A standard stream that the caller has closed stays closed for data, but its number must not fall to a trace file.
     const int data = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
     for (int standard = STDIN_FILENO; standard <= STDERR_FILENO; ++standard) {
@@ -33,11 +38,11 @@ void Output::Check(bool succeeded) {
     if (succeeded) return;
     const int error = errno;
     m_data.reset();
-    throw Failure(ExitCode::kFailed, "standard output", std::strerror(error));
+    throw OutputFailure(error);
 }
 
 void Report(const std::string& subject, const std::string& reason) {
-    std::fprintf(stderr, "orm-trace: %s: %s\n", subject.c_str(), reason.c_str());
+    std::fprintf(stderr, "orm-trace: %s: %s\n", WithoutControls(subject).c_str(), WithoutControls(reason).c_str());
 }
 
 }  // namespace orm_trace

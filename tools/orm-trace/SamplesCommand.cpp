@@ -9,14 +9,14 @@
 #include "tools/orm-trace/Command.h"
 #include "tools/orm-trace/Driver.h"
 #include "tools/orm-trace/NumberOption.h"
+#include "tools/orm-trace/Text.h"
 #include "tools/orm-trace/TraceSamples.h"
 
 namespace orm_trace {
 namespace {
 
 void AppendHex(std::string& text, std::uint64_t sample) {
-    text += "0x";
-    for (int shift = 60; shift >= 0; shift -= 4) text += "0123456789abcdef"[(sample >> shift) & 0xF];
+    AppendHexWord(text, sample);
     text += '\n';
 }
 

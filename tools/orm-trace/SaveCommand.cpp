@@ -6,14 +6,12 @@
 #include "tools/orm-trace/Command.h"
 #include "tools/orm-trace/Driver.h"
 #include "tools/orm-trace/Progress.h"
+#include "tools/orm-trace/TraceSamples.h"
 
 namespace orm_trace {
 namespace {
 
-const std::string kTraceSection = "BinTraceData";
-constexpr std::uint32_t kTraceVersion = 1;
-constexpr std::uint64_t kSampleSize = 8;
-const std::uint64_t kHeaderSize = Orm::Lux::Trace::kFixedHeaderSize + kTraceSection.size();
+constexpr std::uint64_t kHeaderSize = Orm::Lux::Trace::kFixedHeaderSize + kTraceSection.size();
 
 class SaveCommand : public Command {
 public:
@@ -27,7 +25,7 @@ public:
 
     ExitCode Run(Output&) override {
         AppendTarget target(m_target);
-        if (!m_allowDuplicate) target.RequireNew(kTraceSection, kTraceVersion);
+        if (!m_allowDuplicate) target.RequireNew(std::string(kTraceSection), kTraceVersion);
         Driver driver(m_driverPath);
         const std::uint64_t samples = driver.Load(m_trace);
         {

@@ -10,6 +10,7 @@
 #include "tdf/TDFFormat.h"
 #include "tools/orm-trace/Failure.h"
 #include "tools/orm-trace/ParseNumber.h"
+#include "tools/orm-trace/Text.h"
 
 namespace orm_trace {
 
@@ -40,7 +41,7 @@ SectionSource::SectionSource(const std::string& text) {
     }
 }
 
-std::string SectionSource::Label() const { return '"' + m_name + "\":" + std::to_string(m_version); }
+std::string SectionSource::Label() const { return SectionLabel(m_name, m_version); }
 
 // What cannot be measured is copied first: how long a section is must be known before anything is written.
 void SectionSource::OpenData() {

@@ -10,6 +10,7 @@
 #include "timestamp/Timestamp.h"
 #include "tools/orm-trace/Command.h"
 #include "tools/orm-trace/Driver.h"
+#include "tools/orm-trace/Json.h"
 #include "tools/orm-trace/NumberOption.h"
 #include "tools/orm-trace/ParseNumber.h"
 #include "tools/orm-trace/TraceSamples.h"
@@ -134,6 +135,33 @@ private:
     uTimestampCD m_zero;
 };
 
+// The stamps, as lines or as elements of a document.
+class StampLines {
+public:
+    StampLines(Output& out, JsonWriter* json) : m_out(out), m_json(json) {
+        if (m_json) m_json->Begin('[', "stamps");
+    }
+
+    void Add(std::uint64_t word, std::optional<std::uint64_t> number, const std::string& stamp) {
+        if (m_json) {
+            Json object;
+            if (number) object["sample"] = Number64(*number);
+            object["word"] = Number64(word);
+            object["stamp"] = stamp;
+            m_json->Element(object);
+            return;
+        }
+        m_line.clear();
+        if (number) (m_line += std::to_string(*number)) += ' ';
+        m_out.Write((m_line += stamp) += '\n');
+    }
+
+private:
+    Output& m_out;
+    JsonWriter* m_json;
+    std::string m_line;
+};
+
 // Where words come from, and how results are written, is the same for both decoders.
 class StampWords {
 public:
@@ -144,52 +172,55 @@ public:
         file->option_text("TRACE")->excludes(words);
         app.add_flag("--only-stamps", m_onlyStamps, "Leave out samples that are no stamps")->needs(file);
         app.add_option(kDriverOption, m_driverPath, kDriverOptionHelp)->option_text("PATH")->needs(file);
+        app.add_flag(kJsonOption, m_json, kJsonOptionHelp);
     }
 
     ExitCode Run(Output& out) {
         m_decoder.Prepare();
-        if (!m_file.empty()) return DecodeTrace(out);
-        if (m_words.empty()) throw Failure(ExitCode::kUsage, "stamp", "WORD or --file is required");
+        if (m_file.empty() && m_words.empty()) {
+            throw Failure(ExitCode::kUsage, "stamp", "WORD or --file is required");
+        }
+        return WithDocument(out, m_json, "stamp", [&](JsonWriter* json) {
+            StampLines lines(out, json);
+            return m_file.empty() ? DecodeWords(lines) : DecodeTrace(lines);
+        });
+    }
+
+private:
+    ExitCode DecodeWords(StampLines& lines) {
         for (const std::string& text : m_words) {
             if (text == "-") {
-                DecodeInput(out);
+                DecodeInput(lines);
             } else {
                 const auto word = ParseNumber(text);
                 if (!word) throw Failure(ExitCode::kUsage, "stamp", "not a 64-bit number: " + text);
-                out.Write(m_decoder.Decode(*word, std::nullopt) + '\n');
+                lines.Add(*word, std::nullopt, m_decoder.Decode(*word, std::nullopt));
             }
         }
         return ExitCode::kOk;
     }
 
-private:
-    void DecodeInput(Output& out) {
-        InputLines lines;
-        while (const auto line = lines.Next()) {
+    void DecodeInput(StampLines& lines) {
+        InputLines input;
+        while (const auto line = input.Next()) {
             const auto word = ParseNumber(*line);
             if (!word) {
                 throw Failure(ExitCode::kNotATrace, "standard input",
-                              "line " + std::to_string(lines.Number()) + ": not a 64-bit number");
+                              "line " + std::to_string(input.Number()) + ": not a 64-bit number");
             }
-            out.Write(m_decoder.Decode(*word, std::nullopt) += '\n');
+            lines.Add(*word, std::nullopt, m_decoder.Decode(*word, std::nullopt));
         }
     }
 
-    ExitCode DecodeTrace(Output& out) {
+    ExitCode DecodeTrace(StampLines& lines) {
         Driver driver(m_driverPath);
         TraceSamples samples(driver, m_file);
         samples.Require(0, samples.Total());
-        std::string lines;
         while (const auto page = samples.Next()) {
-            lines.clear();
             for (std::size_t n = 0; n < page->count; ++n) {
-                const std::uint64_t number = page->first + n;
-                const std::string stamp = m_decoder.Decode(page->samples[n], number);
-                if (stamp.empty() && m_onlyStamps) continue;
-                ((lines += std::to_string(number)) += ' ') += stamp;
-                lines += '\n';
+                const std::string stamp = m_decoder.Decode(page->samples[n], page->first + n);
+                if (!stamp.empty() || !m_onlyStamps) lines.Add(page->samples[n], page->first + n, stamp);
             }
-            out.Write(lines);
         }
         return samples.Finish();
     }
@@ -199,6 +230,7 @@ private:
     std::string m_file;
     bool m_onlyStamps = false;
     std::string m_driverPath;
+    bool m_json = false;
 };
 
 class StampCommand : public Command {

@@ -10,7 +10,6 @@ namespace orm_trace {
 namespace {
 
 constexpr std::uint64_t kPage = 16 * 1024;  // samples
-constexpr std::uint64_t kSampleSize = 8;
 
 }  // namespace
 

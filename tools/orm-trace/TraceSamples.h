@@ -4,12 +4,17 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "tools/orm-trace/Driver.h"
 #include "tools/orm-trace/Failure.h"
 
 namespace orm_trace {
+
+inline constexpr std::string_view kTraceSection = "BinTraceData";  // where a TDF file has its samples
+inline constexpr std::uint32_t kTraceVersion = 1;
+inline constexpr std::uint64_t kSampleSize = 8;
 
 // Pages through a run of samples with a driver, and says how many of them are missing.
 class TraceSamples {

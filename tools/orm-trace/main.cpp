@@ -1,4 +1,5 @@
 // orm-trace: the command-line tool for trace files.
+#include <sstream>
 #include <vector>
 
 #include "tools/orm-trace/Command.h"
@@ -14,7 +15,9 @@ struct Subcommand {
 
 std::vector<Subcommand> AddSubcommands(CLI::App& app) {
     std::vector<Subcommand> subcommands;
-    for (const auto add : {AddSamplesCommand, AddStampCommand, AddCreateCommand, AddAppendCommand, AddSaveCommand}) {
+    for (const auto add :
+         {AddInfoCommand, AddListCommand, AddDumpCommand, AddSamplesCommand, AddVerifyCommand, AddRecoverCommand,
+          AddCreateCommand, AddAppendCommand, AddSaveCommand, AddStampCommand, AddProbeCommand}) {
         auto command = add(app);
         subcommands.push_back({app.get_subcommands(nullptr).back(), std::move(command)});
     }
@@ -36,7 +39,12 @@ int Main(int argc, char** argv) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? 0 : static_cast<int>(ExitCode::kUsage);
+        std::ostringstream text;  // of --help and --version
+        if (app.exit(error, text, std::cerr) != 0) return static_cast<int>(ExitCode::kUsage);
+        Output out;
+        out.Write(text.str());
+        out.Close();
+        return static_cast<int>(ExitCode::kOk);
     }
     for (const auto& [subcommand, command] : subcommands) {
         if (subcommand->parsed()) return static_cast<int>(Run(*command));
@@ -49,6 +57,9 @@ int Main(int argc, char** argv) {
 int main(int argc, char** argv) {
     try {
         return Main(argc, argv);
+    } catch (const OutputFailure& failure) {
+        if (!failure.IsBrokenPipe()) Report(failure.Subject(), failure.what());
+        return static_cast<int>(failure.Code());
     } catch (const Failure& failure) {
         Report(failure.Subject(), failure.what());
         return static_cast<int>(failure.Code());

@@ -1,0 +1,74 @@
+#include "tools/orm-trace/ChainScan.h"
+
+#include <algorithm>
+#include <bitset>
+#include <limits>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "tdf/TDFSectionReader.h"
+
+namespace orm_trace {
+namespace {
+
+using namespace Orm::Lux::Trace;
+
+constexpr std::size_t kPage = 256 * 1024;  // positions that are looked at between two reads
+constexpr std::size_t kMaxTextName = 255;  // bytes
+
+// Positions, which are added and forgotten downwards.
+class Positions {
+public:
+    void Add(std::uint64_t position) { m_blocks[position / kBlock].set(position % kBlock); }
+    bool Has(std::uint64_t position) const {
+        const auto found = m_blocks.find(position / kBlock);
+        return found != m_blocks.end() && found->second.test(position % kBlock);
+    }
+    // Forgets those that no section which begins here or before can reach.
+    void ForgetBeyond(std::uint64_t position) {
+        if (position % kBlock == 0) m_blocks.erase((position + kMaxSectionLength) / kBlock + 1);
+    }
+
+private:
+    static constexpr std::uint64_t kBlock = 512;
+    std::unordered_map<std::uint64_t, std::bitset<kBlock>> m_blocks;  // those that hold a position
+};
+
+bool IsText(std::string_view name) {
+    return !name.empty() && name.size() <= kMaxTextName &&
+           std::all_of(name.begin(), name.end(), [](char c) { return c >= ' ' && c <= '~'; });
+}
+
+}  // namespace
+
+std::optional<std::uint64_t> FindChainToEnd(const InputFile& file, std::uint64_t from, std::uint64_t trusted) {
+    const std::uint64_t size = file.Size();
+    if (size > std::numeric_limits<std::uint32_t>::max()) return std::nullopt;  // no section ends there
+    std::optional<std::uint64_t> first;
+    Positions chains;
+    std::vector<unsigned char> page(kPage + kFixedHeaderSize + kMaxTextName);
+    for (std::uint64_t end = size; end > from;) {
+        const std::uint64_t begin = end - std::min<std::uint64_t>(kPage, end - from);
+        const std::size_t read = file.ReadAt(begin, page.data(), page.size());
+        for (std::uint64_t at = end; at-- > begin;) {
+            chains.ForgetBeyond(at);
+            const auto offset = static_cast<std::size_t>(at - begin);
+            if (read < offset + kFixedHeaderSize) continue;
+            const unsigned char* fields = page.data() + offset;
+            if (CheckHeader(fields, at).fault != TDFFault::kNone) continue;
+            const std::uint64_t next = at + LoadLittleEndian(fields);
+            if (next != size && !chains.Has(next)) continue;
+            const auto* name = reinterpret_cast<const char*>(fields + kFixedHeaderSize);
+            const std::size_t nameLength = LoadLittleEndian(fields + 2 * kFieldSize);
+            const std::size_t nameRead = std::min(nameLength, read - offset - kFixedHeaderSize);
+            if (at < trusted && !(nameRead == nameLength && IsText({name, nameRead}))) continue;
+            chains.Add(at);
+            first = at;
+        }
+        end = begin;
+    }
+    return first;
+}
+
+}  // namespace orm_trace

@@ -1,0 +1,50 @@
+#include "tools/orm-trace/InputFile.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+#include "tdf/TDFFormat.h"
+#include "tdf/TDFHandler.h"
+#include "tools/orm-trace/Failure.h"
+#include "tools/orm-trace/Text.h"
+
+namespace orm_trace {
+
+using namespace Orm::Lux::Trace;
+
+InputFile::InputFile(std::string path) : m_path(std::move(path)), m_stream(OpenForReading(m_path.c_str())) {
+    if (!m_stream || !MeasureSize(m_stream.get(), m_size)) {
+        throw Failure(ExitCode::kNotATrace, m_path, std::strerror(errno));
+    }
+    std::setvbuf(m_stream.get(), nullptr, _IONBF, 0);  // a walk reads ahead by itself
+    TDFIdentifier found{};
+    m_hasIdentifier = ReadAt(0, found.data(), found.size()) == found.size() && found == kTDFIdentifier;
+}
+
+bool InputFile::IsNamedTdf() const noexcept { return TDFHandler().HasExtension(m_path.c_str(), kTDFExtension); }
+
+void InputFile::RequireIdentifier() const {
+    if (m_hasIdentifier) return;
+    throw Failure(ExitCode::kNotATrace, m_path,
+                  IsNamedTdf() ? "named .tdf, no TDF identifier: read as plain" : "is no TDF file");
+}
+
+std::size_t InputFile::ReadAt(std::uint64_t offset, void* buffer, std::size_t size) const {
+    std::size_t read = 0;
+    while (read < size) {
+        const ssize_t got = pread(fileno(m_stream.get()), static_cast<char*>(buffer) + read, size - read,
+                                  static_cast<off_t>(offset + read));
+        if (got < 0) {
+            throw Failure(ExitCode::kFailed, m_path,
+                          "cannot be read at offset " + Position(offset + read) + ": " + std::strerror(errno));
+        }
+        if (got == 0) break;
+        read += static_cast<std::size_t>(got);
+    }
+    return read;
+}
+
+}  // namespace orm_trace

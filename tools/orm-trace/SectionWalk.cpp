@@ -1,0 +1,91 @@
+#include "tools/orm-trace/SectionWalk.h"
+
+#include <algorithm>
+#include <array>
+
+#include "tools/orm-trace/Text.h"
+
+namespace orm_trace {
+
+using namespace Orm::Lux::Trace;
+
+namespace {
+
+// Returns: the name of the section at this position, when its header is there and the name no longer than names are.
+std::optional<std::string> NameAt(const InputFile& file, std::uint64_t offset) {
+    std::array<unsigned char, kFixedHeaderSize> fields;
+    if (file.ReadAt(offset, fields.data(), fields.size()) < fields.size()) return std::nullopt;
+    const std::uint32_t length = LoadLittleEndian(fields.data() + 2 * kFieldSize);
+    if (length > kMaxNameLength) return std::nullopt;
+    std::string name(length, '\0');
+    if (file.ReadAt(offset + kFixedHeaderSize, name.data(), length) < length) return std::nullopt;
+    return name;
+}
+
+}  // namespace
+
+const char* Fault::Kind() const noexcept {
+    switch (damage.fault) {
+        case TDFFault::kNone: break;
+        case TDFFault::kReadError: return "read_error";
+        case TDFFault::kHeaderCut: return "header_cut";
+        case TDFFault::kDataCut: return "data_cut";
+        case TDFFault::kLengthTooLong: return "length_too_long";
+        case TDFFault::kLengthTooShort: return "length_too_short";
+        case TDFFault::kNameTooLong: return "name_too_long";
+        case TDFFault::kBeyondFormat: return "beyond_format";
+    }
+    return "none";
+}
+
+std::string Fault::Message() const {
+    const std::string claimed = std::to_string(damage.claimed);
+    const std::string available = std::to_string(damage.available);
+    std::string text = "section " + std::to_string(section);
+    if (name) text += " \"" + Escaped(*name) + '"';
+    text += " at offset " + Position(damage.offset) + ": ";
+    switch (damage.fault) {
+        case TDFFault::kNone: return text + "no damage";
+        case TDFFault::kReadError: return text + "cannot be read";
+        case TDFFault::kHeaderCut:
+            return text + "header of " + claimed + " bytes exceeds the " + available + " bytes left";
+        case TDFFault::kDataCut: return text + "length " + claimed + " exceeds the " + available + " bytes left";
+        case TDFFault::kLengthTooLong: return text + "length " + claimed + " exceeds the limit of " + available;
+        case TDFFault::kLengthTooShort:
+            return text + "length " + claimed + " is below the " + available + " bytes of the header";
+        case TDFFault::kNameTooLong: return text + "name length " + claimed + " exceeds the limit of " + available;
+        case TDFFault::kBeyondFormat:
+            return text + "length " + claimed + " exceeds the " + available + " bytes left in 4 GiB";
+    }
+    return text;
+}
+
+SectionWalk::SectionWalk(const InputFile& file, std::uint64_t start) : m_file(file), m_reader(file.Stream(), start) {
+    std::clearerr(file.Stream());
+    fseeko(file.Stream(), static_cast<off_t>(start), SEEK_SET);
+}
+
+bool SectionWalk::Next() {
+    switch (m_reader.Next()) {
+        case TDFSectionReader::Step::kSection: ++m_count; return true;
+        case TDFSectionReader::Step::kEnd: return false;
+        case TDFSectionReader::Step::kDamage: break;
+    }
+    const TDFDamage& damage = m_reader.Damage();
+    const bool canRead = damage.fault != TDFFault::kReadError;
+    m_damage = Fault{damage, damage.fault == TDFFault::kDataCut ? Number() : m_count,
+                     canRead ? NameAt(m_file, damage.offset) : std::nullopt};
+    return false;
+}
+
+std::uint64_t SectionWalk::DataThere() const noexcept {
+    const std::uint64_t left = m_file.Size() - std::min<std::uint64_t>(m_file.Size(), Section().DataPosition());
+    return std::min<std::uint64_t>(left, Section().DataLength());
+}
+
+std::uint64_t SectionWalk::BytesBehind() const noexcept {
+    if (!m_damage || m_damage->damage.fault == TDFFault::kDataCut) return 0;
+    return m_file.Size() - m_damage->damage.offset;
+}
+
+}  // namespace orm_trace

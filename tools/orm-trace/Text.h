@@ -1,0 +1,30 @@
+// Bytes of files, written so that a terminal and a reader can take them.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace orm_trace {
+
+// Returns: bytes, with control and non-ASCII ones as \xNN.
+std::string Escaped(std::string_view bytes);
+
+// The same with the control bytes alone: for paths and messages, whose encoding is that of the terminal.
+std::string WithoutControls(std::string_view text);
+
+// Returns: name and version as they are shown, "name":version.
+std::string SectionLabel(std::string_view name, std::uint32_t version);
+
+// Returns: a position in a file, as 0x1A40.
+std::string Position(std::uint64_t offset);
+
+// Returns: two digits for each byte, without a prefix.
+std::string HexOf(std::string_view bytes);
+
+bool IsUtf8(std::string_view bytes);
+
+// Appends 0x and digits hexadecimal digits of the word.
+void AppendHexWord(std::string& text, std::uint64_t word, int digits = 16);
+
+}  // namespace orm_trace
