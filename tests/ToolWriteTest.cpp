@@ -71,7 +71,7 @@ TEST_F(ToolWriteTest, RefusesBeforeItWrites) {
         {"append t.tdf --section a:1@d", 1, "t.tdf: has a section \"a\":1 already"},
         {"append t.tdf --section a:2@big", 1, "big: makes a section"}, {"append t.tdf", 2, "--section is required"},
         {"append t.bin --section b:1@d", 4, "t.bin: is no TDF file"},
-        {"append gone.tdf --section b:1@d", 4, "gone.tdf: is no TDF file"},
+        {"append gone.tdf --section b:1@d", 4, "gone.tdf: No such file or directory"},
         {"append plain.tdf --section b:1@d", 4, "plain.tdf: is no TDF file"},
         {"append tail.tdf --section b:1@d", 4, "tail.tdf: "}, {"append cut.tdf --section b:1@d", 4, "cut.tdf: "},
         {"save d t.tdf", 1, "t.tdf: has a section \"BinTraceData\":1 already"}, {"save d tail.tdf", 4, "tail.tdf: "},

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <vector>
 
@@ -66,7 +67,12 @@ void AppendTarget::Append(SectionSource& source) {
     std::uint32_t offset = 0;
     std::uint32_t length = 0;
     Translated(ExitCode::kFailed, m_path, [&] { tdf.SaveSectionHeader(path, name, source.Version(), offset); });
-    while (const auto got = static_cast<std::uint32_t>(source.Read(chunk.data(), chunk.size()))) {
+    // As many bytes as were measured: the source may be the file itself, which grows.
+    for (std::uint64_t left = source.Size(); left != 0;) {
+        const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(left, chunk.size()));
+        const auto got = static_cast<std::uint32_t>(source.Read(chunk.data(), wanted));
+        if (got == 0) throw Failure(ExitCode::kFailed, source.Path(), "has become shorter meanwhile");
+        left -= got;
         Translated(ExitCode::kFailed, m_path,
                    [&] { tdf.SaveSectionData(path, name, offset, chunk.data(), 1, got, length); });
     }

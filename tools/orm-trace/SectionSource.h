@@ -19,6 +19,7 @@ public:
 
     const std::string& Name() const noexcept { return m_name; }
     std::uint32_t Version() const noexcept { return m_version; }
+    const std::string& Path() const noexcept { return m_path; }
     // Units: bytes, of the data.
     std::uint64_t Size() const noexcept { return m_size; }
     // Returns: name and version as they are shown, "name":version.
