@@ -47,7 +47,7 @@ TEST_F(uLoggerTest, WritesLines) {
         EXPECT_EQ(line, text + "\n") << level << ' ' << style << ' ' << testing::PrintToString(message);
     }
     EXPECT_EQ(Logged("a%cb", 0), "M      a\n") << "a zero ends the message";
-    EXPECT_EQ(Logged(0U, uLogger::TD_NONE, "x"), "");
+    EXPECT_EQ(Logged(0U, uLogger::TD_NONE, "%s", "x"), "");
     EXPECT_FALSE(std::filesystem::exists("log")) << "not even created";
     uLogger logger("log", false);
     logger.LogTimeStamp();

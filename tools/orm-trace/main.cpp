@@ -31,9 +31,19 @@ ExitCode Run(Command& command) {
     return code;
 }
 
+ExitCode Print(const std::string& text) {
+    Output out;
+    out.Write(text);
+    out.Close();
+    return ExitCode::kOk;
+}
+
 int Main(int argc, char** argv) {
+    const std::string version = std::string("orm-trace ") + ORM_TRACE_VERSION;
+    // Scripts ask for the version often; setting up the subcommands costs more than the answer.
+    if (argc == 2 && std::string_view(argv[1]) == "--version") return static_cast<int>(Print(version + '\n'));
     CLI::App app{"Looks into trace files.", "orm-trace"};
-    app.set_version_flag("--version", std::string("orm-trace ") + ORM_TRACE_VERSION);
+    app.set_version_flag("--version", version);
     app.require_subcommand(1);
     const auto subcommands = AddSubcommands(app);
     try {
@@ -41,10 +51,7 @@ int Main(int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
         std::ostringstream text;  // of --help and --version
         if (app.exit(error, text, std::cerr) != 0) return static_cast<int>(ExitCode::kUsage);
-        Output out;
-        out.Write(text.str());
-        out.Close();
-        return static_cast<int>(ExitCode::kOk);
+        return static_cast<int>(Print(text.str()));
     }
     for (const auto& [subcommand, command] : subcommands) {
         if (subcommand->parsed()) return static_cast<int>(Run(*command));
