@@ -76,6 +76,12 @@ TEST_F(StartUpTest, RunsOnceForTheWholeProcess) {
                          "/settings\nM     TIME | Logger : trace temporary data directory is " + m_trace + "/data\n");
 }
 
+TEST_F(StartUpTest, LeavesNothingBehindInAThousandCycles) {
+    EXPECT_EQ(Host("cycles 1000"), "more: 0 0 0\n");
+    const std::string log = Log();
+    EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 2 + 2 * 1000) << log.substr(0, 1000);
+}
+
 TEST_F(StartUpTest, HappensOnceForThreadsThatComeTogether) {
     for (int n = 0; n < 10; ++n)
         EXPECT_EQ(Host("create-many get ORM_TRACE_DATA_DIR"), "ORM_TRACE_DATA_DIR=" + m_trace + "/data\n");

@@ -145,17 +145,20 @@ TEST_F(TDFHandlerTest, SurvivesEveryCutAndEveryLyingLength) {
 }
 
 TEST_F(TDFHandlerTest, TakesFilesUpToTheFormatsEnd) {
-    // A chain of the longest sections up to the last position that 32 bits can name.
-    std::filesystem::resize_file(m_folder.Write("big.tdf", "TDF2"), 0x100000001ULL);
-    std::fstream file("big.tdf", std::ios::binary | std::ios::in | std::ios::out);
-    std::uint64_t at = 4;
-    const auto put = [&](const std::string& header) { file.seekp(static_cast<long>(at)) << header << std::flush; };
-    for (; at + (1U << 27) + 24 <= 0xFFFFFFFFULL; at += 1U << 27) put(Section("filler", 1, "", 1U << 27));
-    put(Section(kName, 1, "", 0xFFFFFFFFULL - at));
-    Expect({Position("big.tdf"), m_position - at, m_position + m_length}, ", 24, 4294967295");
-    EXPECT_EQ(FileSize("big.tdf"), 1U) << "the low 32 bits of 2^32 + 1";
-    put(Section(kName, 1, "", 0x100000000ULL - at));
-    EXPECT_EQ(Position("big.tdf"), kNoSection);
+    // A section that ends around where 31 and 32 bits end, and one that begins there.
+    for (const std::uint64_t size : test::kLargeSizes) {
+        for (const std::uint64_t end : {size - 13, size}) {
+            const std::uint64_t at = test::WriteLarge("big.tdf", end, Section("x", 1, ""));
+            const std::string found = Position("big.tdf");
+            Expect({found, m_position - at, std::uint64_t{m_position} + m_length - end},
+                   end < 1UL << 32
+                       ? ", 24, 0"
+                       : test::Show(kNoSection + ",", m_position - at) + ", " + test::Show(m_position - end),
+                   end);
+            Expect({Position("big.tdf", "x").empty(), FileSize("big.tdf") == static_cast<unsigned>(end + 13)},
+                   end + 13 < 1UL << 32 ? "true, true" : "false, true", end);
+        }
+    }
 }
 
 }  // namespace
