@@ -2,7 +2,7 @@
 // and says what happens.
 //
 //   scenario-host LIBRARY [create | create-many | destroy | destroy-null | load FILE | count | get NAME | set NAME VALUE |
-//                          reopen | cycles COUNT]...
+//                          reopen | used]...
 #include <dlfcn.h>
 #include <malloc.h>
 
@@ -19,7 +19,10 @@
 
 using Driver = Orm::Lux::Trace::CChannelDriver;
 
-static long Count(const char* directory) { return std::distance(std::filesystem::directory_iterator(directory), {}); }
+// Returns: how many of something the process has, by a directory of /proc.
+static long Count(const char* what) {
+    return std::distance(std::filesystem::directory_iterator(std::string("/proc/self/") + what), {});
+}
 
 int main(int, char** argv) {
     void* library = dlopen(argv[1], RTLD_NOW | RTLD_LOCAL);
@@ -48,29 +51,12 @@ int main(int, char** argv) {
                 std::printf("error %d: %s\n", error.GetSeverity(), error.what());
             }
         }
-        const auto reopen = [&] {
+        if (word == "reopen") {
             dlclose(library);
             library = dlopen(argv[1], RTLD_NOW | RTLD_LOCAL);
-        };
-        if (word == "reopen") reopen();
-        if (word == "cycles") {
-            // Opens and closes the library as a host does that loads it for each trace. Says what more of descriptors,
-            // threads and bytes the process has after the last cycles than after as many to begin with.
-            long used[3] = {};
-            for (const long sign : {-1, 1}) {
-                for (int n = std::atoi(*next); n > 0; --n) {
-                    reopen();
-                    const auto driver = reinterpret_cast<Driver* (*)()>(dlsym(library, "CreateChannelDriver"))();
-                    driver->GetTODStamp(Orm::Lux::Trace::eTODStampType{}, 0, 0, 0, 0);  // logs a line
-                    reinterpret_cast<void (*)(Driver*)>(dlsym(library, "DestroyChannelDriver"))(driver);
-                }
-                used[0] += sign * Count("/proc/self/fd");
-                used[1] += sign * Count("/proc/self/task");
-                used[2] += sign * static_cast<long>(mallinfo2().uordblks);
-            }
-            std::printf("more: %ld %ld %ld\n", used[0], used[1], used[2]);
         }
-        next += word == "set" ? 2 : word == "get" || word == "load" || word == "cycles" ? 1 : 0;
+        if (word == "used") std::printf("%ld %ld %zu\n", Count("fd"), Count("task"), mallinfo2().uordblks);
+        next += word == "set" ? 2 : word == "get" || word == "load" ? 1 : 0;
     }
     drivers.clear();
     return dlclose(library);
