@@ -124,6 +124,8 @@ TEST_F(TDFHandlerTest, AgreesInEveryOperation) {
         }
     }
     Expect({m_tdf.SeekSectionData(nullptr, kName, 1, m_read = 333), m_read}, "false, 333");
+    FILE* pipe = popen("true", "r");
+    Expect({m_tdf.SeekSectionData(pipe, kName, 1, m_read), m_read, pclose(pipe)}, "false, 0, 0");
 }
 
 // Every cut and every lying length of a file of three sections: found or not, nothing hangs, crashes or leaks.
