@@ -68,6 +68,7 @@ TEST_F(DriverTest, CountsPartialSamples) {
     for (const auto& [name, bytes, count] : rows) {
         Expect({Load(m_folder.Write(name, bytes)), m_driver->GetNumSamples()}, count, name);
     }
+    Expect({Load("a.bin"), std::filesystem::remove("a.bin"), m_driver->GetNumSamples()}, ", true, 0");
 }
 
 TEST_F(DriverTest, PagesThroughATraceInEveryWay) {

@@ -88,6 +88,8 @@ TEST_F(TDFHandlerTest, RefusesWhatItCannotRead) {
     Expect({Position("nameless.tdf", nullptr), Position("nameless.tdf", "")},
            " section cannot be located in the file., ");
     Expect({m_tdf.SeekSectionData(nullptr, kName, 1, m_read = 333), m_read}, "false, 333");
+    FILE* pipe = popen("true", "r");
+    Expect({m_tdf.SeekSectionData(pipe, kName, 1, m_read), m_read, pclose(pipe)}, "false, 0, 0");
 }
 
 TEST_F(TDFHandlerTest, TakesFilesUpToTheFormatsEnd) {
