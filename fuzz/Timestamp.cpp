@@ -73,7 +73,7 @@ void CheckReceiver(Input& input) {
         Time(input, 1000 + input.Number<std::uint16_t>() % 8000, input.Number() % 12 + 1, input.Number() % 28 + 1);
     const std::string text =
         zero.GetRcvTODStamp(word, static_cast<unsigned>(reference), static_cast<unsigned>(reference >> 32));
-    const unsigned type = word >> 56;
+    const auto type = static_cast<unsigned>(word >> 56);
     const bool isStamp = std::string_view("\x88\x90\x98\xA0\xB0\xC0\xC8\xD8\xE0\xE8").find(static_cast<char>(type)) !=
                          std::string_view::npos;
     Require(zero.isRcvrStatusTimeStamp(word) == isStamp && text.empty() == !isStamp);
