@@ -21,8 +21,8 @@
 #include "source_utilities/uTime.h"
 #include "tdf/CorvaErrors.h"
 #include "tdf/OpenFile.h"
-#include "tdf/TDFFormat.h"
 #include "tdf/TDFHandler.h"
+#include "tdf/TraceSection.h"
 
 #define TRACE_PREFIX "Trace Talvora File Channel Driver: "
 
@@ -42,12 +42,7 @@ constexpr const char* kFileIOError = "Talvora file channel driver: File I/O erro
 constexpr const char* kInvalidSample = "Talvora file channel driver: The requested sample is not valid.";
 constexpr const char* kMemoryAllocationFailure = "Talvora file channel driver: Memory allocation failure.";
 
-constexpr unsigned int kSampleSize = sizeof(unsigned long);
-static_assert(kSampleSize == 8, "a sample is 64 bits wide");
-
-constexpr const char* kTraceSection = "BinTraceData";
-constexpr unsigned int kTraceVersion = 1;
-constexpr std::uint64_t kTraceHeaderSize = kFixedHeaderSize + std::char_traits<char>::length(kTraceSection);
+static_assert(kSampleSize == sizeof(unsigned long), "a host's buffer holds samples");
 
 constexpr unsigned int kSaveChunk = 128 * 1024;  // bytes
 
@@ -241,6 +236,7 @@ void TalvoraFileChannelDriver::SaveFile(std::string fileName, eTraceDataFileType
 
     // What can fail without the target is done before anything is written to it: a section, once begun, stays.
     if (m_file == nullptr) FailSaving(EBADF);
+    if (std::ferror(m_file)) FailSaving(EIO);
     const unsigned int length = LengthToSave();
     if (std::fseek(m_file, static_cast<long>(m_dataPosition), SEEK_SET) != 0) FailSaving(errno);
     const std::unique_ptr<char[]> buffer(new (std::nothrow) char[kSaveChunk]);

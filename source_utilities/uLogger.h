@@ -17,6 +17,7 @@ namespace ORM_LUX {
 // Errors:  nothing throws after construction, and errno stays as it is. A file that cannot be opened or written to loses
 //          the line, and the next line tries again; a part of a line that did reach the file is taken back.
 // Threads: lines, SetFileName, EnableOutput, Clear and Flush may come from any thread; lines never interleave.
+//          A child that is forked while another thread logs may find a lock held for ever: it does not log before exec.
 class ORM_EXPORT uLogger {
 public:
     // The kinds of a line, a set of bits. Each prints its letter in its own column.

@@ -27,7 +27,8 @@ FilePtr OpenEmpty(const char* path) noexcept;
 bool Close(FilePtr stream) noexcept;
 
 // Reads up to size bytes at a position of an open file, for which the stream need not stand there; where it stands
-// afterwards is unspecified. Returns: the bytes read, fewer at the end of the file and where reading fails.
+// afterwards is unspecified. Returns: the bytes read, fewer at the end of the file and where reading fails; then errno
+// is set, which the end of the file leaves alone.
 std::size_t ReadAt(std::FILE* stream, void* buffer, std::size_t size, std::uint64_t position) noexcept;
 
 // Stores the size of an open file in bytes; where the stream stands afterwards is unspecified.

@@ -19,6 +19,7 @@ inline constexpr std::uint32_t kFixedHeaderSize = kFieldSize + kFieldSize + kFie
 // What a reader follows; beyond either limit the chain of sections ends.
 inline constexpr std::uint32_t kMaxSectionLength = 128U << 20;  // header included
 inline constexpr std::uint32_t kMaxNameLength = 4095;
+inline constexpr std::uint64_t kMaxPosition = 0xFFFFFFFF;  // of the end of a section
 
 inline constexpr std::uint32_t LoadLittleEndian(const unsigned char* p) noexcept {
     return std::uint32_t{p[0]} | std::uint32_t{p[1]} << 8 | std::uint32_t{p[2]} << 16 | std::uint32_t{p[3]} << 24;

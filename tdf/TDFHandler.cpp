@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <limits>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -44,7 +43,6 @@ bool Find(TDFSectionReader& reader, const char* name, unsigned int version) noex
     ThrowCorvaError(std::string(name != nullptr ? name : "") + " section cannot be located in the file.");
 }
 
-constexpr std::uint64_t kMaxPosition = std::numeric_limits<std::uint32_t>::max();
 constexpr const char* kTooLarge = "TDF file would exceed 4 GiB.";
 constexpr const char* kHeaderSizeWriteError = "Write error - size of TDF header.";
 

@@ -89,7 +89,7 @@ public:
 
     // Appends data to the last section of the file: elementCount elements of elementSize bytes. The section is named by
     // the offset of its header alone; name is not looked at. What a failed append has left behind the section's end is
-    // overwritten.
+    // overwritten, unless it reads as a section: the file is refused then, and has to be cut.
     // sectionLength: 0 from the start of the call; then the section's new length in bytes, header included.
     // Errors: "File name passed to save file is not valid.", "Section header offset to save data is not valid." (below
     //         4, or no section of this file begins there), "No data to write TDF." (null data), "Could not open TDF file

@@ -6,7 +6,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
-#include <limits>
 #include <string_view>
 
 #include "tdf/TDFFormat.h"
@@ -47,7 +46,6 @@ struct TDFDamage {
 
 // What the limits of the format find wrong with the section whose fixed fields these are, at this position of a file.
 inline TDFDamage CheckHeader(const unsigned char* fields, std::uint64_t at) noexcept {
-    constexpr std::uint64_t kMaxPosition = std::numeric_limits<std::uint32_t>::max();
     const std::uint32_t length = LoadLittleEndian(fields);
     const std::uint32_t nameLength = LoadLittleEndian(fields + 2 * kFieldSize);
     const std::uint64_t headerSize = std::uint64_t{kFixedHeaderSize} + nameLength;

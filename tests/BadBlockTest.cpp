@@ -40,10 +40,11 @@ TEST(BadBlock, IsReportedByTheDriver) {
     test::BadBlock block{std::string(4000, 's'), 1600};
     const std::unique_ptr<Orm::Lux::Trace::CChannelDriver, decltype(&DestroyChannelDriver)> driver(
         CreateChannelDriver(), &DestroyChannelDriver);
-    {
+    const auto load = [&] {
         const StandIn standIn(block);
         driver->LoadFile(trace, 0, kType);
-    }
+    };
+    load();
     unsigned long page[300];
     unsigned read = 0;
     const auto readAt = [&](unsigned start, unsigned count) {
@@ -53,9 +54,12 @@ TEST(BadBlock, IsReportedByTheDriver) {
     Expect({readAt(0, 300), read}, kFileError + ", 200", "what could be read is delivered");
     Expect({readAt(300, 100), read}, kFileError + ", 100", "until the file is loaded again");
     const auto save = [&] { return test::ErrorOf<cCorvaError>([&] { driver->SaveFile("t.tdf", kType); }); };
+    Expect({save(), std::filesystem::file_size("t.tdf")}, kFileError + "\nInput/output error, 4", "not begun");
+    load();
     Expect({save(), std::filesystem::file_size("t.tdf")}, kFileError + "\nInput/output error, 28");
+    load();
     block.seeks = 2;
-    Expect({save(), std::filesystem::file_size("t.tdf")}, kFileError + "\nInput/output error, 28", "nothing is begun");
+    Expect({save(), std::filesystem::file_size("t.tdf")}, kFileError + "\nInput/output error, 28", "not begun");
 }
 
 TEST(BadBlock, EndsASearch) {

@@ -96,6 +96,9 @@ TEST_F(ToolWriteTest, RefusesBeforeItWrites) {
         {"save gone t.tdf --allow-duplicate", 4, "gone: Failed to open gone for reading."},
         {"save big t.tdf --allow-duplicate", 1, "t.tdf: Talvora file channel driver: The trace makes a section"},
         {"stamp stm 1", 2, "--frequency is required"}, {"stamp stm 1 --frequency 0", 2, "--frequency"},
+        {"stamp stm 1 --frequency inf", 2, "not a finite number"}, {"stamp stm 1 --frequency nan", 2, "not a finite number"},
+        {"stamp rcv 1 --zero '2026- 2-28 00:00:00'", 2, "--zero: no time"}, {"nosuch", 2, "nosuch: is no subcommand"},
+        {"dump t.tdf --index 08", 4, "has no section 8"}, {"dump t.tdf --index -1", 2, "--index"},
         {"stamp stm --frequency 1", 2, "WORD or --file is required"},
         {"stamp stm 0x --frequency 1", 2, "not a 64-bit number: 0x"},
         {"stamp rcv 1 --zero '2026-02-29 00:00:00'", 2, "--zero: no time"},
@@ -110,7 +113,28 @@ TEST_F(ToolWriteTest, RefusesBeforeItWrites) {
             << arguments.substr(0, 99) << result.err;
         EXPECT_NE(result.err.find(reason), std::string::npos) << arguments.substr(0, 99) << result.err;
     }
-    EXPECT_EQ(Files(), files) << "nothing was made";
+    // A limit on the size of files, and drivers that do not do as they should.
+    std::filesystem::resize_file(m_folder.Write("mid", ""), 100000);
+    const std::string save = "save d t.tdf --allow-duplicate --driver " ORM_STRANGE_DRIVER,
+                      limit = "prlimit --fsize=9999 ";
+    const std::tuple<std::string, std::string, std::string> troubles[] = {
+        {limit, "create n.tdf --section m:1@mid", "1 orm-trace: .n."},
+        {limit, "append t.tdf --section m:1@mid", "1 orm-trace: t.tdf: "},
+        {"STRANGE=null ", save, "5 orm-trace: " ORM_STRANGE_DRIVER ": makes no driver\n"},
+        {"STRANGE=throw ", save, "1 orm-trace: error: unknown\n"},
+        {"STRANGE=idle ", save, "1 orm-trace: t.tdf: the driver has not saved to it\n"}};
+    for (const auto& [before, arguments, expected] : troubles) {
+        const test::Result result = test::Run(m_folder.Path(), "HOME=/nonexistent", before + ORM_TOOL " " + arguments);
+        EXPECT_EQ((std::to_string(result.code) + " " + result.err).substr(0, expected.size()), expected) << arguments;
+    }
+    // Standard input has not ended when the signal comes.
+    mkfifo("fifo", 0600);
+    const auto ended = test::Run(m_folder.Path(), "HOME=/nonexistent",
+                                 "sh -c '" ORM_TOOL
+                                 " create n.tdf --section m:1@- <>fifo & until ls .n.*; do :; done "
+                                 "2>&-; kill $!; wait $!'");
+    EXPECT_EQ(ended.code, 143) << ended.err;
+    EXPECT_EQ(Files(), files + 2) << "nothing was made";
     EXPECT_EQ(ReadAll("t.tdf"), good);
     EXPECT_EQ(Tool("append t.tdf --allow-duplicate --section a:1@d").code, 0);
     EXPECT_EQ(ReadAll("t.tdf"), good + Section("a", 1, "data"));

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <bitset>
-#include <limits>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
@@ -44,7 +43,7 @@ bool IsText(std::string_view name) {
 
 std::optional<std::uint64_t> FindChainToEnd(const InputFile& file, std::uint64_t from, std::uint64_t trusted) {
     const std::uint64_t size = file.Size();
-    if (size > std::numeric_limits<std::uint32_t>::max()) return std::nullopt;  // no section ends there
+    if (size > kMaxPosition) return std::nullopt;  // no section ends there
     std::optional<std::uint64_t> first;
     Positions chains;
     std::vector<unsigned char> page(kPage + kFixedHeaderSize + kMaxTextName);

@@ -48,6 +48,7 @@ Driver::Driver(std::string path) : m_driver(nullptr, nullptr) {
     const auto create = Lookup<CChannelDriver* (*)()>(m_library.get(), "CreateChannelDriver", path);
     const auto destroy = Lookup<DestroyFunction>(m_library.get(), "DestroyChannelDriver", path);
     m_driver = {create(), destroy};
+    if (!m_driver) throw Failure(ExitCode::kNoDriver, path, "makes no driver");
 }
 
 std::string Driver::Path() const {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "tools/orm-trace/Command.h"
+#include "tools/orm-trace/NumberOption.h"
 #include "tools/orm-trace/ParseNumber.h"
 #include "tools/orm-trace/SectionWalk.h"
 #include "tools/orm-trace/Text.h"
@@ -88,7 +89,7 @@ public:
         auto* choice = app.add_option_group("section")->require_option(1);
         choice->add_option("--section", m_section, "First section with this name and, if given, version")
             ->option_text("NAME[:VERSION]");
-        choice->add_option("--index", m_choice.number, "Section with this number, counted from 0")->option_text("N");
+        AddNumberOption(*choice, "--index", m_choice.number, UINT64_MAX, "Section with this number, counted from 0");
         app.add_option("--range", m_range, "Bytes A to B-1 of the data; either may be left out")->option_text("A:B");
         app.add_option("--format", m_format, "hex text, raw bytes, or csv of 64-bit words with their number")
             ->transform(CLI::Transformer(std::vector<std::pair<std::string, Format>>{

@@ -55,7 +55,9 @@ private:
         SectionWalk walk(file);
         while (walk.Next()) {
             const auto& section = walk.Section();
-            if (samples || section.version != kTraceVersion || section.name != kTraceSection) continue;
+            if (samples || section.version != Orm::Lux::Trace::kTraceVersion ||
+                section.name != Orm::Lux::Trace::kTraceSection)
+                continue;
             samples = CountSamples(section.DataPosition(), section.DataLength(), file.Size());
         }
         if (json) {

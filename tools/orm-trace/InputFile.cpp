@@ -1,7 +1,5 @@
 #include "tools/orm-trace/InputFile.h"
 
-#include <unistd.h>
-
 #include <cerrno>
 #include <cstring>
 #include <utility>
@@ -29,20 +27,15 @@ bool InputFile::IsNamedTdf() const noexcept { return TDFHandler().HasExtension(m
 void InputFile::RequireIdentifier() const {
     if (m_hasIdentifier) return;
     throw Failure(ExitCode::kNotATrace, m_path,
-                  IsNamedTdf() ? "named .tdf, no TDF identifier: read as plain" : "is no TDF file");
+                  IsNamedTdf() ? "is no TDF file, though named .tdf: it lacks the identifier" : "is no TDF file");
 }
 
 std::size_t InputFile::ReadAt(std::uint64_t offset, void* buffer, std::size_t size) const {
-    std::size_t read = 0;
-    while (read < size) {
-        const ssize_t got = pread(fileno(m_stream.get()), static_cast<char*>(buffer) + read, size - read,
-                                  static_cast<off_t>(offset + read));
-        if (got < 0) {
-            throw Failure(ExitCode::kFailed, m_path,
-                          "cannot be read at offset " + Position(offset + read) + ": " + std::strerror(errno));
-        }
-        if (got == 0) break;
-        read += static_cast<std::size_t>(got);
+    errno = 0;
+    const std::size_t read = Orm::Lux::Trace::ReadAt(m_stream.get(), buffer, size, offset);
+    if (read < size && errno != 0) {
+        throw Failure(ExitCode::kFailed, m_path,
+                      "cannot be read at offset " + Position(offset + read) + ": " + std::strerror(errno));
     }
     return read;
 }

@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <csignal>
 #include <cstring>
 
 #include "tools/orm-trace/Text.h"
@@ -15,7 +14,6 @@ OutputFailure::OutputFailure(int error)
     : Failure(ExitCode::kFailed, "standard output", std::strerror(error)), m_isBrokenPipe(error == EPIPE) {}
 
 Output::Output() {
-    std::signal(SIGPIPE, SIG_IGN);  // a write then fails instead
     // A standard stream that the caller has closed stays closed for data, but its number must not fall to a trace file.
     const int data = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
     for (int standard = STDIN_FILENO; standard <= STDERR_FILENO; ++standard) {

@@ -138,7 +138,7 @@ private:
         if (left != 0) {
             Report(m_in, std::to_string(left) + " bytes from offset " + Position(salvage.GapBegin()) +
                              " on are in no section" +
-                             (salvage.HasTail() && !salvage.IsEmpty() ? " (--tail adds them to the last one)" : ""));
+                             (salvage.CanTakeTail() ? " (--tail adds them to the last one)" : ""));
         }
         if (!json) return;
         json->Value("identifier", file.HasIdentifier());

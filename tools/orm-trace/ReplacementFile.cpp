@@ -1,10 +1,13 @@
 #include "tools/orm-trace/ReplacementFile.h"
 
 #include <fcntl.h>
+#include <limits.h>
+#include <signal.h>
 #include <stdio.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -22,6 +25,26 @@ namespace {
     throw Failure(ExitCode::kFailed, path, std::strerror(errno));
 }
 
+// What a signal that ends the tool must not leave behind. There is one replacement at a time.
+std::array<char, PATH_MAX> g_unfinished;
+
+void RemoveUnfinished(int signal) {
+    unlink(g_unfinished.data());
+    raise(signal);  // the default action is in place again
+}
+
+void RemoveAtSignals(const std::string& path) {
+    path.copy(g_unfinished.data(), g_unfinished.size() - 1);
+    struct sigaction action {};
+    action.sa_handler = RemoveUnfinished;
+    action.sa_flags = static_cast<int>(SA_RESETHAND);
+    for (const int signal : {SIGHUP, SIGINT, SIGTERM}) {
+        struct sigaction before {};
+        sigaction(signal, nullptr, &before);
+        if (before.sa_handler != SIG_IGN) sigaction(signal, &action, nullptr);
+    }
+}
+
 }  // namespace
 
 ReplacementFile::ReplacementFile(std::string target, bool replace, const char* ifExists)
@@ -31,6 +54,7 @@ ReplacementFile::ReplacementFile(std::string target, bool replace, const char* i
     const int descriptor = mkostemps(m_path.data(), static_cast<int>(std::strlen(".tdf")), O_CLOEXEC);
     if (descriptor < 0) ThrowSystemError(m_target);
     close(descriptor);
+    RemoveAtSignals(m_path);
 }
 
 ReplacementFile::~ReplacementFile() {

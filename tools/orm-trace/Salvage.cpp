@@ -1,7 +1,6 @@
 #include "tools/orm-trace/Salvage.h"
 
 #include <algorithm>
-#include <limits>
 
 #include "tools/orm-trace/ChainScan.h"
 #include "tools/orm-trace/Failure.h"
@@ -36,11 +35,15 @@ Salvage::Salvage(const InputFile& file, bool withTail) : m_file(file) {
     } else if (end > size) {
         setLast(size, State::kCut);
     } else if (withTail && m_count != 0 && HasTail()) {
-        if (size - m_last.offset > kMaxSectionLength || size > std::numeric_limits<std::uint32_t>::max()) {
+        if (!CanTakeTail()) {
             throw Failure(ExitCode::kFailed, file.Path(), "with the tail its last section would exceed 128 MiB");
         }
         setLast(size, State::kExtended);
     }
+}
+
+bool Salvage::CanTakeTail() const noexcept {
+    return HasTail() && m_count != 0 && m_gapEnd - m_last.offset <= kMaxSectionLength && m_gapEnd <= kMaxPosition;
 }
 
 void Salvage::Survey(SectionWalk& walk) {

@@ -61,6 +61,8 @@ public:
     std::uint64_t GapBegin() const noexcept { return m_gapBegin; }
     std::uint64_t GapEnd() const noexcept { return m_gapEnd; }
     bool HasTail() const noexcept { return !m_chain && m_gapBegin < m_gapEnd; }
+    // Whether the last section stays one that readers find when it gets the tail.
+    bool CanTakeTail() const noexcept;
 
 private:
     void Survey(SectionWalk& walk);

@@ -1,7 +1,7 @@
 // orm-trace save: appends the samples of a trace to a TDF file, as a host does.
 #include <string>
 
-#include "tdf/TDFFormat.h"
+#include "tdf/TraceSection.h"
 #include "tools/orm-trace/AppendTarget.h"
 #include "tools/orm-trace/Command.h"
 #include "tools/orm-trace/Driver.h"
@@ -11,7 +11,7 @@
 namespace orm_trace {
 namespace {
 
-constexpr std::uint64_t kHeaderSize = Orm::Lux::Trace::kFixedHeaderSize + kTraceSection.size();
+using namespace Orm::Lux::Trace;
 
 class SaveCommand : public Command {
 public:
@@ -25,14 +25,16 @@ public:
 
     ExitCode Run(Output&) override {
         AppendTarget target(m_target);
-        if (!m_allowDuplicate) target.RequireNew(std::string(kTraceSection), kTraceVersion);
+        if (!m_allowDuplicate) target.RequireNew(kTraceSection, kTraceVersion);
         Driver driver(m_driverPath);
         const std::uint64_t samples = driver.Load(m_trace);
         {
             const Progress progress(m_target, samples * kSampleSize);
             driver.Save(m_target);
         }
-        const std::uint64_t saved = (target.Appended() - kHeaderSize + kSampleSize - 1) / kSampleSize;
+        if (target.Appended() < kTraceHeaderSize)
+            throw Failure(ExitCode::kFailed, m_target, "the driver has not saved to it");
+        const std::uint64_t saved = (target.Appended() - kTraceHeaderSize + kSampleSize - 1) / kSampleSize;
         target.Keep();
         if (saved == samples) return ExitCode::kOk;
         Report(m_trace, std::to_string(samples - saved) + " of " + std::to_string(samples) +

@@ -1,12 +1,15 @@
 // orm-trace stamp: decodes hardware time stamp words.
-#include <array>
+#include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
+#include "source_utilities/CalendarTables.h"
 #include "timestamp/Timestamp.h"
 #include "tools/orm-trace/Command.h"
 #include "tools/orm-trace/Driver.h"
@@ -22,14 +25,15 @@ using Orm::Lux::Trace::uTimestampCD;
 
 // Returns: the time that text writes as YYYY-MM-DD HH:MM:SS[.ffffff]; nothing for any other text.
 std::optional<uTimestampCD> ParseTime(const std::string& text) {
-    int year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0, end = 0;
-    if (text.size() < 19 ||
-        std::sscanf(text.c_str(), "%4d-%2d-%2d %2d:%2d:%2d%n", &year, &month, &day, &hour, &minute, &second, &end) !=
-            6 ||
-        end != 19) {
+    constexpr std::string_view kForm = "0000-00-00 00:00:00";
+    const auto isOfForm = [](char c, char form) { return form == '0' ? c >= '0' && c <= '9' : c == form; };
+    if (text.size() < kForm.size() ||
+        !std::equal(kForm.begin(), kForm.end(), text.begin(), [&](char form, char c) { return isOfForm(c, form); })) {
         return std::nullopt;
     }
-    std::string fraction = text.substr(19);
+    int year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0;
+    std::sscanf(text.c_str(), "%d-%d-%d %d:%d:%d", &year, &month, &day, &hour, &minute, &second);
+    std::string fraction = text.substr(kForm.size());
     if (!fraction.empty() && (fraction[0] != '.' || fraction.size() < 2 || fraction.size() > 7 ||
                               fraction.find_first_not_of("0123456789", 1) != fraction.npos)) {
         return std::nullopt;
@@ -37,9 +41,10 @@ std::optional<uTimestampCD> ParseTime(const std::string& text) {
     fraction.resize(7, '0');
     const int micro = std::atoi(fraction.c_str() + 1);
     const bool isLeap = (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
-    constexpr std::array<int, 12> kDays{31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
     if (year < 1 || month < 1 || month > 12 || day < 1 || hour > 23 || minute > 59 || second > 59) return std::nullopt;
-    if (day > kDays[static_cast<std::size_t>(month - 1)] + (month == 2 && isLeap ? 1 : 0)) return std::nullopt;
+    const auto& days = isLeap ? ORM_LUX::YDAYS_LEAP : ORM_LUX::YDAYS;  // before each month
+    const auto after = static_cast<std::size_t>(month);
+    if (static_cast<unsigned>(day) > days[after] - days[after - 1]) return std::nullopt;
     uTimestampCD time;
     time.setTime(year, month, day, hour, minute, second, micro / 1000, micro % 1000);
     return time;
@@ -85,7 +90,10 @@ public:
     explicit StmDecoder(CLI::App& app) {
         app.add_option("--frequency", m_frequency, "Transaction cycles per second")
             ->required()
-            ->check(CLI::PositiveNumber)
+            ->check([](const std::string& text) {
+                const double hertz = std::strtod(text.c_str(), nullptr);
+                return std::isfinite(hertz) && hertz > 0 ? "" : "not a finite number above 0: " + text;
+            })
             ->option_text("HZ");
         AddNumberOption(app, "--base", m_base, UINT64_MAX,
                         "Index of the sample that cycles are shifted to (default: 0)");

@@ -4,17 +4,15 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
+#include "tdf/TraceSection.h"
 #include "tools/orm-trace/Driver.h"
 #include "tools/orm-trace/Failure.h"
 
 namespace orm_trace {
 
-inline constexpr std::string_view kTraceSection = "BinTraceData";  // where a TDF file has its samples
-inline constexpr std::uint32_t kTraceVersion = 1;
-inline constexpr std::uint64_t kSampleSize = 8;
+using Orm::Lux::Trace::kSampleSize;
 
 // Pages through a run of samples with a driver, and says how many of them are missing.
 class TraceSamples {

@@ -1,4 +1,6 @@
 // orm-trace: the command-line tool for trace files.
+#include <algorithm>
+#include <csignal>
 #include <sstream>
 #include <vector>
 
@@ -45,7 +47,15 @@ int Main(int argc, char** argv) {
     CLI::App app{"Looks into trace files.", "orm-trace"};
     app.set_version_flag("--version", version);
     app.require_subcommand(1);
+    app.failure_message([](const CLI::App*, const CLI::Error& error) {
+        return std::string("orm-trace: ") + error.what() + "\nRun with --help for more information.\n";
+    });
     const auto subcommands = AddSubcommands(app);
+    const auto isNamed = [&](const Subcommand& each) { return each.app->check_name(argv[1]); };
+    if (argc > 1 && argv[1][0] != '-' && std::none_of(subcommands.begin(), subcommands.end(), isNamed)) {
+        Report(argv[1], "is no subcommand; orm-trace --help shows them");
+        return static_cast<int>(ExitCode::kUsage);
+    }
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
@@ -62,6 +72,8 @@ int Main(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    // A write to a closed pipe, or beyond the limit on a file's size, then fails instead.
+    for (const int signal : {SIGPIPE, SIGXFSZ}) std::signal(signal, SIG_IGN);
     try {
         return Main(argc, argv);
     } catch (const OutputFailure& failure) {
@@ -72,6 +84,8 @@ int main(int argc, char** argv) {
         return static_cast<int>(failure.Code());
     } catch (const std::exception& error) {
         Report("error", error.what());
-        return static_cast<int>(ExitCode::kFailed);
+    } catch (...) {  // a driver may throw anything
+        Report("error", "unknown");
     }
+    return static_cast<int>(ExitCode::kFailed);
 }
