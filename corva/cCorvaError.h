@@ -34,6 +34,7 @@ public:
 
     // Returns: the message text. Valid until the last copy of this error is destroyed.
     const char* what() const noexcept override;
+
     Severity_Type GetSeverity() const noexcept override;
 
 private:

@@ -68,6 +68,7 @@ public:
 
     // Returns: the name of the traced processor, null when the driver knows none.
     virtual const char* CpuName() const = 0;
+
     virtual void GetChannelStatus(_TraceChannelStatus& status) = 0;
 
     // Returns: a time stamp as text, empty when the driver knows none.

@@ -35,6 +35,7 @@ public:
     bool OpenInternal(const char* path, const char* mode);
     // Returns: whether there was a stream to close. It is gone afterwards, also when closing it failed.
     bool Close();
+
     bool IsOpen() const;
 
     // Empties the file on disk; one that was open is open again afterwards, in its noted mode. Does nothing when no

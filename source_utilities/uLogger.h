@@ -61,7 +61,9 @@ public:
     void EnableLogDbgOutWindow(bool on);
     // Empties the file if it is open.
     void Clear();
+
     void Flush();
+
     // Returns: the file's path as given. Valid until the next SetFileName.
     const char* GetName() const;
 
