@@ -2,6 +2,9 @@
 
 namespace Orm::Lux::Corva {
 
+// Hosts and plug-ins that throw and catch by value have this size compiled in.
+static_assert(sizeof(cCorvaErrorIF) == 8 && sizeof(cCorvaError) == 32);
+
 cCorvaError::cCorvaError(std::string message, Severity_Type severity) : m_text(message), m_severity(severity) {}
 
 cCorvaError::cCorvaError(const char* text, Severity_Type severity)

@@ -1,7 +1,10 @@
 #include "source_utilities/uLogger.h"
 
 #include <dlfcn.h>
+#include <signal.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/time.h>
 #include <unistd.h>
 
@@ -42,13 +45,34 @@ int Append(char* buf, int size, int used, const char* text, int length) {
     return used + fitting;
 }
 
+// Writes as write() does, except that the signal for a file that would outgrow the limit on its size, which by default
+// ends the process, is neither delivered nor left pending. The limit is asked for anew each time, by the cheapest call
+// there is: the host may change it. Only where there is one is the signal held back, which costs more than the asking.
+ssize_t WriteUnsignalled(int descriptor, const char* data, std::size_t size) {
+    rlimit limit{};
+    if (syscall(SYS_getrlimit, RLIMIT_FSIZE, &limit) == 0 && limit.rlim_cur == RLIM_INFINITY) {
+        return write(descriptor, data, size);
+    }
+    sigset_t signal, before;
+    sigemptyset(&signal);
+    sigaddset(&signal, SIGXFSZ);
+    pthread_sigmask(SIG_BLOCK, &signal, &before);
+    const ssize_t written = write(descriptor, data, size);
+    const int error = errno;
+    const timespec atOnce{};
+    if (written < 0 && error == EFBIG) sigtimedwait(&signal, nullptr, &atOnce);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    errno = error;
+    return written;
+}
+
 // Writes a line at the end of a file: at once, by one system call, so that a process that dies loses none, and lines of
 // several processes do not mix. Of a line that does not fit, nothing stays: a later one would be glued to it.
 // Returns: whether the line is in the file.
 bool WriteLine(int descriptor, const char* line, std::size_t length) {
     std::size_t written = 0;
     while (written < length) {
-        const ssize_t step = write(descriptor, line + written, length - written);
+        const ssize_t step = WriteUnsignalled(descriptor, line + written, length - written);
         if (step > 0) written += static_cast<std::size_t>(step);
         if (step == 0 || (step < 0 && errno != EINTR)) break;
     }

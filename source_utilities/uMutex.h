@@ -40,7 +40,4 @@ public:
     std::atomic<pthread_t> m_owner;
 };
 
-static_assert(sizeof(std::atomic<int>) == sizeof(int) && sizeof(std::atomic<pthread_t>) == sizeof(pthread_t),
-              "the layout is that of plain fields");
-
 }  // namespace ORM_LUX

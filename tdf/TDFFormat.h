@@ -1,5 +1,5 @@
-// The TDF container format: identifier, limits, field sizes and byte order, for whoever reads or writes it. Private to
-// the library. docs/tdf.5.md describes the format.
+// The TDF container format: identifier, limits, field sizes and byte order, for whoever reads or writes it.
+// Private to the library. docs/tdf.5.md describes the format.
 #pragma once
 
 #include <array>

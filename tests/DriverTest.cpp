@@ -68,6 +68,7 @@ TEST_F(DriverTest, CountsPartialSamples) {
     for (const auto& [name, bytes, count] : rows) {
         Expect({Load(m_folder.Write(name, bytes)), m_driver->GetNumSamples()}, count, name);
     }
+    Expect({Load("a.bin"), std::filesystem::remove("a.bin"), m_driver->GetNumSamples()}, ", true, 0");
 }
 
 TEST_F(DriverTest, PagesThroughATraceInEveryWay) {
@@ -107,6 +108,30 @@ TEST_F(DriverTest, ReadsWhatTheFileHas) {
     // Start and count sum to less than the samples there are, in 32 bits: nothing is cut, and the file's end ends it.
     Expect({Load(m_folder.Write("p.bin", Samples(10))), Read(4, 0xFFFFFFFE), m_read}, ", , 6");
     ExpectRead(4, 3, 3);
+}
+
+TEST_F(DriverTest, ServesWhat32BitsCanAddress) {
+    for (const std::uint64_t size : test::kLargeSizes) {
+        std::filesystem::resize_file(m_folder.Write("p.bin", ""), size);
+        const std::uint64_t data = test::WriteLarge("t.tdf", size) + 24;
+        // In a plain file the low 32 bits of the size count.
+        const std::tuple<const char*, std::uint64_t, std::uint64_t> rows[] = {{"p.bin", 0, size & 0xFFFFFFFF},
+                                                                              {"t.tdf", data, size - data}};
+        for (const auto& [path, position, length] : rows) {
+            if (path[0] == 't' && size >= 1UL << 32) {
+                EXPECT_NE(Load(path), "") << size;
+                continue;
+            }
+            Expect({Load(path), m_driver->GetNumSamples()}, ", " + std::to_string((length + 7) / 8), size);
+            if (length < 8) continue;
+            const auto last = static_cast<unsigned>(length / 8 - 1);  // the last whole one
+            std::fstream(path, std::ios::binary | std::ios::in | std::ios::out)
+                    .seekp(static_cast<long>(position + 8UL * last))
+                << test::Le(0x1000UL + last, 8);
+            ExpectRead(last, 2, 1);
+            ExpectRead(last, 1, 1);
+        }
+    }
 }
 
 TEST_F(DriverTest, RefusesBeforeItTouchesTheLoadedTrace) {

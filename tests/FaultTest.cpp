@@ -28,7 +28,7 @@ protected:
 // none and the target is complete; trying again works.
 TEST_F(FaultTest, LosesNothingWhenCallsFail) {
     const std::string content = test::ReadAll(m_data);
-    const std::vector<std::string> onTarget{"openat", "read", "pread64", "lseek", "write", "close"};
+    const std::vector<std::string> onTarget{"openat", "read", "pread64", "lseek", "write", "close", "newfstatat"};
     // What create writes is another file, which then takes the target's place.
     const std::tuple<std::string, std::vector<std::string>, std::string, std::string> operations[] = {
         {"create t.tdf --force --section new:1@data",

@@ -2,11 +2,13 @@
 // and says what happens.
 //
 //   scenario-host LIBRARY [create | create-many | destroy | destroy-null | load FILE | count | get NAME | set NAME VALUE |
-//                          reopen]...
+//                          reopen | used]...
 #include <dlfcn.h>
+#include <malloc.h>
 
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <thread>
@@ -16,6 +18,11 @@
 #include "driver/CChannelDriver.h"
 
 using Driver = Orm::Lux::Trace::CChannelDriver;
+
+// Returns: how many of something the process has, by a directory of /proc.
+static long Count(const char* what) {
+    return std::distance(std::filesystem::directory_iterator(std::string("/proc/self/") + what), {});
+}
 
 int main(int, char** argv) {
     void* library = dlopen(argv[1], RTLD_NOW | RTLD_LOCAL);
@@ -48,6 +55,7 @@ int main(int, char** argv) {
             dlclose(library);
             library = dlopen(argv[1], RTLD_NOW | RTLD_LOCAL);
         }
+        if (word == "used") std::printf("%ld %ld %zu\n", Count("fd"), Count("task"), mallinfo2().uordblks);
         next += word == "set" ? 2 : word == "get" || word == "load" ? 1 : 0;
     }
     drivers.clear();

@@ -76,6 +76,17 @@ TEST_F(StartUpTest, RunsOnceForTheWholeProcess) {
                          "/settings\nM     TIME | Logger : trace temporary data directory is " + m_trace + "/data\n");
 }
 
+TEST_F(StartUpTest, LeavesNothingBehindInAThousandCycles) {
+    m_home.Write("x", "12345678");
+    std::string cycles;
+    for (int n = 0; n < 1000; ++n) cycles += "create load x destroy reopen ";
+    std::string out = Host("create load x destroy reopen used used " + cycles + "used");
+    out.erase(0, out.find('\n') + 1);  // printing for the first time takes memory
+    EXPECT_EQ(out.substr(0, out.size() / 2), out.substr(out.size() / 2)) << "descriptors, threads, bytes";
+    const std::string log = Log();
+    EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 2 + 1001);
+}
+
 TEST_F(StartUpTest, HappensOnceForThreadsThatComeTogether) {
     for (int n = 0; n < 10; ++n)
         EXPECT_EQ(Host("create-many get ORM_TRACE_DATA_DIR"), "ORM_TRACE_DATA_DIR=" + m_trace + "/data\n");

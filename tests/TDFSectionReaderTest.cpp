@@ -3,6 +3,7 @@
 
 #include <memory>
 
+#include "support/BadBlock.h"
 #include "support/Files.h"
 #include "tdf/OpenFile.h"
 
@@ -90,36 +91,25 @@ TEST(Walk, FindsSectionsOfEverySizeWhereTheyAre) {
     for (std::size_t n = 0; n < expected.size(); ++n) ASSERT_EQ(found[n], expected[n]) << "section " << n;
 }
 
-// A stream that fails at some positions, as a disk with a bad block does.
-struct BadBlock {
-    std::string bytes;
-    std::size_t bad, at = 0;
-
-    static ssize_t Read(void* cookie, char* buffer, std::size_t size) {
-        auto& [bytes, bad, at] = *static_cast<BadBlock*>(cookie);
-        if (at >= bad && at < bad + 500) return errno = EIO, -1;
-        const std::size_t got = bytes.copy(buffer, at < bad ? std::min(size, bad - at) : size, at);
-        at += got;
-        return static_cast<ssize_t>(got);
-    }
-    static int Seek(void* cookie, off64_t* offset, int whence) {
-        auto& [bytes, bad, at] = *static_cast<BadBlock*>(cookie);
-        *offset += static_cast<off64_t>(whence == SEEK_END ? bytes.size() : whence == SEEK_CUR ? at : 0);
-        at = static_cast<std::size_t>(*offset);
-        return 0;
-    }
-};
-
 TEST(Walk, PassesOverABadBlockThatNoHeaderTouches) {
     const std::string file =
         Section("a", 1, std::string(3000, 'x')) + Section("b", 1, std::string(9000, 'y')) + Section("c", 1, "z");
     for (const std::size_t bad : {2000U, 8000U}) {
-        BadBlock block{file, bad};
-        const FilePtr stream(fopencookie(&block, "rb", {BadBlock::Read, nullptr, BadBlock::Seek, nullptr}));
-        std::setvbuf(stream.get(), nullptr, _IONBF, 0);
+        test::BadBlock block{file, bad};
+        const FilePtr stream(block.Open());
         TDFSectionReader reader(stream.get(), 0);
         EXPECT_TRUE(reader.Find("c", 1)) << bad;
         EXPECT_FALSE(std::ferror(stream.get())) << bad;
+    }
+    // Each seek fails in turn: that is never taken for the end of the file.
+    TDFFault fault = TDFFault::kReadError;
+    for (int seeks = 0; fault != TDFFault::kNone; ++seeks) {
+        test::BadBlock block{file, file.size() + 1, seeks};
+        const FilePtr stream(block.Open());
+        TDFSectionReader reader(stream.get(), 0);
+        reader.Find("none", 1);
+        fault = reader.Damage().fault;
+        ASSERT_EQ(fault, block.seeks < 0 ? TDFFault::kReadError : TDFFault::kNone) << seeks;
     }
 }
 

@@ -131,16 +131,23 @@ TEST_F(TDFWriterTest, TellsASuccessorFromLeftovers) {
 }
 
 TEST_F(TDFWriterTest, StaysWithinFourGiB) {
-    constexpr std::uint64_t kMax = 0xFFFFFFFF, kHeader = 13;
-    for (const std::uint64_t size : {kMax - 13, kMax - 12, kMax, kMax + 1, kMax + 2, kMax + (1UL << 31)}) {
+    constexpr std::uint64_t kMax = 0xFFFFFFFF, kHeader = 13, kHalf = 1UL << 31;
+    for (const std::uint64_t size :
+         {kHalf - 1, kHalf, kHalf + 1, kMax - 14, kMax - 13, kMax - 12, kMax, kMax + 1, kMax + 2, kMax + kHalf}) {
         WriteSparse("t.tdf", "TDF2", size);
         const bool fits = size + kHeader <= kMax;
         Expect({Header("t.tdf", "a"), std::filesystem::file_size("t.tdf") - size},
                fits ? ", 13" : kTooLarge + std::string(", 0"), size);
+        if (!fits) continue;
+        Expect({m_offset, Data("t.tdf", m_offset, "1"), m_length},
+               std::to_string(size) + (size + kHeader < kMax ? ", , 14" : ", " + std::string(kTooLarge) + ", 0"), size);
     }
-    WriteSparse("full.tdf", "TDF2" + Le(kMax - 6, 4), kMax - 2);
-    Expect({Data("full.tdf", 4, "123"), Data("full.tdf", 4, "12", kMax, 2)}, std::string(kTooLarge) + ", " + kTooLarge);
-    Expect({Data("full.tdf", 4, "12"), m_length}, ", 4294967291");
+    for (const std::uint64_t end : {kHalf - 1, kHalf, kHalf + 3, kHalf + 4, kMax - 2}) {
+        WriteSparse("full.tdf", "TDF2" + Le(end - 4, 4), end);
+        Expect({Data("full.tdf", 4, "12", kMax, 2), Data("full.tdf", 4, "12"), m_length},
+               kTooLarge + std::string(", , ") + std::to_string(end - 2), end);
+    }
+    Expect({Data("full.tdf", 4, "1"), m_length}, kTooLarge + std::string(", 0"));
 }
 
 // A full disk, at every byte: the error of its place, the sections before it untouched, and trying again works.

@@ -23,6 +23,7 @@ uTimestampCD Make(const Fields& f) {
 constexpr char kStampFormat[] = " %m/%d/%Y %H:%M:%S:%s:%u";
 std::string StampOf(uTimestampCD time) {
     char text[64] = "";
+    EXPECT_EQ(time.GetMicroSecond(), time.m_micro);
     return time.FormatTime(text, 64, kStampFormat);
 }
 

@@ -35,6 +35,23 @@ TEST_F(ToolWriteTest, WritesWhatItReadsBack) {
     EXPECT_EQ(test::Show(big.code, big.out), "3 0x0000000000000000\n") << big.err;
 }
 
+TEST_F(ToolWriteTest, KnowsWhatFourGiBHold) {
+    m_folder.Write("d", "8 bytes.");
+    for (const std::uint64_t size : test::kLargeSizes) {
+        const std::string last = " --from " + std::to_string((size - test::WriteLarge("t.tdf", size) - 24) / 8 - 1);
+        std::filesystem::resize_file(m_folder.Write("p.bin", ""), size);
+        std::string codes;
+        for (const std::string& command :
+             {std::string("info p.bin"), std::string("save p.bin t.tdf --allow-duplicate"), std::string("info t.tdf"),
+              std::string("list t.tdf"), std::string("verify t.tdf"), "samples t.tdf --count 1" + last,
+              std::string("append t.tdf --section a:1@d")}) {
+            const test::Result result = Tool(command);
+            codes += std::to_string(result.code) + (result.err.find("4 GiB") != result.err.npos ? "!" : "");
+        }
+        EXPECT_EQ(codes, size < 0xFFFFFFFF ? "0100000" : size == 0xFFFFFFFF ? "0100001!" : "0!4!4!4!4!44!") << size;
+    }
+}
+
 TEST_F(ToolWriteTest, AppendsSections) {
     m_folder.Write("a", "AAA");
     EXPECT_EQ(Tool("create t.tdf").code + Tool("append t.tdf --section x:y:7@a --section :0x10@- < a").code, 0);

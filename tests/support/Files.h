@@ -62,6 +62,26 @@ inline std::string Section(std::string_view name, std::uint32_t version, std::st
 }
 inline std::string Trace(std::string_view data) { return Section("BinTraceData", 1, data); }
 
+// Writes a sparse file of the longest sections, of which the last, a trace, ends at a position, and what follows it.
+// Returns: where the trace's section begins.
+inline std::uint64_t WriteLarge(const std::string& path, std::uint64_t end, std::string_view behind = "") {
+    std::ofstream file(path, std::ios::binary);
+    const auto put = [&](std::uint64_t at, std::string_view bytes) { file.seekp(static_cast<long>(at)) << bytes; };
+    put(0, "TDF2");
+    std::uint64_t at = 4;
+    unsigned version = 0;
+    for (; at + (1U << 27) + 24 <= end; at += 1U << 27) put(at, Section("filler", ++version, "", 1U << 27));
+    put(at, Section("BinTraceData", 1, "", end - at));
+    put(end, behind);
+    file.close();
+    std::filesystem::resize_file(path, end + behind.size());
+    return at;
+}
+
+// Where 31 and 32 bits end.
+inline constexpr std::uint64_t kLargeSizes[] = {(1UL << 31) - 1, 1UL << 31, (1UL << 31) + 1,
+                                                (1UL << 32) - 1, 1UL << 32, (1UL << 32) + 1};
+
 inline long OpenDescriptors() { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); }
 
 // Takes the rights of root from the process for a scope, so that permissions count.

@@ -79,9 +79,10 @@ private:
     // Hosts ask for name and identifier; with one of them alone a file is most likely not what it should be.
     static ExitCode DescribePlain(const InputFile& file, Output& out, JsonWriter* json) {
         PrintSamples(CountSamples(0, file.Size(), file.Size()), out, json);
-        const char* note = file.IsNamedTdf()      ? "named .tdf, no TDF identifier: read as plain"
-                           : file.HasIdentifier() ? "TDF identifier, not named .tdf: read as plain"
-                                                  : nullptr;
+        const char* note = file.IsNamedTdf()          ? "named .tdf, no TDF identifier: read as plain"
+                           : file.Size() > UINT32_MAX ? "of 4 GiB or more: a host finds only a part of the samples"
+                           : file.HasIdentifier()     ? "TDF identifier, not named .tdf: read as plain"
+                                                      : nullptr;
         if (note == nullptr) return ExitCode::kOk;
         Report(file.Path(), note);
         if (json) json->Value("note", note);

@@ -1,0 +1,92 @@
+// Files that cannot be read throughout. Whatever the library opens gives the bytes of a stand-in.
+#include <dlfcn.h>
+
+#include <memory>
+
+#include "corva/cCorvaError.h"
+#include "driver/CChannelDriver.h"
+#include "support/BadBlock.h"
+#include "support/Files.h"
+#include "tdf/TDFHandler.h"
+
+namespace {
+test::BadBlock* g_standIn = nullptr;
+}
+
+extern "C" std::FILE* fdopen(int descriptor, const char* mode) noexcept {
+    static const auto real = reinterpret_cast<std::FILE* (*)(int, const char*)>(dlsym(RTLD_NEXT, "fdopen"));
+    if (g_standIn == nullptr) return real(descriptor, mode);
+    close(descriptor);
+    return g_standIn->Open();
+}
+
+namespace {
+
+using Orm::Lux::Corva::cCorvaError;
+using test::Expect;
+
+struct StandIn {
+    explicit StandIn(test::BadBlock& block) { g_standIn = &block; }
+    ~StandIn() { g_standIn = nullptr; }
+};
+
+constexpr auto kType = Orm::Lux::Trace::eTraceDataFileType{};
+const std::string kFileError = "Talvora file channel driver: File I/O error reading trace file.";
+
+TEST(BadBlock, IsReportedByTheDriver) {
+    const test::WorkingFolder folder;
+    folder.Write("t.tdf", "TDF2");
+    const std::string trace = folder.Write("trace.bin", std::string(4000, 's'));
+    test::BadBlock block{std::string(4000, 's'), 1600};
+    const std::unique_ptr<Orm::Lux::Trace::CChannelDriver, decltype(&DestroyChannelDriver)> driver(
+        CreateChannelDriver(), &DestroyChannelDriver);
+    {
+        const StandIn standIn(block);
+        driver->LoadFile(trace, 0, kType);
+    }
+    unsigned long page[300];
+    unsigned read = 0;
+    const auto readAt = [&](unsigned start, unsigned count) {
+        return test::ErrorOf<cCorvaError>([&] { driver->SeekReadTraceData(start, count, page, &read); });
+    };
+    Expect({readAt(300, 100), read}, ", 100", "behind the bad block");
+    Expect({readAt(0, 300), read}, kFileError + ", 200", "what could be read is delivered");
+    Expect({readAt(300, 100), read}, kFileError + ", 100", "until the file is loaded again");
+    const auto save = [&] { return test::ErrorOf<cCorvaError>([&] { driver->SaveFile("t.tdf", kType); }); };
+    Expect({save(), std::filesystem::file_size("t.tdf")}, kFileError + "\nInput/output error, 28");
+    block.seeks = 2;
+    Expect({save(), std::filesystem::file_size("t.tdf")}, kFileError + "\nInput/output error, 28", "nothing is begun");
+}
+
+TEST(BadBlock, EndsASearch) {
+    const std::string file = "TDF2" + test::Section("a", 1, std::string(100, 'x')) + test::Section("b", 1, "data");
+    test::BadBlock block{file, 4 + 113};
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> stream(block.Open(), std::fclose);
+    Orm::Lux::Trace::TDFHandler tdf;
+    unsigned length = 7;
+    const auto seek = [&](const char* name) {
+        clearerr(stream.get());
+        std::fseek(stream.get(), 4, SEEK_SET);
+        return tdf.SeekSectionData(stream.get(), name, 1, length);
+    };
+    Expect({seek("a"), length, std::ftell(stream.get())}, "true, 100, 17");
+    Expect({seek("b"), length, tdf.SeekSectionData(stream.get(), "a", 1, length)}, "false, 0, false",
+           "a stream that has failed is not searched");
+    block.seeks = 3;
+    Expect({seek("a"), length}, "false, 0", "the data cannot be reached");
+}
+
+TEST(BadBlock, BehindASectionMayHoldAnother) {
+    const test::WorkingFolder folder;
+    folder.Write("t.tdf", "");
+    test::BadBlock block{"TDF2" + test::Section("a", 1, "x") + std::string(600, 'y'), 4 + 14};
+    const StandIn standIn(block);
+    unsigned length = 7;
+    char data = 'd';
+    Expect({test::ErrorOf<cCorvaError>(
+                [&] { Orm::Lux::Trace::TDFHandler().SaveSectionData("t.tdf", "a", 4, &data, 1, 1, length); }),
+            length},
+           "Section to save data to is followed by another section., 0");
+}
+
+}  // namespace
