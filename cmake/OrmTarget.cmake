@@ -5,6 +5,9 @@ function(orm_target target)
     if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
         target_compile_options(${target} PRIVATE -Wno-restrict)  # false alarms about std::string, mended in g++ 13
     endif()
+    if(TARGET Corva::corva AND NOT TARGET corva)  # the real tools library: its header, not the stand-in's
+        target_include_directories(${target} PRIVATE $<TARGET_PROPERTY:Corva::corva,INTERFACE_INCLUDE_DIRECTORIES>)
+    endif()
     target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR})
     if(ORM_SANITIZE)
         target_compile_options(${target} PRIVATE -fsanitize=${ORM_SANITIZE} -fno-sanitize-recover=all
