@@ -1,5 +1,8 @@
 // Files that cannot be read throughout. Whatever the library opens gives the bytes of a stand-in.
 #include <dlfcn.h>
+#include <limits.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <memory>
 
@@ -7,17 +10,25 @@
 #include "driver/CChannelDriver.h"
 #include "support/BadBlock.h"
 #include "support/Files.h"
+#include "tdf/OpenFile.h"
 #include "tdf/TDFHandler.h"
+#include "tdf/TDFSectionReader.h"
 
 namespace {
 test::BadBlock* g_standIn = nullptr;
-}
+ssize_t g_piece = SSIZE_MAX;  // that the system reads at most at once; negative: it fails
+}  // namespace
 
 extern "C" std::FILE* fdopen(int descriptor, const char* mode) noexcept {
     static const auto real = reinterpret_cast<std::FILE* (*)(int, const char*)>(dlsym(RTLD_NEXT, "fdopen"));
     if (g_standIn == nullptr) return real(descriptor, mode);
     close(descriptor);
     return g_standIn->Open();
+}
+
+extern "C" ssize_t pread(int descriptor, void* buffer, std::size_t size, off_t offset) {
+    if (g_piece < 0) return errno = EIO, -1;
+    return syscall(SYS_pread64, descriptor, buffer, std::min(size, static_cast<std::size_t>(g_piece)), offset);
 }
 
 namespace {
@@ -78,6 +89,19 @@ TEST(BadBlock, EndsASearch) {
            "a stream that has failed is not searched");
     block.seeks = 3;
     Expect({seek("a"), length}, "false, 0", "the data cannot be reached");
+}
+
+TEST(BadBlock, IsToldFromPiecesAndFromTheEnd) {
+    const test::TemporaryFolder folder;
+    const std::string header = test::Section("name", 1, "");
+    const Orm::Lux::Trace::FilePtr stream = Orm::Lux::Trace::OpenForReading(folder.Write("f", header).c_str());
+    for (const ssize_t piece : {1, 5, -1}) {
+        g_piece = piece;
+        Orm::Lux::Trace::TDFSectionReader reader(stream.get(), 0);
+        const bool isFound = reader.Find("name", 1);
+        EXPECT_TRUE(piece > 0 ? isFound : reader.Damage().fault == Orm::Lux::Trace::TDFFault::kReadError) << piece;
+    }
+    g_piece = SSIZE_MAX;
 }
 
 TEST(BadBlock, BehindASectionMayHoldAnother) {

@@ -58,6 +58,9 @@ protected:
 };
 
 TEST_F(DriverTest, CountsPartialSamples) {
+    Expect({m_fields.m_file == nullptr, m_fields.m_dataPosition, m_fields.m_dataLength, m_fields.m_isTDF,
+            m_driver->GetNumSamples()},
+           "true, 0, 0, false, 0");
     const std::string data(20, 'x');
     // clang-format off
     const std::tuple<const char*, std::string, const char*> rows[] = {
@@ -154,6 +157,7 @@ TEST_F(DriverTest, IsAsNewAfterAFileThatCannotBeOpened) {
         Expect({Load("t.tdf"), m_driver->GetNumSamples(), Load(path), m_driver->GetNumSamples()},
                ", 10, Failed to open " + path + " for reading., 0");
         Expect({Read(0, 1), m_read, Read(1, 1)}, kReadError + ", 77, " + kInvalidSample, path);
+        Expect({m_fields.m_dataPosition, m_fields.m_dataLength, m_fields.m_isTDF}, "0, 0, false");
     }
     // A damaged TDF file stays loaded, without the samples of the file before.
     m_folder.Write("none.tdf", "TDF2" + Section("other", 1, "x"));
@@ -170,7 +174,7 @@ TEST_F(DriverTest, FailsOnceAReadHasFailedUntilTheNextLoad) {
     EXPECT_EQ(Load(m_folder.Write("p.bin", Samples(10))), "");
     ExpectRead(0, 10, 10);
     const auto readIntoNothing = [&] { m_driver->SeekReadTraceData(0, 1, nullptr, &m_read); };
-    EXPECT_EQ(test::ErrorOf<cCorvaError>(readIntoNothing), kReadError);
+    Expect({test::ErrorOf<cCorvaError>(readIntoNothing), m_read}, kReadError + ", 0");
     m_driver->SeekReadTraceData(0, 0, nullptr, nullptr);
     ExpectRead(0, 10, 10);
     // A FIFO or a device is never waited for.

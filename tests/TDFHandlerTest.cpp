@@ -43,6 +43,8 @@ TEST_F(TDFHandlerTest, TellsExtensions) {
         {"a.tdf", nullptr, false}, {"t.\xC4", "\xE4", false}};
     // clang-format on
     for (const auto& [path, extension, has] : rows) EXPECT_EQ(m_tdf.HasExtension(path, extension), has) << path;
+    EXPECT_TRUE(m_tdf.HasExtension("x.AZ", "az") && m_tdf.HasExtension("x.az", "AZ"));
+    EXPECT_FALSE(m_tdf.HasExtension(&".tdf"[1], "tdf")) << "the dot is not the name's";
 }
 
 // The checks come in one order: the name, the extension, the buffer, the content.
@@ -55,6 +57,7 @@ TEST_F(TDFHandlerTest, RefusesWhatItCannotRead) {
     m_folder.Write("empty.TDF", "TDF2");
     m_folder.Write("t.bin", "TDF2" + Trace("abc"));
     m_folder.Write("nameless.tdf", "TDF2" + Section("", 1, "x"));
+    m_folder.Write("bare", Section(kName, 1, "x"));
     const std::string noFile = "File name passed to load is not valid.", noFormat = "Invalid TDF format.";
     const std::string noLengthFile = "File name passed to load file is not valid.";
     const std::string noBuffer = "No buffer allocated to load section data.";
@@ -88,6 +91,14 @@ TEST_F(TDFHandlerTest, RefusesWhatItCannotRead) {
     Expect({Position("nameless.tdf", nullptr), Position("nameless.tdf", "")},
            " section cannot be located in the file., ");
     Expect({m_tdf.SeekSectionData(nullptr, kName, 1, m_read = 333), m_read}, "false, 333");
+    // A stream that stands at 0, and one whose descriptor is 0.
+    FILE* bare = std::fopen("bare", "rb");
+    Expect({m_tdf.SeekSectionData(bare, kName, 1, m_read), m_read, std::fclose(bare)}, "true, 1, 0");
+    const int input = dup(0);
+    close(0);
+    EXPECT_TRUE(m_tdf.ISTDF("empty.TDF"));
+    dup2(input, 0);
+    close(input);
     FILE* pipe = popen("true", "r");
     Expect({m_tdf.SeekSectionData(pipe, kName, 1, m_read), m_read, pclose(pipe)}, "false, 0, 0");
 }

@@ -109,6 +109,7 @@ TEST(Walk, PassesOverABadBlockThatNoHeaderTouches) {
         TDFSectionReader reader(stream.get(), 0);
         reader.Find("none", 1);
         fault = reader.Damage().fault;
+        EXPECT_EQ(reader.Damage().claimed + reader.Damage().available, 0U);
         ASSERT_EQ(fault, block.seeks < 0 ? TDFFault::kReadError : TDFFault::kNone) << seeks;
     }
 }

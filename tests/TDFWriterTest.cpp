@@ -61,6 +61,7 @@ TEST_F(TDFWriterTest, WritesWhatReadersFind) {
     m_folder.Write("t.tdf", "something longer that is emptied");
     Expect({Create("t.tdf"), ReadAll("t.tdf"), Header("t.tdf", "BinTraceData"), m_offset}, ", TDF2, , 4");
     EXPECT_EQ(ReadAll("t.tdf"), "TDF2" + Trace(""));
+    EXPECT_EQ(std::filesystem::status("t.tdf").permissions(), std::filesystem::perms{0644});
     Expect({Data("t.tdf", 4, "abc"), m_length}, ", 27");
     Expect({Data("t.tdf", 4, "defgh"), m_length}, ", 32");
     Expect({Data("t.tdf", 4, "", 1, 0), Data("t.tdf", 4, "", 0, 0), m_length}, ", , 32");
@@ -118,7 +119,9 @@ TEST_F(TDFWriterTest, TellsASuccessorFromLeftovers) {
         {"a length beyond everything", Section("b", 1, "", 0xFFFFFFFF), false},
         {"a section", Section("b", 1, "x"), true},
         {"a section that is cut", Section("b", 1, "x", 5000), true},
-        {"a name beyond readers", Section(std::string(5000, 'n'), 1, ""), true}};
+        {"a name beyond readers", Section(std::string(5000, 'n'), 1, ""), true},
+        {"a name that fits", Section(std::string(5000, 'n'), 1, "").substr(0, 5000), true},
+        {"a name that does not", Section(std::string(5000, 'n'), 1, "").substr(0, 4999), false}};
     const std::string before = "TDF2" + Section("a", 1, "123");
     for (const auto& [label, behind, followed] : rows) {
         m_folder.Write("t.tdf", before + behind);
@@ -171,7 +174,8 @@ TEST_F(TDFWriterTest, ReportsAFullDiskAtEveryByte) {
         const std::string error = limited(before.size() + room, [&] { return Header("t.tdf", "again"); });
         Expect({error, m_offset},
                (room < 4 ? kHeaderError : "Write error -  TDF section name and version.") + std::string(", 31"), room);
-        EXPECT_EQ(ReadAll("t.tdf").substr(0, before.size()), before) << room;
+        const std::string left = ReadAll("t.tdf");
+        EXPECT_EQ(left, before + Section("again", 1, "", 0).substr(0, left.size() - before.size())) << room;
     }
     m_folder.Write("t.tdf", begun);
     for (std::size_t room = 0; room < 20; ++room) {

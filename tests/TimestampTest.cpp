@@ -60,6 +60,7 @@ TEST(Timestamp, AddsByTheTable) {
         {"a day of 0", {2026, 3, 0}, {}, " 03/00/2026 00:00:00:000:000"},
         {"many days", {2026, 11, 16}, {0, 0, kManyDays}, " 11/26/10953654 00:00:00:000:000"},
         {"one cycle", {2026, 1, 1}, {0, 0, 146096}, " 12/31/2425 00:00:00:000:000"},
+        {"two cycles less a day", {2026, 1, 1}, {0, 0, 2 * 146097 - 2}, " 12/30/2825 00:00:00:000:000"},
         {"negative year", {-4, 2, 28}, {0, 0, 1}, " 02/29/-4 00:00:00:000:000"},
         {"last year", {kMaxYear, 12, 30}, {0, 0, 1}, " 12/31/2147483647 00:00:00:000:000"},
         {"year overflow", {kMaxYear, 12, 31, 23}, {0, 0, 1}, kInvalid},
@@ -105,6 +106,10 @@ TEST(Timestamp, FormatsWithinEveryLength) {
     EXPECT_STREQ(time.FormatTime(buffer, 16, nullptr), "");
     time.m_status = uTimestampCD::STATUS_NO_FORMAT;
     EXPECT_EQ(StampOf(time) + time.GetRcvTODStamp(kStandalone, 0, 0), "");
+    time.m_yday = time.m_wday = 5;
+    time.setTime(0, 1, 1, 0, 0, 0, 0, 0);
+    EXPECT_EQ(test::Show(time.m_yday, time.m_wday) + time.GetRcvTODStamp(kStandalone, 0, 0),
+              "0 0 01/01/0 00:00:00:000:000");
 }
 
 TEST(Timestamp, ConvertsStmWords) {

@@ -40,7 +40,7 @@ const auto& CumulativeDays(long year) noexcept {
 bool CarryDays(int& year, unsigned int& month, unsigned int& day) noexcept {
     constexpr long kCycleYears = 400;  // after these the calendar repeats
     constexpr unsigned int kCycleDays = 400 * 365 + 97;
-    const unsigned int cycles = day > kCycleDays ? (day - 1) / kCycleDays : 0;
+    const unsigned int cycles = day != 0 ? (day - 1) / kCycleDays : 0;
     day -= cycles * kCycleDays;
     long carriedYear = year + kCycleYears * cycles;
 
