@@ -46,9 +46,10 @@ std::optional<std::uint64_t> FindChainToEnd(const InputFile& file, std::uint64_t
     if (size > kMaxPosition) return std::nullopt;  // no section ends there
     std::optional<std::uint64_t> first;
     Positions chains;
-    std::vector<unsigned char> page(kPage + kFixedHeaderSize + kMaxTextName);
+    const std::uint64_t pageSize = std::min<std::uint64_t>(kPage, size - std::min(from, size));
+    std::vector<unsigned char> page(pageSize + kFixedHeaderSize + kMaxTextName);
     for (std::uint64_t end = size; end > from;) {
-        const std::uint64_t begin = end - std::min<std::uint64_t>(kPage, end - from);
+        const std::uint64_t begin = end - std::min(pageSize, end - from);
         const std::size_t read = file.ReadAt(begin, page.data(), page.size());
         for (std::uint64_t at = end; at-- > begin;) {
             chains.ForgetBeyond(at);

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "tools/orm-trace/Command.h"
+#include "tools/orm-trace/Document.h"
 #include "tools/orm-trace/FaultReport.h"
 #include "tools/orm-trace/TraceSamples.h"
 

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "tools/orm-trace/Command.h"
+#include "tools/orm-trace/Document.h"
 #include "tools/orm-trace/FaultReport.h"
 #include "tools/orm-trace/Text.h"
 

@@ -10,8 +10,8 @@
 
 #include "source_utilities/uLogSystem.h"
 #include "tools/orm-trace/Command.h"
+#include "tools/orm-trace/Document.h"
 #include "tools/orm-trace/Driver.h"
-#include "tools/orm-trace/Json.h"
 
 namespace orm_trace {
 namespace {

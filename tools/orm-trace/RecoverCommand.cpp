@@ -1,80 +1,24 @@
 // orm-trace recover: makes a TDF file of what can be read of a damaged one.
-#include <algorithm>
 #include <array>
-#include <cerrno>
-#include <cstring>
 #include <optional>
 #include <string>
-#include <vector>
 
-#include "tdf/OpenFile.h"
 #include "tools/orm-trace/Command.h"
+#include "tools/orm-trace/Document.h"
 #include "tools/orm-trace/FaultReport.h"
 #include "tools/orm-trace/Progress.h"
 #include "tools/orm-trace/ReplacementFile.h"
 #include "tools/orm-trace/Salvage.h"
+#include "tools/orm-trace/SectionCopy.h"
 #include "tools/orm-trace/Text.h"
 
 namespace orm_trace {
 namespace {
 
-using namespace Orm::Lux::Trace;
-
 const char* NameOf(Salvage::State state) {
     constexpr std::array<const char*, 5> kNames{"intact", "cut", "shortened", "extended", "found by scan"};
     return kNames[static_cast<std::size_t>(state)];
 }
-
-// The file that sections are copied to.
-class Copy {
-public:
-    explicit Copy(const std::string& path) : m_path(path), m_stream(OpenEmpty(path.c_str())) {
-        Check(m_stream != nullptr);
-        Write(kTDFIdentifier.data(), kTDFIdentifier.size());
-    }
-
-    // Copies a section byte for byte but for its length.
-    void Add(const InputFile& from, const Salvage::Item& item) {
-        const Field length = StoreLittleEndian(item.length);
-        Write(length.data(), length.size());
-        const std::uint64_t end = std::uint64_t{item.section.offset} + item.length;
-        for (std::uint64_t at = item.section.offset + length.size(); at < end;) {
-            const auto size = static_cast<std::size_t>(std::min<std::uint64_t>(m_page.size(), end - at));
-            const std::size_t got = from.ReadAt(at, m_page.data(), size);
-            if (got == 0) throw Failure(ExitCode::kFailed, from.Path(), "has become shorter meanwhile");
-            Write(m_page.data(), got);
-            at += got;
-        }
-        ++m_count;
-    }
-
-    // Checks that lookups reach every section that was copied, and that nothing is behind them.
-    void Verify() {
-        Check(Orm::Lux::Trace::Close(std::move(m_stream)));
-        const InputFile file(m_path);
-        SectionWalk walk(file);
-        while (walk.Next()) continue;
-        if (walk.Damage()) throw Failure(ExitCode::kFailed, m_path, walk.Damage()->Message());
-        if (walk.Count() != m_count || file.Size() != m_size) {
-            throw Failure(ExitCode::kFailed, m_path, "does not have what was written");
-        }
-    }
-
-private:
-    void Check(bool succeeded) const {
-        if (!succeeded) throw Failure(ExitCode::kFailed, m_path, std::strerror(errno));
-    }
-    void Write(const void* bytes, std::size_t size) {
-        Check(std::fwrite(bytes, 1, size, m_stream.get()) == size);
-        m_size += size;
-    }
-
-    std::string m_path;
-    FilePtr m_stream;
-    std::uint64_t m_size = 0;
-    std::uint64_t m_count = 0;
-    std::vector<char> m_page = std::vector<char>(128 * 1024);
-};
 
 class RecoverCommand : public Command {
 public:
@@ -109,7 +53,7 @@ private:
         if (salvage.IsEmpty() && !salvage.IsWhole()) {
             throw Failure(ExitCode::kNotATrace, m_in, "nothing is found that could be recovered");
         }
-        std::optional<Copy> copy;
+        std::optional<SectionCopy> copy;
         std::optional<Progress> progress;
         if (replacement) {
             copy.emplace(replacement->Path());

@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "tools/orm-trace/Command.h"
+#include "tools/orm-trace/Document.h"
 #include "tools/orm-trace/Duplicates.h"
 #include "tools/orm-trace/FaultReport.h"
 #include "tools/orm-trace/Text.h"

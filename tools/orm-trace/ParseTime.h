@@ -1,0 +1,14 @@
+// Calendar times as the command line writes them.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "timestamp/Timestamp.h"
+
+namespace orm_trace {
+
+// Returns: the time that text writes as YYYY-MM-DD HH:MM:SS[.ffffff]; nothing for any other text.
+std::optional<Orm::Lux::Trace::uTimestampCD> ParseTime(const std::string& text);
+
+}  // namespace orm_trace
