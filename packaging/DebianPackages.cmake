@@ -1,0 +1,84 @@
+# The Debian packages, made by "cpack -G DEB": the library, what is needed to build against it, and the tool. Configure
+# with the preset packages, or with CMAKE_INSTALL_PREFIX=/usr, whose folders are the distribution's.
+set(name libtalvorafilechanneldriver)
+set(library_package ${name}${PROJECT_VERSION_MAJOR})
+set(debian_dir ${CMAKE_CURRENT_BINARY_DIR}/debian)
+
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME ${name})
+set(CPACK_PACKAGE_CONTACT "The developers of OrmTrace <developers@orm-trace.example>" CACHE STRING
+    "The packages' maintainer, with an address")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # each package has a first line of its own
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
+    OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_COMPONENTS_ALL library development)
+set(CPACK_COMPONENT_DEVELOPMENT_DEPENDS library)
+set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)  # on the very version
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+if(TARGET corva)
+    set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})  # the stand-in, no package's
+else()
+    cmake_path(GET Corva_LIBRARY PARENT_PATH CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS)
+endif()
+
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME ${library_package})
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_LIBRARY_DESCRIPTION "trace file channel driver
+ A host loads this library to page through captured traces: 64-bit samples
+ kept in TDF container files or in plain files. Plug-ins find the reader and
+ writer of TDF files, a decoder of hardware time stamps and a support library
+ in it.")
+file(CONFIGURE OUTPUT debian/shlibs CONTENT
+    "libTalvoraFileChannelDriver @PROJECT_VERSION_MAJOR@ @library_package@ (>= @PROJECT_VERSION@)\n" @ONLY)
+file(CONFIGURE OUTPUT debian/triggers CONTENT "activate-noawait ldconfig\n")
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${debian_dir}/shlibs ${debian_dir}/triggers)
+
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME ${name}-dev)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SHLIBDEPS OFF)
+set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "trace file channel driver (development files)
+ The public headers of the trace file channel driver and of its services, for
+ authors of hosts and of plug-ins, and what CMake and pkg-config find it by.")
+
+set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME ${name}-tools)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
+set(CPACK_DEBIAN_TOOLS_DESCRIPTION "trace file channel driver (command-line tool)
+ The tool orm-trace looks into, checks, repairs and writes TDF trace files, and
+ decodes the time stamps in them. With it come the manual pages, of the format
+ too, and the completion for bash.")
+if(ORM_BUILD_TOOL)
+    list(APPEND CPACK_COMPONENTS_ALL tools)
+    set(CPACK_COMPONENT_TOOLS_DEPENDS library)
+endif()
+
+# What every Debian package has in its folder of documents, and no other installation.
+find_program(GZIP gzip REQUIRED)
+string(TIMESTAMP date "%a, %d %b %Y %H:%M:%S +0000" UTC)
+file(CONFIGURE OUTPUT debian/changelog.Debian @ONLY CONTENT
+"@CPACK_PACKAGE_NAME@ (@PROJECT_VERSION@-@CPACK_DEBIAN_PACKAGE_RELEASE@) unstable; urgency=medium
+
+  * Version @PROJECT_VERSION@, see changelog.gz for what is new in it.
+
+ -- @CPACK_PACKAGE_CONTACT@  @date@
+")
+configure_file(${PROJECT_SOURCE_DIR}/CHANGELOG.md debian/changelog COPYONLY)
+execute_process(COMMAND ${GZIP} -9nfk changelog changelog.Debian WORKING_DIRECTORY ${debian_dir}
+    COMMAND_ERROR_IS_FATAL ANY)
+foreach(component IN LISTS CPACK_COMPONENTS_ALL)
+    string(TOUPPER ${component} upper)
+    install(FILES debian/copyright ${debian_dir}/changelog.gz ${debian_dir}/changelog.Debian.gz
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_${upper}_PACKAGE_NAME}
+        COMPONENT ${component} EXCLUDE_FROM_ALL)
+endforeach()
+# A host finds the driver by its name without a version, at run time too.
+file(CONFIGURE OUTPUT debian/${library_package} CONTENT
+    "${library_package}: link-to-shared-library-in-wrong-package usr/lib/*/libTalvoraFileChannelDriver.so*\n")
+install(FILES ${debian_dir}/${library_package} DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides
+    COMPONENT library EXCLUDE_FROM_ALL)
+include(CPack)
