@@ -92,8 +92,8 @@ void LogByGlog(State& state) {
         return true;
     }();
     bench::Require(isSet, "glog is not set up");
-    const std::string path = bench::PathOf("glog.txt");
-    std::filesystem::remove(path);
+    static int runs = 0;
+    const std::string path = bench::PathOf("glog" + std::to_string(++runs));  // a new name, or the old file stays open
     google::SetLogDestination(google::INFO, path.c_str());
     int number = kFirstNumber;
     for (auto _ : state) {
@@ -103,6 +103,7 @@ void LogByGlog(State& state) {
     }
     const auto lines = static_cast<std::uint64_t>(state.iterations());
     if (std::filesystem::file_size(path) < lines * SampleLine().size()) state.SkipWithError("lines are missing");
+    std::filesystem::remove(path);
 }
 
 }  // namespace
