@@ -1,11 +1,11 @@
-// What the benchmark programs share.
+// What the benchmarks share.
 //
 // A benchmark is named WORK/PARTICIPANT, where WORK may have several parts. The participants of one work do like work
 // and are compared with each other:
 //   library    this library;
 //   limit      what the system charges for the bare work;
 //   peer:NAME  what a user would take instead.
-// What makes a comparison unequal is said where the participant is written.
+// Works "Growth/WHAT/SIZE" are compared with each other instead. What makes a comparison unequal is said where the participant is written.
 #pragma once
 
 #include <benchmark/benchmark.h>
@@ -51,13 +51,6 @@ inline const std::filesystem::path& Directory() {
 }
 
 inline std::string PathOf(const std::string& name) { return (Directory() / name).string(); }
-
-// A number of MiB from the environment.
-inline std::uint64_t BytesFrom(const char* variable, std::uint64_t defaultMebibytes) {
-    const char* text = std::getenv(variable);
-    const std::uint64_t value = text != nullptr ? std::strtoull(text, nullptr, 10) : 0;
-    return (value != 0 ? value : defaultMebibytes) * kMebibyte;
-}
 
 inline void Require(bool holds, const char* what) {
     if (!holds) throw std::runtime_error(what);
@@ -132,19 +125,11 @@ inline DriverPtr LoadedDriver(const std::string& file) {
     return driver;
 }
 
-// The body of each program's main.
-inline int RunBenchmarks(int argc, char** argv, void (*registerAll)()) {
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
-    try {
-        registerAll();
-        benchmark::RunSpecifiedBenchmarks();
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "%s: %s\n", argv[0], error.what());
-        return 1;
-    }
-    benchmark::Shutdown();
-    return 0;
-}
+// Each adds the benchmarks of its unit.
+void RegisterFind();
+void RegisterLog();
+void RegisterRead();
+void RegisterSave();
+void RegisterStamp();
 
 }  // namespace bench

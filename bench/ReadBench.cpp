@@ -1,6 +1,4 @@
 // Pages of a trace, in sequence and at random, from a file in the page cache.
-//
-// ORM_BENCH_PLAIN_MIB and ORM_BENCH_SECTION_MIB set the sizes of the traces.
 #include <algorithm>
 #include <array>
 #include <vector>
@@ -14,7 +12,7 @@ using bench::Descriptor;
 using bench::HdfHandle;
 using benchmark::State;
 
-constexpr std::array<unsigned int, 6> kPages{1, 16, 512, 1024, 4096, 65536};  // in samples
+constexpr std::array<unsigned int, 8> kPages{1, 16, 128, 512, 1024, 4096, 65536, 1048576};  // in samples
 constexpr unsigned int kSampleSize = 8;
 
 enum class Order { kSequential, kRandom };
@@ -60,7 +58,7 @@ void WriteDataset(const std::string& path, unsigned int samples) {
 
 Trace MakePlain() {
     Trace trace{bench::PathOf("plain.bin"), bench::PathOf("plain.h5"), 0, 0};
-    trace.samples = static_cast<unsigned int>(bench::BytesFrom("ORM_BENCH_PLAIN_MIB", 256) / kSampleSize);
+    trace.samples = static_cast<unsigned int>(1024 * bench::kMebibyte / kSampleSize);
     WriteSamples(bench::OpenFile(trace.file, "wb").get(), trace.samples);
     WriteDataset(trace.hdfFile, trace.samples);
     return trace;
@@ -69,7 +67,7 @@ Trace MakePlain() {
 // Samples in a section begin 28 bytes into the file: pages of memory and pages of the trace do not coincide.
 Trace MakeSection() {
     Trace trace{bench::PathOf("section.tdf"), bench::PathOf("section.h5"), 28, 0};
-    const std::uint64_t bytes = std::min(bench::BytesFrom("ORM_BENCH_SECTION_MIB", 120), 127 * bench::kMebibyte);
+    const std::uint64_t bytes = 120 * bench::kMebibyte;
     trace.samples = static_cast<unsigned int>(bytes / kSampleSize);
     const bench::FilePtr stream = bench::OpenFile(trace.file, "wb");
     bench::WriteTDFIdentifier(stream.get());
@@ -163,13 +161,28 @@ void RegisterReading(const std::string& kind, const Trace& (*trace)(), Order ord
     }
 }
 
-void RegisterAll() {
-    for (const Order order : {Order::kSequential, Order::kRandom}) {
-        RegisterReading("plain", Plain, order);
-        RegisterReading("section", Section, order);
-    }
+// One sample anywhere in a plain file of so many, which is all hole.
+void ReadSparse(State& state, unsigned int samples) {
+    const std::string path = bench::PathOf("sparse.bin");
+    const bench::FilePtr stream = bench::OpenFile(path, "wb");
+    bench::Require(ftruncate(fileno(stream.get()), off_t{samples} * kSampleSize) == 0, "cannot size a file");
+    const bench::DriverPtr driver = bench::LoadedDriver(path);
+    bench::Random random;
+    unsigned long sample = 1;
+    unsigned int read = 0;
+    for (auto _ : state) driver->SeekReadTraceData(random.Below(samples), 1, &sample, &read);
+    if (read != 1 || sample != 0) state.SkipWithError("wrong samples");
 }
 
 }  // namespace
 
-int main(int argc, char** argv) { return bench::RunBenchmarks(argc, argv, RegisterAll); }
+void bench::RegisterRead() {
+    for (const Order order : {Order::kSequential, Order::kRandom}) {
+        RegisterReading("plain", Plain, order);
+        RegisterReading("section", Section, order);
+    }
+    for (const unsigned int samples : {1U, 1U << 10, 1U << 20, 1U << 25, (1U << 29) - 1}) {
+        benchmark::RegisterBenchmark(("Growth/samples/" + std::to_string(samples) + "/library").c_str(),
+                                     [=](State& state) { ReadSparse(state, samples); });
+    }
+}

@@ -1,7 +1,5 @@
 // A loaded trace saved into another file, in pieces of 128 KiB. Nobody asks the disk to be done: all stop where the
 // kernel has the data. Every save goes to a new file, since a file that exists would spare the kernel its allocations.
-//
-// ORM_BENCH_SAVE_MIB sets the size.
 #include <algorithm>
 #include <vector>
 
@@ -18,14 +16,14 @@ constexpr std::size_t kPiece = 128 * 1024;
 constexpr hsize_t kPieceSamples = kPiece / 8;
 constexpr int kSavesPerRun = 2;
 
-std::uint64_t Size() { return std::min(bench::BytesFrom("ORM_BENCH_SAVE_MIB", 120), 127 * bench::kMebibyte); }
+constexpr std::uint64_t kSize = 120 * bench::kMebibyte;
 
 const std::string& Source() {
     static const std::string path = [] {
         const std::string file = bench::PathOf("source.bin");
         const bench::FilePtr stream = bench::OpenFile(file, "wb");
         std::vector<std::uint64_t> piece(kPieceSamples);
-        for (std::uint64_t at = 0; at < Size(); at += kPiece) {
+        for (std::uint64_t at = 0; at < kSize; at += kPiece) {
             for (auto& sample : piece) sample = at + static_cast<std::uint64_t>(&sample - piece.data());
             bench::Write(stream.get(), piece.data(), kPiece);
         }
@@ -51,11 +49,11 @@ template <class Maker, class Saver> void Save(State& state, Maker&& makeTarget, 
             }
             state.PauseTiming();
         }
-        if (std::filesystem::file_size(path) < Size() && error.empty()) error = "not saved whole";
+        if (std::filesystem::file_size(path) < kSize && error.empty()) error = "not saved whole";
         state.ResumeTiming();
     }
     if (!error.empty()) state.SkipWithError(error.c_str());
-    state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations()) * static_cast<std::int64_t>(Size()));
+    state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations()) * static_cast<std::int64_t>(kSize));
 }
 
 void SaveByDriver(State& state) {
@@ -74,7 +72,7 @@ void SaveByDriver(State& state) {
 
 // Calls write with each piece of the source, until one fails.
 template <class Writer> bool ForEachPiece(int source, std::vector<char>& piece, Writer&& write) {
-    for (std::uint64_t at = 0; at < Size(); at += kPiece) {
+    for (std::uint64_t at = 0; at < kSize; at += kPiece) {
         if (pread(source, piece.data(), kPiece, static_cast<off_t>(at)) != static_cast<ssize_t>(kPiece)) return false;
         if (!write(at)) return false;
     }
@@ -128,9 +126,11 @@ void SaveByHdf5(State& state) {
     });
 }
 
-void RegisterAll() {
+}  // namespace
+
+void bench::RegisterSave() {
     const auto add = [](const char* participant, void (*run)(State&)) {
-        benchmark::RegisterBenchmark((std::string("Save/128KiB pieces/") + participant).c_str(), run)
+        benchmark::RegisterBenchmark((std::string("Save/120 MiB/") + participant).c_str(), run)
             ->Iterations(kSavesPerRun)
             ->Unit(benchmark::kMillisecond);
     };
@@ -138,7 +138,3 @@ void RegisterAll() {
     add("limit", SaveByWrite);
     add("peer:hdf5", SaveByHdf5);
 }
-
-}  // namespace
-
-int main(int argc, char** argv) { return bench::RunBenchmarks(argc, argv, RegisterAll); }

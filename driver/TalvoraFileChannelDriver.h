@@ -50,9 +50,9 @@ public:
     void ResumeRecording() override;
     void GetChannelStatus(_TraceChannelStatus& status) override;
 
-    // Appends the loaded samples to the TDF file fileName, as a section "BinTraceData", version 1. A file that is no TDF
-    // file is saved whole. Does nothing when fileName is no existing TDF file. The loaded file may be the target too. A
-    // target that has such a section already gets another one, which readers do not see.
+    // Appends the loaded samples to the TDF file fileName, as a section "BinTraceData", version 1. A file that is no
+    // TDF file is saved whole. Does nothing when fileName is no existing TDF file. The loaded file may be the target
+    // too. A target that has such a section already gets another one, which readers do not see.
     // Errors: nothing has been written to the target but by the last two:
     //         type 1 or 3: "Talvora file channel driver: Can't open trace data file.\nThe Talvora File Channel Driver
     //         should not be used to save Uncompressed trace files.";

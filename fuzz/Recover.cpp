@@ -1,5 +1,5 @@
-// orm-trace recover: what comes out is whole and holds every section that readers saw, and the source is left alone. The
-// first byte of the input chooses options; the others are the damaged file.
+// orm-trace recover: what comes out is whole and holds every section that readers saw, and the source is left alone.
+// The first byte of the input chooses options; the others are the damaged file.
 #include "fuzz/Fuzz.h"
 #include "tools/orm-trace/Command.h"
 

@@ -52,8 +52,8 @@ public:
 
     // Writes text without its terminator. Returns: false when it failed or the file is not open.
     bool WriteString(const char* text);
-    // Reads up to the end of a line, newline included, at most size - 1 characters, and terminates them. Of size the low
-    // 32 bits count.
+    // Reads up to the end of a line, newline included, at most size - 1 characters, and terminates them. Of size the
+    // low 32 bits count.
     // Returns: true when something was read.
     bool ReadString(char* buffer, unsigned long size);
 

@@ -14,8 +14,8 @@ namespace ORM_LUX {
 // Writes lines to a file of its own: six characters of level letters, a time stamp, the message and one newline. Each
 // line is written and flushed at once, so a log is complete up to its last line even when the process dies. The file is
 // opened at the first line.
-// Errors:  nothing throws after construction, and errno stays as it is. A file that cannot be opened or written to loses
-//          the line, and the next line tries again; a part of a line that did reach the file is taken back.
+// Errors:  nothing throws after construction, and errno stays as it is. A file that cannot be opened or written to
+//          loses the line, and the next line tries again; a part of a line that did reach the file is taken back.
 // Threads: lines, SetFileName, EnableOutput, Clear and Flush may come from any thread; lines never interleave.
 //          A child that is forked while another thread logs may find a lock held for ever: it does not log before exec.
 class ORM_EXPORT uLogger {
@@ -87,7 +87,8 @@ public:
     // within size.
     int SprintfLevel(unsigned level, char* buf, int size);
     int SprintfCurrentTime(char* buf, int size, TIME_DATE td);
-    // Ends the line and writes it. Returns 0 where it could not be written. REQUIRES: as LineEnd. Threads: not while other threads log.
+    // Ends the line and writes it. Returns 0 where it could not be written. REQUIRES: as LineEnd.
+    // Threads: not while other threads log.
     int AddToLog(char* line, int length);
     // Makes line, of length characters (0: up to its terminator), end in exactly one newline.
     // REQUIRES: room for two characters more.

@@ -73,8 +73,8 @@ public:
     // Errors:  a null str or delim.
     static unsigned Split(const char* str, std::string& first, std::string& rest, const char* delim);
 
-    // Appends the fields of str between the delims to parts. str may lie in parts. Empty fields count, but not one behind a last delim. An
-    // empty delim gives all of str as one field.
+    // Appends the fields of str between the delims to parts. str may lie in parts. Empty fields count, but not one
+    // behind a last delim. An empty delim gives all of str as one field.
     // Examples: "a,,b" adds "a", "" and "b"; "a,b," adds "a" and "b"; "" adds nothing.
     // Returns:  the size of parts afterwards.
     // Errors:   a null str or delim.

@@ -15,8 +15,8 @@
 namespace ORM_LUX {
 namespace {
 
-// localtime_r does not look at TZ again by itself. tzset does: with TZ set it compares texts; without TZ it looks at the
-// zone's file, which is enough once a second.
+// localtime_r does not look at TZ again by itself. tzset does: with TZ set it compares texts; without TZ it looks at
+// the zone's file, which is enough once a second.
 void FollowTimeZone(time_t now) noexcept {
     static std::atomic<time_t> second{-1};
     if (second.exchange(now, std::memory_order_relaxed) != now || std::getenv("TZ") != nullptr) tzset();

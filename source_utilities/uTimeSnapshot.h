@@ -40,7 +40,8 @@ public:
 
     // Formats into buf of len bytes, terminator included. fmt is a strftime format in which "%s" is the milliseconds
     // with three digits and "%#s" the milliseconds without leading zeros; what exceeds len - 1 characters of it is cut.
-    // fmt may be buf. A token whose digits would not fit is left to strftime. For example "%H:%M:%S:%s" gives 09:05:03:045.
+    // fmt may be buf. A token whose digits would not fit is left to strftime. For example "%H:%M:%S:%s" gives
+    // 09:05:03:045.
     // Returns: buf, holding "" when the text does not fit, and "Invalid time" (cut to fit) for STATUS_INVALID. Null for
     //          a null buf, a len below 1 and STATUS_NO_FORMAT: nothing is written then.
     // Errors:  std::bad_alloc, for a long fmt.

@@ -78,8 +78,8 @@ public:
     void CreateTDFFile(const char* path);
 
     // Appends the header of a section without data at the end of the file. A null name makes a nameless section. It is
-    // not tested whether the file is a TDF file, nor whether its chain of sections is whole: behind damage no section is
-    // found.
+    // not tested whether the file is a TDF file, nor whether its chain of sections is whole: behind damage no section
+    // is found.
     // headerOffset: 0 from the start of the call; where the section begins, once the file has been measured.
     // Errors: "File name passed to save file is not valid.", "Could not open TDF file as specified.", "TDF file would
     //         exceed 4 GiB.", "Could not determine the size of the TDF file." (nothing has been written up to here),
@@ -92,11 +92,11 @@ public:
     // overwritten, unless it reads as a section: the file is refused then, and has to be cut.
     // sectionLength: 0 from the start of the call; then the section's new length in bytes, header included.
     // Errors: "File name passed to save file is not valid.", "Section header offset to save data is not valid." (below
-    //         4, or no section of this file begins there), "No data to write TDF." (null data), "Could not open TDF file
-    //         as specified.", "Write I/O error - unable to determine section length.", "Section to save data to is
+    //         4, or no section of this file begins there), "No data to write TDF." (null data), "Could not open TDF
+    //         file as specified.", "Write I/O error - unable to determine section length.", "Section to save data to is
     //         followed by another section.", "TDF file would exceed 4 GiB." (nothing has been written up to here),
-    //         "Write I/O error - unable to write section data.", "Write error - section data corrupted.", "Write error -
-    //         size of TDF header." (the section has the length that it had before).
+    //         "Write I/O error - unable to write section data.", "Write error - section data corrupted.", "Write error
+    //         - size of TDF header." (the section has the length that it had before).
     void SaveSectionData(const char* path, const char* name, unsigned int headerOffset, void* data,
                          unsigned int elementSize, unsigned int elementCount, unsigned int& sectionLength);
 

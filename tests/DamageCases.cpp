@@ -1,5 +1,6 @@
-// Damages golden files in every way of a list, and prints what lookups through the built library find in each: "!" where
-// there is no TDF file, "-" where no such section, or position+length. Its other operations and a driver have to agree.
+// Damages golden files in every way of a list, and prints what lookups through the built library find in each: "!"
+// where there is no TDF file, "-" where no such section, or position+length. Its other operations and a driver have to
+// agree.
 //
 //   damage-cases DIRECTORY [STEP]     with a STEP, only every so many cases
 #include <fcntl.h>

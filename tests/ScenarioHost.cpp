@@ -1,8 +1,8 @@
 // A host that knows the public headers alone, in C++17: loads the library, then carries out its arguments as a script
 // and says what happens.
 //
-//   scenario-host LIBRARY [create | create-many | destroy | destroy-null | load FILE | count | get NAME | set NAME VALUE |
-//                          reopen | used]...
+//   scenario-host LIBRARY [create | create-many | destroy | destroy-null | load FILE | count | get NAME |
+//                          set NAME VALUE | reopen | used]...
 #include <dlfcn.h>
 #include <malloc.h>
 

@@ -1,6 +1,6 @@
 // What a receiver's time stamp costs, beside the same text made with Howard Hinnant's date library and {fmt}.
-#include <benchmark/benchmark.h>
 #include <date/date.h>
+#include <fmt/chrono.h>
 #include <fmt/compile.h>
 #include <fmt/format.h>
 
@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/Common.h"
 #include "timestamp/Timestamp.h"
 
 namespace {
@@ -59,6 +60,34 @@ std::string DateAndCompiledFmt(unsigned long word) {
     return DateAndFmt(word, [](auto... field) { return fmt::format(FMT_COMPILE(STAMP_FORMAT), field...); });
 }
 
+// fmt's own calendar, which knows seconds.
+std::string FmtGmtime(unsigned long word) {
+    const MicroTime time = TimeOf(word);
+    const auto second = date::floor<std::chrono::seconds>(time);
+    const auto micro = (time - second).count();
+    const std::tm calendar = fmt::gmtime(static_cast<std::time_t>(second.time_since_epoch().count()));
+    return fmt::format(" {:%m/%d/%Y %H:%M:%S}:{:03}:{:03}", calendar, micro / 1000, micro % 1000);
+}
+
+// The digits, written where they go, of a time that is known to lie within a few days of the reference: what any way of
+// making this text has to do. Other times are not its work.
+std::string Digits(unsigned long word) {
+    std::string text = " 11/16/2026 10:00:00:000:000";
+    const unsigned long micro = (word & ~kType) / kTicksPerMicrosecond + 10UL * 3600 * 1000000;
+    const auto put = [&](std::size_t at, unsigned long value, int digits) {
+        for (int n = digits; n-- > 0; value /= 10)
+            text[at + static_cast<std::size_t>(n)] = static_cast<char>('0' + value % 10);
+    };
+    const unsigned long second = micro / 1000000;
+    put(4, 16 + second / 86400, 2);
+    put(12, second / 3600 % 24, 2);
+    put(15, second / 60 % 60, 2);
+    put(18, second % 60, 2);
+    put(21, micro / 1000 % 1000, 3);
+    put(25, micro % 1000, 3);
+    return text;
+}
+
 std::string Library(unsigned long word) {
     static uTimestampCD zero = [] {
         uTimestampCD time;
@@ -68,9 +97,8 @@ std::string Library(unsigned long word) {
     return zero.GetRcvTODStamp(word, 0, 0);
 }
 
-// Argument: the seconds that the words lie within.
-template <std::string (*Stamp)(unsigned long)> void Measure(benchmark::State& state) {
-    const auto words = Words(static_cast<unsigned long>(state.range(0)));
+template <std::string (*Stamp)(unsigned long)> void Measure(benchmark::State& state, unsigned long seconds) {
+    const auto words = Words(seconds);
     for (const unsigned long word : words) {
         if (Stamp(word) != DateAndPlainFmt(word)) state.SkipWithError("the texts differ");
     }
@@ -81,13 +109,18 @@ template <std::string (*Stamp)(unsigned long)> void Measure(benchmark::State& st
     }
 }
 
-constexpr long kHour = 3600;
-constexpr long kYears = 10 * 365L * 86400;
-
-BENCHMARK_TEMPLATE(Measure, Library)->Arg(kHour)->Arg(kYears);
-BENCHMARK_TEMPLATE(Measure, DateAndPlainFmt)->Arg(kHour)->Arg(kYears);
-BENCHMARK_TEMPLATE(Measure, DateAndCompiledFmt)->Arg(kHour)->Arg(kYears);
-
 }  // namespace
 
-BENCHMARK_MAIN();
+void bench::RegisterStamp() {
+    const auto add = [](const std::string& name, unsigned long seconds, auto run) {
+        benchmark::RegisterBenchmark(("Stamp/" + name).c_str(), run, seconds);
+    };
+    for (const auto& [span, seconds] : {std::pair("an hour", 3600UL), {"10 years", 10 * 365UL * 86400}}) {
+        const std::string work = std::string("within ") + span + "/";
+        add(work + "library", seconds, Measure<Library>);
+        if (seconds < 86400) add(work + "limit", seconds, Measure<Digits>);
+        add(work + "peer:date-fmt", seconds, Measure<DateAndPlainFmt>);
+        add(work + "peer:date-fmt-compiled", seconds, Measure<DateAndCompiledFmt>);
+        add(work + "peer:fmt-gmtime", seconds, Measure<FmtGmtime>);
+    }
+}

@@ -1,0 +1,31 @@
+#!/usr/bin/env bash
+# Measures the library beside what a user would take instead, and beside what the system itself charges, and prints the
+# ratios. Needs a Debian machine that does nothing else, and 3 GB below TMPDIR.
+set -euo pipefail
+cd -- "$(dirname -- "${BASH_SOURCE[0]}")"
+
+if [[ ${1:-} == -h || ${1:-} == --help ]]; then
+    cat <<'EOF'
+usage: ./bench.sh [--quick] [OPTION...]
+
+Takes about ten minutes. --quick runs each benchmark once and briefly, to see that all work; its figures mean nothing.
+The options are those of bench/ratios.py, for example --filter '^Save/' or --repetitions 15.
+EOF
+    exit 0
+fi
+options=("$@")
+if [[ ${1:-} == --quick ]]; then
+    options=(--repetitions 1 --min-time 0.001 "${@:2}")
+fi
+
+{
+    echo "== Packages"
+    scripts/install-packages
+    scripts/install-packages libbenchmark-dev libfmt-dev libgoogle-glog-dev libhdf5-dev libhowardhinnant-date-dev \
+        libspdlog-dev
+    echo "== Build"
+    cmake --preset bench --log-level=WARNING
+    cmake --build --preset bench
+    echo "== Run"
+} >&2
+bench/ratios.py build/bench/bin/orm-bench "${options[@]}"
