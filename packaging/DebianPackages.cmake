@@ -76,9 +76,10 @@ foreach(component IN LISTS CPACK_COMPONENTS_ALL)
         DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_${upper}_PACKAGE_NAME}
         COMPONENT ${component} EXCLUDE_FROM_ALL)
 endforeach()
-# A host finds the driver by its name without a version, at run time too.
+# A host finds the driver by its name without a version, at run time too. The stand-in needs nothing of the C library.
 file(CONFIGURE OUTPUT debian/${library_package} CONTENT
-    "${library_package}: link-to-shared-library-in-wrong-package usr/lib/*/libTalvoraFileChannelDriver.so*\n")
+    "${library_package}: link-to-shared-library-in-wrong-package usr/lib/*/libTalvoraFileChannelDriver.so*
+${library_package}: library-not-linked-against-libc *orm-trace/libcorva.so*\n")
 install(FILES ${debian_dir}/${library_package} DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides
     COMPONENT library EXCLUDE_FROM_ALL)
 include(CPack)
