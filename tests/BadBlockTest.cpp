@@ -100,6 +100,9 @@ TEST(BadBlock, IsToldFromPiecesAndFromTheEnd) {
         Orm::Lux::Trace::TDFSectionReader reader(stream.get(), 0);
         const bool isFound = reader.Find("name", 1);
         EXPECT_TRUE(piece > 0 ? isFound : reader.Damage().fault == Orm::Lux::Trace::TDFFault::kReadError) << piece;
+        char bytes[8] = "~~~~~~~";
+        EXPECT_EQ(Orm::Lux::Trace::ReadAt(stream.get(), bytes, 6, 0), piece > 0 ? 6U : 0U);
+        EXPECT_EQ(bytes[6], '~') << piece;
     }
     g_piece = SSIZE_MAX;
 }

@@ -103,6 +103,18 @@ TEST_F(TDFHandlerTest, RefusesWhatItCannotRead) {
     Expect({m_tdf.SeekSectionData(pipe, kName, 1, m_read), m_read, pclose(pipe)}, "false, 0, 0");
 }
 
+TEST_F(TDFHandlerTest, LoadsWhatTheBufferHolds) {
+    const std::string data = "0123456789";
+    m_folder.Write("t.tdf", "TDF2" + Section("a", 1, data) + Section(kName, 1, data) + Section("b", 1, data));
+    m_folder.Write("cut.tdf", "TDF2" + Section(kName, 1, data).substr(0, 12 + std::string(kName).size() + 7));
+    for (const auto& [path, size, expected] :
+         {std::tuple("t.tdf", 1U, 1U), {"t.tdf", 9, 9}, {"t.tdf", 10, 10}, {"t.tdf", 40, 10}, {"cut.tdf", 40, 7}}) {
+        std::string buffer(41, '~');
+        Expect({Load(path, buffer.data(), size), m_read}, ", " + std::to_string(expected), path);
+        EXPECT_EQ(buffer, data.substr(0, expected) + std::string(41 - expected, '~')) << path << ' ' << size;
+    }
+}
+
 TEST_F(TDFHandlerTest, TakesFilesUpToTheFormatsEnd) {
     // A section that ends around where 31 and 32 bits end, and one that begins there.
     for (const std::uint64_t size : test::kLargeSizes) {

@@ -68,6 +68,7 @@ TEST(Walk, EndsAtTheFormatsEnd) {
         TDFSectionReader reader(stream.get(), start);
         EXPECT_EQ(reader.Find("first", 1), shift == 0) << shift;
         EXPECT_EQ(reader.Damage().fault == TDFFault::kBeyondFormat, shift != 0) << shift;
+        EXPECT_TRUE(shift != 1 || reader.Damage().available == 20);
     }
 }
 
@@ -101,6 +102,12 @@ TEST(Walk, PassesOverABadBlockThatNoHeaderTouches) {
         EXPECT_TRUE(reader.Find("c", 1)) << bad;
         EXPECT_FALSE(std::ferror(stream.get())) << bad;
     }
+    const FilePtr failed(std::fopen("/dev/null", "w"));
+    std::fgetc(failed.get());
+    TDFSectionReader unread(failed.get(), 0);
+    EXPECT_FALSE(unread.Find("a", 1));
+    EXPECT_EQ(std::tuple(unread.Damage().fault, unread.Damage().claimed, unread.Damage().available),
+              std::tuple(TDFFault::kReadError, 0U, 0U));
     // Each seek fails in turn: that is never taken for the end of the file.
     TDFFault fault = TDFFault::kReadError;
     for (int seeks = 0; fault != TDFFault::kNone; ++seeks) {
