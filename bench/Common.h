@@ -5,7 +5,8 @@
 //   library    this library;
 //   limit      what the system charges for the bare work;
 //   peer:NAME  what a user would take instead.
-// Works "Growth/WHAT/SIZE" are compared with each other instead. What makes a comparison unequal is said where the participant is written.
+// Works "Growth/WHAT/SIZE" are compared with each other instead.
+// What makes a comparison unequal is said where the participant is written, and in ratios.py.
 #pragma once
 
 #include <benchmark/benchmark.h>
@@ -56,9 +57,11 @@ inline void Require(bool holds, const char* what) {
     if (!holds) throw std::runtime_error(what);
 }
 
-// The same numbers in every run.
+// The same numbers for the same seed, which is not 0.
 class Random {
 public:
+    explicit Random(std::uint64_t seed) : m_state(seed * 0x9E3779B97F4A7C15) {}
+
     std::uint32_t Below(std::uint32_t limit) {
         m_state ^= m_state << 13;
         m_state ^= m_state >> 7;
@@ -67,7 +70,7 @@ public:
     }
 
 private:
-    std::uint64_t m_state = 0x9E3779B97F4A7C15;
+    std::uint64_t m_state;
 };
 
 class Descriptor {

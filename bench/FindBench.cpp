@@ -137,7 +137,7 @@ enum class Which { kFirst, kAny, kLast };
 void LookUp(State& state, const std::string& path, unsigned int count, Which which,
             bool (*lookUp)(const std::string& path, const char* name)) {
     std::vector<std::string> names;
-    bench::Random random;
+    bench::Random random(1);
     for (unsigned int i = 0; i < 1024; ++i)
         names.push_back(NameOf(which == Which::kFirst ? 0 : which == Which::kLast ? count - 1 : random.Below(count)));
     std::size_t i = 0;

@@ -88,12 +88,18 @@ const Trace& Section() {
     return trace;
 }
 
+// Each run goes to other places, so that none finds its pages in the processor's caches because another one was there.
+std::uint64_t NextSeed() {
+    static std::uint64_t seed = 0;
+    return ++seed;
+}
+
 // One page each iteration. read takes the first sample's number and a buffer, and tells whether the page came whole.
 template <class Reader>
 void ReadPages(State& state, const Trace& trace, unsigned int page, Order order, Reader&& read) {
     std::vector<unsigned long> buffer(page);
     const unsigned int pages = trace.samples / page;
-    bench::Random random;
+    bench::Random random(NextSeed());
     unsigned int index = 0;
     unsigned int first = 0;
     bool whole = true;
@@ -161,16 +167,22 @@ void RegisterReading(const std::string& kind, const Trace& (*trace)(), Order ord
     }
 }
 
-// One sample anywhere in a plain file of so many, which is all hole.
+// One sample at one of a thousand places, which are in memory, of a plain file of so many samples, which is all hole.
 void ReadSparse(State& state, unsigned int samples) {
-    const std::string path = bench::PathOf("sparse.bin");
-    const bench::FilePtr stream = bench::OpenFile(path, "wb");
-    bench::Require(ftruncate(fileno(stream.get()), off_t{samples} * kSampleSize) == 0, "cannot size a file");
+    const std::string path = bench::PathOf("sparse" + std::to_string(samples));
+    bench::OpenFile(path, "wb");
+    std::filesystem::resize_file(path, std::uint64_t{samples} * kSampleSize);
     const bench::DriverPtr driver = bench::LoadedDriver(path);
-    bench::Random random;
+    std::array<unsigned int, 1024> places{};
+    bench::Random random(1);
     unsigned long sample = 1;
     unsigned int read = 0;
-    for (auto _ : state) driver->SeekReadTraceData(random.Below(samples), 1, &sample, &read);
+    for (unsigned int& place : places) {
+        place = random.Below(samples);
+        driver->SeekReadTraceData(place, 1, &sample, &read);
+    }
+    std::size_t n = 0;
+    for (auto _ : state) driver->SeekReadTraceData(places[n++ % places.size()], 1, &sample, &read);
     if (read != 1 || sample != 0) state.SkipWithError("wrong samples");
 }
 

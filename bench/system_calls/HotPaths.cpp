@@ -85,9 +85,9 @@ int main() {
          [&] { tdf.GetSectionDataPosition("many.tdf", "Section999", 1, position, length); });
 
     uLogger logger("log.txt", true);
-    logger.Log("opens the file\n");
+    logger.Log(uLogger::LOG_M, uLogger::TD_TIME, "opens the file\n");
     Take("100 log lines", [&] {
-        for (int n = 0; n < 100; ++n) logger.Log(uLogger::LOG_M, uLogger::TD_NONE, "line %d\n", n);
+        for (int n = 0; n < 100; ++n) logger.Log(uLogger::LOG_M, uLogger::TD_TIME, "line %d\n", n);
     });
     Orm::Lux::Trace::uTimestampCD zero;
     zero.setTime(2026, 11, 16, 10, 0, 0, 0, 0);
