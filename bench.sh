@@ -8,7 +8,7 @@ if [[ ${1:-} == -h || ${1:-} == --help ]]; then
     cat <<'EOF'
 usage: ./bench.sh [--quick] [OPTION...]
 
-Takes about ten minutes. --quick runs each benchmark once and briefly, to see that all work; its figures mean nothing.
+Takes a few minutes. --quick runs each benchmark once and briefly, to see that all work; its figures mean nothing.
 The options are those of bench/ratios.py, for example --filter '^Save/' or --repetitions 15.
 EOF
     exit 0

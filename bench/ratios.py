@@ -128,25 +128,28 @@ def ratio(values, others):
     return statistics.median(values) / statistics.median(others), low, high
 
 
+def compared(work, library, name, values):
+    """What stands in the table for one participant: the ratio with its spread, and what it is to reach."""
+    of, low, high = ratio(library, values)
+    text = f"{of:.2f} ({low:.2f} to {high:.2f})"
+    goal = first_match(GOALS, work, name)
+    if goal is None:
+        return text
+    return f"{text} <= {goal:g}" if of <= goal else f"**{text} > {goal:g}**"
+
+
 def rows(times):
-    """A row for each participant that the library is compared with, and how many miss what is to be reached."""
-    missed = 0
+    """A row for each work."""
     table = []
     for work, participants in times.items():
         library = participants.get("library")
         if work.startswith("Growth/") or not library:
             continue
-        for name, values in participants.items():
-            if name == "library" or not values:
-                continue
-            of, low, high = ratio(library, values)
-            goal = first_match(GOALS, work, name)
-            holds = "" if goal is None else "yes" if of <= goal else "no"
-            missed += holds == "no"
-            table.append([work, shown(statistics.median(library)), name, shown(statistics.median(values)),
-                          f"{of:.2f} ({low:.2f} to {high:.2f})", "" if goal is None else f"{goal:g}", holds,
-                          first_match(NOTES, work, name) or ""])
-    return table, missed
+        cells = {name: compared(work, library, name, values)
+                 for name, values in participants.items() if name != "library" and values}
+        peers = [f"{name.removeprefix('peer:')} {text}" for name, text in cells.items() if name.startswith("peer:")]
+        table.append([work, shown(statistics.median(library)), cells.get("limit", ""), "; ".join(peers)])
+    return table
 
 
 def growth(times):
@@ -177,11 +180,14 @@ def main():
     parser.add_argument("--filter", default=".", help="regular expression for the names of benchmarks to run")
     options = parser.parse_args()
     times = run(options.program, options)
-    table, missed = rows(times)
+    table = rows(times)
     if table:
-        print_table(["work", "library", "compared with", "takes", "ratio (middle half)", "at most", "holds", "unequal"],
-                    table)
-        print(f"\n{options.repetitions} repetitions; {missed} ratios exceed what is to be reached.\n")
+        print_table(["work", "library", "of the limit", "of the peers"], table)
+        print(f"\nMedians of {options.repetitions} repetitions, with the middle half of their ratios, and what is to "
+              "be reached, bold where it is not. What makes a comparison unequal:\n")
+        for works, name, note in NOTES:
+            print(f"- {works.split('/')[0].removesuffix('.*')}, {name.removeprefix('peer:')}: {note}.")
+        print()
     grown = growth(times)
     if grown:
         print_table(["cost with the number of", "a call takes", "times the first"], grown)
