@@ -148,6 +148,9 @@ TEST(Timestamp, ConvertsReceiverWords) {
         {ten, kReferenced + 10199999999, 0, " 11/16/2026 10:00:59:999:999"},
         {ten, kReferenced + 1, 0, " 11/16/2026 10:00:00:000:000"},
         {{2000, 1, 1}, kReferenced + (1UL << 56) - 1, 0, " 06/06/2013 21:10:00:223:105"},
+        // Beyond 2^31 seconds, and where the steps would give 1007 microseconds.
+        {{1900, 1, 1}, kReferenced + 16999999, (1UL << 31) * 170000000, " 01/20/1968 03:14:08:099:999"},
+        {{2026, 11, 16, 10, 0, 0, 0, 999}, kReferenced, 14843663295541540684UL, " 10/19/4793 09:47:24:363:003"},
         {{2026, 13, 1}, kReferenced, 0, kInvalid}};
     for (const auto& [zero, word, reference, text] : rows) {
         EXPECT_EQ(RcvStamp(Make(zero), word, reference), text) << word << " + " << reference;
@@ -158,10 +161,13 @@ TEST(Timestamp, ConvertsReceiverWords) {
         const unsigned long type = i % 256, ticks = g_random() % (1UL << 56) >> To(55);
         const unsigned long reference = g_random() >> To(63);
         const Fields zero = SomeTime();
-        const double time = static_cast<double>(type == 0xB0 ? ticks : ticks + reference) / 170e6;
+        const unsigned long count = type == 0xB0 ? ticks : ticks + reference;
+        const double time = static_cast<double>(count) / 170e6;
         const double seconds = std::floor(time), millis = std::floor((time - seconds) * 1000.0);
         const double micros = std::floor(std::fabs(1e6 * (time - (millis / 1000.0 + seconds))));
-        const long span = static_cast<long>(seconds) * 1000000 + static_cast<long>(millis * 1000.0 + micros);
+        const long span = time >= 0x1p31
+                              ? static_cast<long>(count / 170)
+                              : static_cast<long>(seconds) * 1000000 + static_cast<long>(millis * 1000.0 + micros);
         const bool isStamp = types.find(static_cast<char>(type)) != types.npos;
         ASSERT_EQ(Make(zero).isRcvrStatusTimeStamp(type << 56 | ticks), isStamp) << type;
         ASSERT_EQ(RcvStamp(Make(zero), type << 56 | ticks, reference), isStamp ? StampOf(TimeOf(zero) + span) : "")

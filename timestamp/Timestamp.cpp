@@ -20,7 +20,8 @@ constexpr char kStampFormat[] = " %m/%d/%Y %H:%M:%S:%s:%u";
 constexpr std::string_view kMicroToken = "%u";
 
 // Time stamp words.
-constexpr double kTicksPerSecond = 170e6;
+constexpr unsigned long kTicks = 170'000'000;  // a second
+constexpr double kTicksPerSecond = kTicks;
 constexpr int kTypeShift = 56;
 constexpr unsigned long kCountMask = (1UL << kTypeShift) - 1;
 
@@ -78,12 +79,18 @@ struct Offset {
 };
 
 // Stamps are compared as text between tools, which makes each rounding of these steps part of the result: a split in
-// integers differs for one word in a hundred.
-Offset Split(double time) noexcept {
-    const long whole = static_cast<long>(std::fabs(time));  // a large reference exceeds an int
+// integers differs for one word in a hundred. A time that no int holds is beyond that agreement, and beyond a double's
+// microseconds, of which these steps would give more than a thousand; it is split exactly.
+Offset Split(unsigned long count, double time) noexcept {
+    unsigned long whole = static_cast<unsigned long>(time);
     const auto wholeSeconds = static_cast<double>(whole);
-    const int milliseconds = static_cast<int>(std::fabs((time - wholeSeconds) * 1000.0));
-    const int microseconds = static_cast<int>(std::fabs(1e6 * (time - (milliseconds / 1000.0 + wholeSeconds))));
+    int milliseconds = static_cast<int>(std::fabs((time - wholeSeconds) * 1000.0));
+    int microseconds = static_cast<int>(std::fabs(1e6 * (time - (milliseconds / 1000.0 + wholeSeconds))));
+    if (whole > std::numeric_limits<int>::max()) {
+        whole = count / kTicks;
+        milliseconds = static_cast<int>(count % kTicks / (kTicks / 1000));
+        microseconds = static_cast<int>(count % (kTicks / 1000) / (kTicks / 1000000));
+    }
     return {static_cast<int>(whole / 86400),
             static_cast<int>(whole / 3600 % 24),
             static_cast<int>(whole / 60 % 60),
@@ -256,7 +263,7 @@ std::string uTimestampCD::GetRcvTODStamp(unsigned long RcvrData, unsigned int ar
         count += (static_cast<unsigned long>(arg_TODRef_H) << 32) | arg_TODRef_L;
     }
     const double time = static_cast<double>(count) / kTicksPerSecond;
-    const Offset offset = Split(time);
+    const Offset offset = Split(count, time);
     ORM_LOG_TRACE("%s", RcvLogText(RcvrData, arg_TODRef_L, arg_TODRef_H, count, time, offset).c_str());
 
     uTimestampCD duration;

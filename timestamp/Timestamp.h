@@ -57,6 +57,8 @@ public:
 
     // Converts a receiver's time stamp word to calendar text. The object holds the calendar time of count 0. The 64-bit
     // reference count in arg_TODRef_H and arg_TODRef_L is added to the word's count modulo 2^64, except for type 0xB0.
+    // The steps of double precision, whose roundings may cost a microsecond, end at 2^31 seconds: a longer sum is split
+    // exactly.
     // Returns: the sum in the format " %m/%d/%Y %H:%M:%S:%s:%u", for example " 11/16/2026 15:47:08:007:042"; empty when
     //          the word is no receiver status time stamp; "Invalid time" when the object is STATUS_INVALID or the sum
     //          is.
