@@ -12,6 +12,10 @@ step() {
 step "Packages that the build needs"
 scripts/install-packages
 
+case $preset in
+    asan | clang | coverage) scripts/install-packages clang libclang-rt-14-dev ;;
+esac
+
 step "Build in build/$preset"
 cmake --preset "$preset" --log-level=WARNING
 cmake --build --preset "$preset"

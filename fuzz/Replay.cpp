@@ -1,23 +1,36 @@
-// Runs a fuzz target on the files, and all files of the directories, that are its arguments.
+// Runs a fuzz target on inputs, and on mutations of each, which are the same ones in every run.
+//
+//   fuzz-replay-TARGET MUTATIONS FILE|DIRECTORY...     0 runs the inputs alone
+#include <random>
+
 #include "fuzz/Fuzz.h"
 
 namespace {
 
-std::size_t g_count = 0;
+std::mt19937 g_random(1);
+std::size_t Below(std::size_t end) { return g_random() % end; }
 
-void Run(const std::filesystem::path& path) {
-    const std::string bytes = fuzz::ReadFile(path.c_str());
-    const std::vector<std::uint8_t> copy(bytes.begin(), bytes.end());
-    std::fprintf(stderr, "%s\n", path.filename().c_str());  // the last one printed is the one that failed
+// Changes up to four places.
+void Mutate(std::string& bytes) {
+    for (std::size_t changes = Below(4) + 1; changes != 0; --changes) {
+        const std::size_t at = Below(bytes.size() + 1), count = Below(9), how = Below(4);
+        if (how == 0) bytes.erase(at, count);
+        if (how == 1) bytes.insert(at, count, static_cast<char>(Below(256)));
+        for (std::size_t n = at; how > 1 && n < std::min(at + count, bytes.size()); ++n)
+            bytes[n] = static_cast<char>(how == 2 ? Below(256) : static_cast<unsigned char>(bytes[n]) ^ 1U << Below(8));
+    }
+}
+
+void Run(const std::string& bytes) {
+    const std::vector<std::uint8_t> copy(bytes.begin(), bytes.end());  // its end is guarded
     LLVMFuzzerTestOneInput(copy.data(), copy.size());
-    ++g_count;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
     std::vector<std::filesystem::path> files;
-    for (int n = 1; n < argc; ++n) {
+    for (int n = 2; n < argc; ++n) {
         if (!std::filesystem::is_directory(argv[n])) {
             files.push_back(std::filesystem::absolute(argv[n]));
             continue;
@@ -26,6 +39,15 @@ int main(int argc, char** argv) {
             files.push_back(std::filesystem::absolute(entry.path()));
     }
     std::sort(files.begin(), files.end());
-    for (const auto& file : files) Run(file);
-    return g_count != 0 ? 0 : 1;
+    for (const auto& file : files) {
+        std::fprintf(stderr, "%s\n", file.filename().c_str());  // the last one printed is the one that failed
+        const std::string bytes = fuzz::ReadFile(file.c_str());
+        Run(bytes);
+        for (long n = std::atol(argv[1]); n > 0; --n) {
+            std::string mutation = bytes;
+            Mutate(mutation);
+            Run(mutation);
+        }
+    }
+    return files.empty() ? 1 : 0;
 }

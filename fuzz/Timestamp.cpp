@@ -70,7 +70,7 @@ void CheckAddition(Input& input) {
 void CheckReceiver(Input& input) {
     const auto word = input.Number<std::uint64_t>(), reference = input.Number<std::uint64_t>();
     uTimestampCD zero =
-        Time(input, 1000 + input.Number<std::uint16_t>() % 8000, input.Number() % 12 + 1, input.Number() % 28 + 1);
+        Time(input, 900 + input.Number<std::uint16_t>() % 9200, input.Number() % 12 + 1, input.Number() % 28 + 1);
     const std::string text =
         zero.GetRcvTODStamp(word, static_cast<unsigned>(reference), static_cast<unsigned>(reference >> 32));
     const auto type = static_cast<unsigned>(word >> 56);

@@ -3,7 +3,6 @@
 #include <memory>
 #include <new>
 
-#include "corva/cCorvaError.h"
 #include "driver/CChannelDriver.h"
 #include "support/Files.h"
 
@@ -61,7 +60,7 @@ TEST(Allocation, IsReportedAndTheDriverGoesOn) {
     driver->LoadFile(folder.Write("short", "12345678").substr(folder.Path().size() + 1), 0, kType);
     FailEach([&] {
         // What the load before has left, perhaps the name of a file that is closed.
-        test::ErrorOf<Orm::Lux::Corva::cCorvaError>([&] { driver->SeekReadTraceData(0, 1, page.data(), &read); });
+        test::ErrorOf([&] { driver->SeekReadTraceData(0, 1, page.data(), &read); });
         driver->LoadFile(tdf, 0, kType);
     });
     FailEach([&] { driver->LoadFile(folder / "a-name-that-does-not-exist", 0, kType); });

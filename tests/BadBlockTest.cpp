@@ -6,7 +6,6 @@
 
 #include <memory>
 
-#include "corva/cCorvaError.h"
 #include "driver/CChannelDriver.h"
 #include "support/BadBlock.h"
 #include "support/Files.h"
@@ -33,7 +32,6 @@ extern "C" ssize_t pread(int descriptor, void* buffer, std::size_t size, off_t o
 
 namespace {
 
-using Orm::Lux::Corva::cCorvaError;
 using test::Expect;
 
 struct StandIn {
@@ -59,12 +57,12 @@ TEST(BadBlock, IsReportedByTheDriver) {
     unsigned long page[300];
     unsigned read = 0;
     const auto readAt = [&](unsigned start, unsigned count) {
-        return test::ErrorOf<cCorvaError>([&] { driver->SeekReadTraceData(start, count, page, &read); });
+        return test::ErrorOf([&] { driver->SeekReadTraceData(start, count, page, &read); });
     };
     Expect({readAt(300, 100), read}, ", 100", "behind the bad block");
     Expect({readAt(0, 300), read}, kFileError + ", 200", "what could be read is delivered");
     Expect({readAt(300, 100), read}, kFileError + ", 100", "until the file is loaded again");
-    const auto save = [&] { return test::ErrorOf<cCorvaError>([&] { driver->SaveFile("t.tdf", kType); }); };
+    const auto save = [&] { return test::ErrorOf([&] { driver->SaveFile("t.tdf", kType); }); };
     Expect({save(), std::filesystem::file_size("t.tdf")}, kFileError + "\nInput/output error, 4", "not begun");
     load();
     Expect({save(), std::filesystem::file_size("t.tdf")}, kFileError + "\nInput/output error, 28");
@@ -114,8 +112,7 @@ TEST(BadBlock, BehindASectionMayHoldAnother) {
     const StandIn standIn(block);
     unsigned length = 7;
     char data = 'd';
-    Expect({test::ErrorOf<cCorvaError>(
-                [&] { Orm::Lux::Trace::TDFHandler().SaveSectionData("t.tdf", "a", 4, &data, 1, 1, length); }),
+    Expect({test::ErrorOf([&] { Orm::Lux::Trace::TDFHandler().SaveSectionData("t.tdf", "a", 4, &data, 1, 1, length); }),
             length},
            "Section to save data to is followed by another section., 0");
 }

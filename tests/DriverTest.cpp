@@ -6,7 +6,6 @@
 #include <memory>
 #include <thread>
 
-#include "corva/cCorvaError.h"
 #include "driver/TalvoraFileChannelDriver.h"
 #include "support/LogCapture.h"
 
@@ -36,13 +35,13 @@ class DriverTest : public testing::Test {
 protected:
     // Each returns the text of the error thrown.
     std::string Load(const std::string& path, int type = 0) {
-        return test::ErrorOf<cCorvaError>([&] { m_driver->LoadFile(path, 5, static_cast<eTraceDataFileType>(type)); });
+        return test::ErrorOf([&] { m_driver->LoadFile(path, 5, static_cast<eTraceDataFileType>(type)); });
     }
     std::string Read(unsigned start, unsigned count) {
         m_buffer.assign(std::min(count, 99999U) + 1UL, 99);
         m_read = 77;
         const auto call = [&] { m_driver->SeekReadTraceData(start, count, m_buffer.data(), &m_read); };
-        return test::ErrorOf<cCorvaError>(call);
+        return test::ErrorOf(call);
     }
     // Expects that reading count samples from start gives expected ones of Samples(), and writes nothing behind count.
     void ExpectRead(unsigned start, unsigned count, unsigned expected) {
@@ -174,7 +173,7 @@ TEST_F(DriverTest, FailsOnceAReadHasFailedUntilTheNextLoad) {
     EXPECT_EQ(Load(m_folder.Write("p.bin", Samples(10))), "");
     ExpectRead(0, 10, 10);
     const auto readIntoNothing = [&] { m_driver->SeekReadTraceData(0, 1, nullptr, &m_read); };
-    Expect({test::ErrorOf<cCorvaError>(readIntoNothing), m_read}, kReadError + ", 0");
+    Expect({test::ErrorOf(readIntoNothing), m_read}, kReadError + ", 0");
     m_driver->SeekReadTraceData(0, 0, nullptr, nullptr);
     ExpectRead(0, 10, 10);
     // A FIFO or a device is never waited for.
@@ -208,7 +207,7 @@ TEST_F(DriverTest, LogsEveryOperationAndItsRefusal) {
     const test::LogCapture log(1);
     std::string lines, text = "kept";
     for (const auto& [name, call] : refused) {
-        EXPECT_EQ(test::ErrorOf<cCorvaError>(call), kDriver + "This capability is not supported.") << name;
+        EXPECT_EQ(test::ErrorOf(call), kDriver + "This capability is not supported.") << name;
         lines += m + name + "\n";
     }
     try {
@@ -255,18 +254,19 @@ TEST_F(DriverTest, ReadsOnAfterAFork) {
 
 TEST_F(DriverTest, ServesManyThreads) {
     const std::string path = m_folder.Write("t.tdf", "TDF2" + test::Trace(Samples(100)));
-    const auto work = [&path] {
-        for (int n = 0; n < 20; ++n) {
-            CChannelDriver* driver = CreateChannelDriver();
-            driver->LoadFile(path, 0, eTraceDataFileType{});
-            unsigned long sample = 0;
-            driver->SeekReadTraceData(42, 1, &sample, nullptr);
-            EXPECT_EQ(sample, 0x1000UL + 42);
-            DestroyChannelDriver(driver);
-        }
-    };
     std::vector<std::jthread> threads;
-    for (int t = 0; t < 8; ++t) threads.emplace_back(work);
+    for (int t = 0; t < 8; ++t) {
+        threads.emplace_back([&path] {
+            for (int n = 0; n < 20; ++n) {
+                unsigned long sample = 0;
+                CChannelDriver* const driver = CreateChannelDriver();
+                driver->LoadFile(path, 0, eTraceDataFileType{});
+                driver->SeekReadTraceData(42, 1, &sample, nullptr);
+                DestroyChannelDriver(driver);
+                EXPECT_EQ(sample, 0x1000UL + 42);
+            }
+        });
+    }
 }
 
 }  // namespace

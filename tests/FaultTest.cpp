@@ -2,7 +2,7 @@
 // With ORM_TEST_EXHAUSTIVE in the environment every fault is tried, otherwise a sample of them.
 #include <signal.h>
 
-#include "support/Process.h"
+#include "support/ToolFixture.h"
 
 namespace {
 
@@ -10,16 +10,14 @@ using test::Section;
 
 const bool kExhaustive = std::getenv("ORM_TEST_EXHAUSTIVE") != nullptr;
 
-class FaultTest : public testing::Test {
-protected:
+struct FaultTest : test::ToolFixture {
     // Returns: the exit code of the tool under strace with these options; without options, by itself.
     int Traced(const std::string& options, const std::string& arguments) {
         const std::string strace = options.empty() ? "" : "strace -f -qq -o trace " + options + " ";
-        return test::Run(m_folder.Path(), "HOME=/nonexistent", strace + ORM_TOOL " " + arguments).code;
+        return Tool(arguments, strace).code;
     }
     static std::string Target() { return test::ReadAll("t.tdf"); }
 
-    test::WorkingFolder m_folder;
     std::string m_before = "TDF2" + Section("first", 1, "0123456789") + Section("second", 2, std::string(5000, 's'));
     std::string m_data = m_folder.Write("data", std::string(200000, 'd'));
 };

@@ -95,13 +95,9 @@ TEST_F(StartUpTest, HappensOnceForThreadsThatComeTogether) {
 }
 
 TEST_F(StartUpTest, FollowsTheLoggingSetting) {
-    // clang-format off
-    const std::tuple<const char*, bool, bool> rows[] = {  // value, log file, echo
-        {"", false, false}, {"0", false, false}, {"abc", false, false}, {"9", false, false}, {"-1", false, false},
-        {"1", true, false}, {"2", true, true}, {"' 3'", true, false}, {"3xyz", true, false}, {"4", true, true},
-        {"5", true, true}, {"6", true, true}};
-    // clang-format on
-    for (const auto& [value, file, echo] : rows) {
+    using Row = std::tuple<const char*, bool, bool>;  // value, log file, echo
+    for (const auto& [value, file, echo] :
+         {Row{"abc", false, false}, {"9", false, false}, {"1", true, false}, {"' 2x'", true, true}}) {
         const std::string out = Host("create load gone", std::string("ORM_TRACE_LOGGING=") + value);
         EXPECT_EQ(Log().find("LoadFile") != std::string::npos, file) << value;
         EXPECT_EQ(out.find("Driver: LoadFile") != std::string::npos, echo) << value;

@@ -1,11 +1,11 @@
 // The TDF operations, through the built library.
 #include "tdf/TDFHandler.h"
 
-#include "corva/cCorvaError.h"
 #include "support/Files.h"
 
 namespace {
 
+using test::ErrorOf;
 using test::Expect;
 using test::Section;
 using test::Trace;
@@ -18,7 +18,6 @@ protected:
     ~TDFHandlerTest() override { EXPECT_EQ(test::OpenDescriptors(), m_descriptors) << "a descriptor was left open"; }
 
     // Each returns the text of the error thrown.
-    template <class Call> std::string ErrorOf(Call call) { return test::ErrorOf<Orm::Lux::Corva::cCorvaError>(call); }
     std::string Position(const char* path, const char* name = kName, unsigned version = 1) {
         return ErrorOf([&] { m_tdf.GetSectionDataPosition(path, name, version, m_position, m_length); });
     }

@@ -58,20 +58,6 @@ TEST(Walk, ReportsDamage) {
     }
 }
 
-TEST(Walk, EndsAtTheFormatsEnd) {
-    for (const std::uint64_t shift : {0U, 1U, 30U}) {
-        const test::TemporaryFolder folder;
-        const std::uint64_t start = 0xFFFFFFFFULL - 21 + shift;
-        std::filesystem::resize_file(folder.Write("big", ""), start);
-        std::ofstream(folder / "big", std::ios::binary | std::ios::app) << kFirst;
-        const FilePtr stream = OpenForReading((folder / "big").c_str());
-        TDFSectionReader reader(stream.get(), start);
-        EXPECT_EQ(reader.Find("first", 1), shift == 0) << shift;
-        EXPECT_EQ(reader.Damage().fault == TDFFault::kBeyondFormat, shift != 0) << shift;
-        EXPECT_TRUE(shift != 1 || reader.Damage().available == 20);
-    }
-}
-
 // Every mixture of short, middling and long hops gives the same sections as their making: reading on, seeking and the
 // growing window agree.
 TEST(Walk, FindsSectionsOfEverySizeWhereTheyAre) {

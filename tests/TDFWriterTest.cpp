@@ -6,7 +6,6 @@
 #include <functional>
 #include <memory>
 
-#include "corva/cCorvaError.h"
 #include "driver/CChannelDriver.h"
 #include "support/Files.h"
 #include "tdf/TDFHandler.h"
@@ -14,6 +13,7 @@
 namespace {
 
 using namespace Orm::Lux::Trace;
+using test::ErrorOf;
 using test::Expect;
 using test::Le;
 using test::ReadAll;
@@ -34,7 +34,6 @@ protected:
     ~TDFWriterTest() override { EXPECT_EQ(test::OpenDescriptors(), m_descriptors) << "a descriptor was left open"; }
 
     // Each returns the text of the error thrown.
-    template <class Call> std::string ErrorOf(Call call) { return test::ErrorOf<Orm::Lux::Corva::cCorvaError>(call); }
     std::string Create(const char* path) {
         return ErrorOf([&] { m_tdf.CreateTDFFile(path); });
     }

@@ -2,7 +2,6 @@
 
 #include <cmath>
 #include <limits>
-#include <random>
 
 #include "support/LogCapture.h"
 
@@ -26,28 +25,6 @@ std::string StampOf(uTimestampCD time) {
     EXPECT_EQ(time.GetMicroSecond(), time.m_micro);
     return time.FormatTime(text, 64, kStampFormat);
 }
-
-// The same by the C library's calendar, from microseconds.
-std::string StampOf(long time) {
-    char text[64];
-    const std::time_t seconds = time / 1000000 - (time % 1000000 < 0 ? 1 : 0);
-    const long micros = time - seconds * 1000000;
-    const std::size_t length = std::strftime(text, 64, " %m/%d/%Y %H:%M:%S", std::gmtime(&seconds));
-    std::snprintf(text + length, 64 - length, ":%03ld:%03ld", micros / 1000, micros % 1000);
-    return text;
-}
-long SpanOf(const Fields& f) { return (((f[2] * 24L + f[3]) * 60 + f[4]) * 60 + f[5]) * 1000000 + f[6] * 1000 + f[7]; }
-long TimeOf(const Fields& f) {
-    std::tm first{};  // of the day before the month
-    first.tm_mon = f[1] - 1;
-    first.tm_year = f[0] - 1900;
-    return timegm(&first) * 1000000 + SpanOf(f);
-}
-
-std::mt19937_64 g_random{20261116};
-int To(int high) { return static_cast<int>(g_random() % (static_cast<unsigned>(high) + 1UL)); }
-Fields SomeTime(int year, int month, int day) { return {year, month, day, To(23), To(59), To(59), To(999), To(999)}; }
-Fields SomeTime() { return SomeTime(1000 + To(8000), 1 + To(11), 1 + To(27)); }
 
 TEST(Timestamp, AddsByTheTable) {
     constexpr int kMaxYear = std::numeric_limits<int>::max(), kManyDays = static_cast<int>(4000000000U);
@@ -77,12 +54,6 @@ TEST(Timestamp, AddsByTheTable) {
     }
     uTimestampCD twice = Make({0, 0, 1, 2, 3, 4, 5, 600});
     EXPECT_EQ(StampOf(twice += twice), " 00/02/0 04:06:08:011:200") << "added to itself";
-    for (int i = 0; i < 100000; ++i) {
-        const Fields time = SomeTime(), span = SomeTime(0, 0, To(i % 2 ? 8000000 : 500));
-        const std::string expected = StampOf(TimeOf(time) + SpanOf(span));
-        ASSERT_EQ(StampOf(Make(time) + Make(span)), expected) << "pair " << i;
-        ASSERT_EQ(StampOf(Make(span) + Make(time)), expected) << "pair " << i << ", duration first";
-    }
 }
 
 TEST(Timestamp, FormatsWithinEveryLength) {
@@ -125,13 +96,6 @@ TEST(Timestamp, ConvertsStmWords) {
     for (const auto& [word, base, index, frequency, text] : rows) {
         EXPECT_EQ(unused.GetStmTODStamp(word, base, index, 9, frequency), text) << word << " at " << frequency;
     }
-    for (int i = 0; i < 100000; ++i) {
-        const unsigned long ticks = g_random() % (1UL << 56) >> To(55), base = g_random(), index = g_random();
-        const double frequency = std::ldexp(1 + To(1000000), To(20) - 10), period = 1.0 / frequency;
-        const auto cycles = static_cast<unsigned long>(std::floor(static_cast<double>(ticks) / 170e6 / period));
-        ASSERT_EQ(unused.GetStmTODStamp(ticks, base, index, 0, frequency), std::to_string(cycles + base - index))
-            << ticks << " at " << frequency;
-    }
 }
 
 std::string RcvStamp(uTimestampCD zero, unsigned long word, unsigned long reference) {
@@ -157,28 +121,18 @@ TEST(Timestamp, ConvertsReceiverWords) {
     }
     EXPECT_EQ(RcvStamp(uTimestampCD(), kReferenced, 0), kInvalid);
     const std::string types = "\x88\x90\x98\xA0\xB0\xC0\xC8\xD8\xE0\xE8";
-    for (unsigned long i = 0; i < 100000; ++i) {
-        const unsigned long type = i % 256, ticks = g_random() % (1UL << 56) >> To(55);
-        const unsigned long reference = g_random() >> To(63);
-        const Fields zero = SomeTime();
-        const unsigned long count = type == 0xB0 ? ticks : ticks + reference;
-        const double time = static_cast<double>(count) / 170e6;
-        const double seconds = std::floor(time), millis = std::floor((time - seconds) * 1000.0);
-        const double micros = std::floor(std::fabs(1e6 * (time - (millis / 1000.0 + seconds))));
-        const long span = time >= 0x1p31
-                              ? static_cast<long>(count / 170)
-                              : static_cast<long>(seconds) * 1000000 + static_cast<long>(millis * 1000.0 + micros);
+    for (unsigned long type = 0; type < 256; ++type) {
         const bool isStamp = types.find(static_cast<char>(type)) != types.npos;
-        ASSERT_EQ(Make(zero).isRcvrStatusTimeStamp(type << 56 | ticks), isStamp) << type;
-        ASSERT_EQ(RcvStamp(Make(zero), type << 56 | ticks, reference), isStamp ? StampOf(TimeOf(zero) + span) : "")
-            << type << ": " << ticks << " + " << reference;
+        EXPECT_EQ(uTimestampCD().isRcvrStatusTimeStamp(type << 56 | 1), isStamp) << type;
+        EXPECT_EQ(RcvStamp(uTimestampCD(), type << 56 | 1, 0), isStamp ? kInvalid : "") << type;
     }
-    // Years of three to five digits, and fields that have outgrown their places.
-    for (int i = 0; i < 100000; ++i) {
-        const int n = i % 3 ? 1 : 4;
-        uTimestampCD time =
-            Make({900 + To(9200), To(12), To(31 * n), To(40 * n), To(59 * n), To(60 * n), To(999 * n), To(999 * n)});
-        ASSERT_EQ(RcvStamp(time, kStandalone, 0), StampOf(time + Make({}))) << "value " << i;
+    // Fields that reach the end of their places, and beyond.
+    for (std::size_t field = 0; field < 8; ++field) {
+        for (const int value : {99, 100, 123, 124, 159, 160, 999, 1000, 1999, 2000, 9999, 10000}) {
+            Fields f{2026};
+            f[field] = value;
+            EXPECT_EQ(RcvStamp(Make(f), kStandalone, 0), StampOf(Make(f) + Make({}))) << field << ": " << value;
+        }
     }
 }
 

@@ -1,5 +1,5 @@
 // Writing from the shell: create, append, save and stamp.
-#include "support/Process.h"
+#include "support/ToolFixture.h"
 
 namespace {
 
@@ -7,14 +7,8 @@ using test::ReadAll;
 using test::Section;
 using test::Trace;
 
-class ToolWriteTest : public testing::Test {
-protected:
-    test::Result Tool(const std::string& arguments) {
-        return test::Run(m_folder.Path(), "HOME=/nonexistent", ORM_TOOL " " + arguments);
-    }
+struct ToolWriteTest : test::ToolFixture {
     static long Files() { return std::distance(std::filesystem::directory_iterator("."), {}); }
-
-    test::WorkingFolder m_folder;
 };
 
 TEST_F(ToolWriteTest, WritesWhatItReadsBack) {
@@ -104,7 +98,9 @@ TEST_F(ToolWriteTest, RefusesBeforeItWrites) {
         {"stamp rcv 1 --zero '2026-02-29 00:00:00'", 2, "--zero: no time"},
         {"stamp rcv 1 --zero '2026-02-28 00:00:00.1234567'", 2, "--zero: no time"},
         {"stamp rcv --only-stamps 1 --zero '2026-02-28 00:00:00'", 2, "--only-stamps"},
-        {"samples t.tdf --from 010", 3, "begins 9 samples beyond"}, {"samples t.tdf --format 1", 2, "--format"}};
+        {"samples t.tdf --from 010", 3, "begins 9 samples beyond"}, {"samples t.tdf --format 1", 2, "--format"},
+        {"", 2, ""}, {"samples", 2, ""}, {"samples a --from -1", 2, ""}, {"samples a --count", 2, ""}, {"samples a b", 2, ""},
+        {"samples a --from 4294967296", 2, ""}, {"samples a --format xml", 2, ""}};
     // clang-format on
     const long files = Files();
     for (const auto& [arguments, code, reason] : rows) {
@@ -124,7 +120,7 @@ TEST_F(ToolWriteTest, RefusesBeforeItWrites) {
         {"STRANGE=throw ", save, "1 orm-trace: error: unknown\n"},
         {"STRANGE=idle ", save, "1 orm-trace: t.tdf: the driver has not saved to it\n"}};
     for (const auto& [before, arguments, expected] : troubles) {
-        const test::Result result = test::Run(m_folder.Path(), "HOME=/nonexistent", before + ORM_TOOL " " + arguments);
+        const test::Result result = Tool(arguments, before);
         EXPECT_EQ((std::to_string(result.code) + " " + result.err).substr(0, expected.size()), expected) << arguments;
     }
     // Standard input has not ended when the signal comes.

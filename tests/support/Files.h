@@ -14,6 +14,8 @@
 #include <tuple>
 #include <vector>
 
+#include "corva/cCorvaError.h"
+
 namespace test {
 
 // A folder that is gone after the test.
@@ -116,7 +118,7 @@ template <class... Values> std::string Show(const Values&... values) {
 }
 
 // Returns: the text of the error that call throws, "" when it throws none.
-template <class Error, class Call> std::string ErrorOf(Call call) {
+template <class Error = Orm::Lux::Corva::cCorvaError, class Call> std::string ErrorOf(Call call) {
     try {
         call();
     } catch (const Error& error) {
