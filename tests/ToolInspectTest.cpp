@@ -14,15 +14,12 @@ using ToolInspectTest = test::ToolFixture;
 // Every subcommand over every kind of file and fault: the exit code, and a message exactly when there is something wrong.
 TEST_F(ToolInspectTest, EndsAsItShouldForEveryFault) {
     const std::string good = "TDF2" + Section("n", 1, "x") + test::Trace("12345678");
-    const std::vector<std::pair<std::string, std::string>> files{{"good.tdf", good},
-                                                                 {"cut.tdf", good.substr(0, good.size() - 8)},
-                                                                 {"tail.tdf", good + "tail"},
-                                                                 {"zero.tdf", good + Section("z", 1, "", 0)},
-                                                                 {"long.tdf", good + Section("z", 1, "", 1U << 28)},
-                                                                 {"empty.tdf", ""},
-                                                                 {"junk.tdf", "junk and more junk"},
-                                                                 {"id.tdf", "TDF2"},
-                                                                 {"plain.bin", "12345678"}};
+    // clang-format off
+    const std::vector<std::pair<std::string, std::string>> files{
+        {"good.tdf", good}, {"cut.tdf", good.substr(0, good.size() - 8)}, {"tail.tdf", good + "tail"},
+        {"zero.tdf", good + Section("z", 1, "", 0)}, {"long.tdf", good + Section("z", 1, "", 1U << 28)},
+        {"empty.tdf", ""}, {"junk.tdf", "junk and more junk"}, {"id.tdf", "TDF2"}, {"plain.bin", "12345678"}};
+    // clang-format on
     for (const auto& [name, bytes] : files) m_folder.Write(name, bytes);
     std::filesystem::create_directory("dir.tdf");
     mkfifo("fifo.tdf", 0666);

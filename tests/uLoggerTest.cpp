@@ -31,20 +31,8 @@ protected:
 };
 
 TEST_F(uLoggerTest, WritesLines) {
-    // clang-format off
-    const std::tuple<unsigned, int, std::string, std::string> rows[] = {  // level, style, message, line with its digits 0
-        {1, 0, "x", "M      x"}, {2, 0, "x", " W     x"}, {4, 0, "x", "  F    x"}, {8, 0, "x", "   A   x"},
-        {16, 0, "x", "    E  x"}, {31, 0, "x", "MWFAE  x"}, {17, 0, "x", "M   E  x"}, {32, 0, "x", "       x"},
-        {1, 1, "x", "M     00/00/00 | x"}, {1, 2, "x", "M     00:00:00:000 | x"}, {1, 4, "x", "M      x"},
-        {1, 3, "x", "M     00/00/00 00:00:00:000 | x"}, {1, -1, "x", "M      x"}, {1, 0, "", "M      "},
-        {1, 0, "a\n", "M      a"}, {1, 0, "a\r", "M      a"}, {1, 0, "a\r\n", "M      a"}, {1, 0, "a\n\r", "M      a"},
-        {1, 0, "a\n\n", "M      a\n"}};
-    // clang-format on
-    for (const auto& [level, style, message, text] : rows) {
-        std::string line = Logged(level, static_cast<uLogger::TIME_DATE>(style), "%s", message.c_str());
-        for (char& c : line) c = std::isdigit(static_cast<unsigned char>(c)) != 0 ? '0' : c;
-        EXPECT_EQ(line, text + "\n") << level << ' ' << style << ' ' << testing::PrintToString(message);
-    }
+    // The fuzz target has a model of levels, stamps and ends of lines.
+    EXPECT_EQ(Logged(31U, uLogger::TD_NONE, "%s\n", "x"), "MWFAE  x\n");
     EXPECT_EQ(Logged("a%cb", 0), "M      a\n") << "a zero ends the message";
     EXPECT_EQ(Logged(0U, uLogger::TD_NONE, "%s", "x"), "");
     EXPECT_FALSE(std::filesystem::exists("log")) << "not even created";
