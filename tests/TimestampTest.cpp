@@ -112,7 +112,8 @@ TEST(Timestamp, ConvertsReceiverWords) {
         {ten, kReferenced + 10199999999, 0, " 11/16/2026 10:00:59:999:999"},
         {ten, kReferenced + 1, 0, " 11/16/2026 10:00:00:000:000"},
         {{2000, 1, 1}, kReferenced + (1UL << 56) - 1, 0, " 06/06/2013 21:10:00:223:105"},
-        // Beyond 2^31 seconds, and where the steps would give 1007 microseconds.
+        // Below 2^31 seconds, from there on, and where the steps would give 1007 microseconds.
+        {{1900, 1, 1}, kReferenced + 159085833, ((1UL << 31) - 1) * 170000000, " 01/20/1968 03:14:07:935:798"},
         {{1900, 1, 1}, kReferenced + 16999999, (1UL << 31) * 170000000, " 01/20/1968 03:14:08:099:999"},
         {{2026, 11, 16, 10, 0, 0, 0, 999}, kReferenced, 14843663295541540684UL, " 10/19/4793 09:47:24:363:003"},
         {{2026, 13, 1}, kReferenced, 0, kInvalid}};
