@@ -63,6 +63,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         const auto& damage = reader.Damage();
         Require(damage.fault != Orm::Lux::Trace::TDFFault::kNone && damage.claimed != damage.available);
         Require(damage.offset <= next && damage.offset >= base);
+        const std::uint64_t left = 0xFFFFFFFF - std::min<std::uint64_t>(damage.offset, 0xFFFFFFFF);
+        Require(damage.fault != Orm::Lux::Trace::TDFFault::kBeyondFormat || damage.available == left);
     }
     return 0;
 }
