@@ -87,7 +87,8 @@ public:
 // reported, and the next call tries again.
 // Ownership: the caller frees the driver with DestroyChannelDriver.
 // Errors:    std::bad_alloc alone, when there is no memory for the driver.
-// Threads:   may be called from several threads at once, while other drivers are in use.
+// Threads:   may be called from several threads at once, while other drivers are in use. A child that is forked while
+//            another thread is in this call must not call it before exec: its lock may be held forever.
 extern "C" ORM_EXPORT Orm::Lux::Trace::CChannelDriver* CreateChannelDriver();
 
 // Closes the driver's trace file and frees the driver. Null is ignored.

@@ -21,6 +21,8 @@
 #include "source_utilities/uTime.h"
 #include "tdf/CorvaErrors.h"
 #include "tdf/OpenFile.h"
+#include "tdf/TDFAppender.h"
+#include "tdf/TDFFile.h"
 #include "tdf/TDFHandler.h"
 #include "tdf/TraceSection.h"
 
@@ -133,6 +135,39 @@ bool HasSize(const std::string& path) noexcept {
     return stat(path.c_str(), &status) == 0 && (S_ISREG(status.st_mode) || S_ISBLK(status.st_mode));
 }
 
+bool IsSameFile(const struct stat& a, const struct stat& b) noexcept {
+    return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
+bool IsSameFile(std::FILE* a, std::FILE* b) noexcept {
+    struct stat first {
+    }, second{};
+    return fstat(fileno(a), &first) == 0 && fstat(fileno(b), &second) == 0 && IsSameFile(first, second);
+}
+
+// Returns: whether path still leads to this open file.
+bool IsNamed(std::FILE* stream, const std::string& path) noexcept {
+    struct stat open {
+    }, named{};
+    return fstat(fileno(stream), &open) == 0 && stat(path.c_str(), &named) == 0 && IsSameFile(open, named);
+}
+
+// Returns: false when path leads to no regular file with the TDF identifier.
+// Errors: cCorvaError, when that cannot be found out. REQUIRES: errno is that of opening, where opening failed.
+bool IsTDF(const TDFAppender& file, const std::string& path) {
+    struct stat status {};
+    if (file.Stream() == nullptr) {
+        if (errno == ENOENT || errno == ENOTDIR) return false;
+        const bool isOther = stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode);
+        Require(isOther, kBadFileToSave);
+        return false;
+    }
+    if (fstat(fileno(file.Stream()), &status) == 0 && !S_ISREG(status.st_mode)) return false;
+    const TDFFile::Answer isTDF = TDFFile(file.Stream()).HasIdentifier();
+    Require(isTDF != TDFFile::Answer::kUnreadable, kBadFileToSave);
+    return isTDF == TDFFile::Answer::kYes;
+}
+
 }  // namespace
 
 const char* const TalvoraFileChannelDriver::TalvoraFileChannelDriverErrorMessages[6] = {
@@ -156,32 +191,32 @@ void TalvoraFileChannelDriver::Close() noexcept {
     m_nextPosition = 0;
 }
 
-// Reads bytes at a position without the stream. A run that continues the one before is served from a read-ahead, any
-// other straight from the file. All is read by position: a child process shares the stream's place in the file, and may
-// move it.
-// Returns: whether all bytes were there. What ends or fails on the way is left to the stream, which tells.
-bool TalvoraFileChannelDriver::ReadAhead(std::uint64_t position, std::size_t size, char* out) noexcept {
-    if (m_file == nullptr || out == nullptr || ferror_unlocked(m_file)) return false;
+// Reads bytes at a position without the stream. A run that continues the one before is served from a read-ahead. Any
+// other drops it, so that bytes which somebody has changed are seen, and goes straight to the file. All is read by
+// position: a child process shares the stream's file offset and may move it.
+// Returns: the bytes read, fewer at the end of the file, where errno is left alone, and where reading fails, which sets
+//          errno.
+std::size_t TalvoraFileChannelDriver::ReadAhead(std::uint64_t position, std::size_t size, char* out) noexcept {
+    if (position != m_nextPosition) m_aheadSize = 0;
     const bool continues = position == m_nextPosition;
-    const std::uint64_t end = position + size;
+    std::size_t done = 0;
     if (position >= m_aheadPosition && position < m_aheadPosition + m_aheadSize) {
         const std::size_t at = position - m_aheadPosition;
-        const std::size_t ready = std::min(size, m_aheadSize - at);
-        std::memcpy(out, m_ahead.data() + at, ready);
-        out += ready;
-        position += ready;
-        size -= ready;
+        done = std::min(size, m_aheadSize - at);
+        std::memcpy(out, m_ahead.data() + at, done);
     }
-    if (size != 0 && (!continues || size >= m_ahead.size())) {
-        if (ReadAt(m_file, out, size, position) != size) return false;
-    } else if (size != 0) {
-        m_aheadPosition = position;
-        m_aheadSize = ReadAt(m_file, m_ahead.data(), m_ahead.size(), position);
-        if (m_aheadSize < size) return false;
-        std::memcpy(out, m_ahead.data(), size);
+    const std::size_t left = size - done;
+    if (left != 0 && (!continues || left >= m_ahead.size())) {
+        done += ReadAt(m_file, out + done, left, position + done);
+    } else if (left != 0) {
+        m_aheadPosition = position + done;
+        m_aheadSize = ReadAt(m_file, m_ahead.data(), m_ahead.size(), m_aheadPosition);
+        const std::size_t got = std::min(left, m_aheadSize);
+        std::memcpy(out + done, m_ahead.data(), got);
+        done += got;
     }
-    m_nextPosition = end;
-    return true;
+    m_nextPosition = position + done;
+    return done;
 }
 
 void TalvoraFileChannelDriver::ThrowError(eChannelDriverStatus, std::string message) const { ThrowCorvaError(message); }
@@ -230,29 +265,42 @@ void TalvoraFileChannelDriver::SaveFile(std::string fileName, eTraceDataFileType
     ORM_LOG_TRACE(TRACE_PREFIX "SaveFile");
     CheckFileArguments(fileName, type,
                        "\nThe Talvora File Channel Driver should not be used to save Uncompressed trace files.");
-    const char* const target = fileName.c_str();
-    TDFHandler tdf;
-    if (!tdf.ISTDF(target)) return;
+    if (!TDFHandler().HasExtension(fileName.c_str(), kTDFExtension)) return;
+    TDFAppender target(fileName.c_str());
+    if (!IsTDF(target, fileName)) return;
 
-    // What can fail without the target is done before anything is written to it: a section, once begun, stays.
+    // Do first whatever can fail without touching the target: a section that was begun cannot be removed.
     if (m_file == nullptr) FailSaving(EBADF);
     if (std::ferror(m_file)) FailSaving(EIO);
     const unsigned int length = LengthToSave();
-    if (std::fseek(m_file, static_cast<long>(m_dataPosition), SEEK_SET) != 0) FailSaving(errno);
+    const std::uint64_t available = AvailableToSave(length);
+    if (available < length && IsSameFile(m_file, target.Stream())) {
+        ThrowError(
+            eFileIOError,
+            "Talvora file channel driver: A trace that the end of its file cuts cannot be saved into that file.");
+    }
     const std::unique_ptr<char[]> buffer(new (std::nothrow) char[kSaveChunk]);
     if (!buffer) ThrowError(eMemoryAllocationFailure, kMemoryAllocationFailure);
+    target.RequireRoom(kTraceHeaderSize + available);
 
     unsigned int headerOffset = 0;
-    tdf.SaveSectionHeader(target, kTraceSection, kTraceVersion, headerOffset);
-    unsigned int remaining = length;
+    target.AppendHeader(kTraceSection, kTraceVersion, headerOffset);
+    std::uint64_t position = m_dataPosition;
+    const std::uint64_t end = position + length;
+    bool isShort = false;
     do {
-        const std::size_t chunk = std::min(remaining, kSaveChunk);
-        const auto read = static_cast<unsigned int>(std::fread(buffer.get(), 1, chunk, m_file));
-        if (std::ferror(m_file)) FailSaving(errno);
-        remaining -= read;
+        const auto chunk = static_cast<unsigned int>(std::min<std::uint64_t>(end - position, kSaveChunk));
+        errno = 0;
+        const auto read = static_cast<unsigned int>(ReadAt(m_file, buffer.get(), chunk, position));
+        isShort = read < chunk;
+        if (isShort && errno != 0) FailSaving(errno);
+        position += read;
         unsigned int sectionLength = 0;
-        tdf.SaveSectionData(target, kTraceSection, headerOffset, buffer.get(), 1, read, sectionLength);
-    } while (remaining != 0 && !std::feof(m_file));
+        target.AppendData(headerOffset, buffer.get(), 1, read, sectionLength);
+    } while (position != end && !isShort);
+    // What was appended to a file that has lost its name is lost too.
+    if (!IsNamed(target.Stream(), fileName)) ThrowError(eFileIOError, kBadFileToSave);
+    target.Close();
 }
 
 // The bytes of the loaded trace: a file that is no TDF file is saved whole, as far as a section may be long.
@@ -267,6 +315,13 @@ unsigned int TalvoraFileChannelDriver::LengthToSave() const {
                                      " bytes that readers find.");
     }
     return static_cast<unsigned int>(size);
+}
+
+// The bytes of the loaded trace that its file has: fewer than its length where the end of the file cuts it.
+std::uint64_t TalvoraFileChannelDriver::AvailableToSave(unsigned int length) const {
+    std::uint64_t size = 0;
+    if (!MeasureSize(m_file, size)) FailSaving(errno);
+    return std::min<std::uint64_t>(length, size - std::min<std::uint64_t>(size, m_dataPosition));
 }
 
 void TalvoraFileChannelDriver::FailSaving(int error) const {
@@ -285,11 +340,7 @@ void TalvoraFileChannelDriver::LoadFile(std::string fileName, unsigned long, eTr
         m_fileName = fileName;
         m_file = OpenForReading(m_fileName.c_str()).release();
         if (m_file != nullptr) {
-            TDFHandler tdf;
-            m_isTDF = tdf.ISTDF(m_fileName.c_str());
-            if (!m_isTDF) return;
-            m_dataLength = 0;
-            tdf.GetSectionDataPosition(m_fileName.c_str(), kTraceSection, kTraceVersion, m_dataPosition, m_dataLength);
+            FindSamples();
             return;
         }
     } catch (const Corva::cCorvaError& error) {
@@ -306,6 +357,20 @@ void TalvoraFileChannelDriver::LoadFile(std::string fileName, unsigned long, eTr
     ThrowError(eFileIOError, text);
 }
 
+// Finds the samples in the file that was opened. Errors: cCorvaError; the driver then has no samples.
+void TalvoraFileChannelDriver::FindSamples() {
+    if (!TDFHandler().HasExtension(m_fileName.c_str(), kTDFExtension)) return;
+    const TDFFile file(m_file);
+    const TDFFile::Answer isTDF = file.HasIdentifier();
+    if (isTDF == TDFFile::Answer::kNo) return;
+    m_isTDF = true;
+    m_dataLength = 0;
+    Require(isTDF == TDFFile::Answer::kYes, kCannotOpen);
+    const TDFFile::Data data = file.Require(kTraceSection, kTraceVersion);
+    m_dataPosition = data.position;
+    m_dataLength = data.length;
+}
+
 unsigned int TalvoraFileChannelDriver::GetNumSamples() const {
     if (m_numSamples != 0) return m_numSamples;
     if (m_isTDF) {
@@ -319,6 +384,20 @@ unsigned int TalvoraFileChannelDriver::GetNumSamples() const {
     return m_numSamples;
 }
 
+// Returns: the whole samples read. What cannot be read by position is left to the stream, which keeps the error.
+std::size_t TalvoraFileChannelDriver::ReadSamples(unsigned int position, unsigned int count, unsigned long* buffer) {
+    if (m_file != nullptr && buffer != nullptr && count != 0 && !ferror_unlocked(m_file)) {
+        errno = 0;
+        const std::size_t size = std::size_t{kSampleSize} * count;
+        const std::size_t got = ReadAhead(position, size, reinterpret_cast<char*>(buffer));
+        if (got == size || errno == 0) return got / kSampleSize;
+    }
+    if (m_file == nullptr || std::fseek(m_file, static_cast<long>(position), SEEK_SET) != 0) {
+        FailReading("failed fseek");
+    }
+    return buffer != nullptr ? std::fread(buffer, kSampleSize, count, m_file) : 0;
+}
+
 void TalvoraFileChannelDriver::SeekReadTraceData(unsigned int StartSample, unsigned int NumSamples,
                                                  unsigned long* buffer, unsigned int* samplesRead) {
     const unsigned int count = GetNumSamples();
@@ -329,15 +408,8 @@ void TalvoraFileChannelDriver::SeekReadTraceData(unsigned int StartSample, unsig
         ORM_LOG_ERROR(TRACE_PREFIX "StartSample exceeds CurrentSampleCount");
         ThrowError(eInvalidSample, kInvalidSample);
     }
-    const unsigned int position = m_dataPosition + kSampleSize * StartSample;
-    std::size_t read = NumSamples;
-    if (NumSamples == 0 ||
-        !ReadAhead(position, std::size_t{kSampleSize} * NumSamples, reinterpret_cast<char*>(buffer))) {
-        if (m_file == nullptr || std::fseek(m_file, static_cast<long>(position), SEEK_SET) != 0) {
-            FailReading("failed fseek");
-        }
-        read = buffer != nullptr ? std::fread(buffer, kSampleSize, NumSamples, m_file) : 0;
-    }
+    const unsigned int position = m_dataPosition + kSampleSize * StartSample;  // wraps, as the contract says
+    const std::size_t read = ReadSamples(position, NumSamples, buffer);
     if (samplesRead != nullptr) *samplesRead = static_cast<unsigned int>(read);
     if ((buffer == nullptr && NumSamples != 0) || ferror_unlocked(m_file)) FailReading("failed fread");
     ORM_LOG_TRACE(TRACE_PREFIX "SeekReadTraceData\n\tReturn: Samples read #%i\n", static_cast<int>(read));

@@ -101,6 +101,7 @@ private:
     std::uint64_t m_windowPosition;  // of the window's first byte in the file
     std::size_t m_windowSize = 0;    // bytes that are there
     std::size_t m_piece = kFirstPiece;
+    bool m_hasFailed = false;  // the last read of the window, other than by the end of the file
     Step m_last = Step::kSection;
     TDFSection m_section;
     TDFDamage m_damage;
