@@ -253,15 +253,20 @@ TEST_F(DriverTest, ReadsAndSavesBesideAForkedChild) {
         waitpid(child, nullptr, 0);
     }
     const int descriptor = fileno(m_fields.m_file);
-    const pid_t child = fork();
-    for (off_t at = 0; child == 0; at += 4097) lseek(descriptor, at % 4000000, SEEK_SET);
-    for (int n = 0; n < 20; ++n) {
+    const pid_t moving = fork();
+    for (off_t at = 0; moving == 0; at += 4097) lseek(descriptor, at % 4000000, SEEK_SET);
+    int wrong = 0;
+    for (unsigned n = 0; n < 100; ++n) {
+        const pid_t ending = fork();
+        if (ending == 0) usleep(n * 20), std::exit(0);
         m_folder.Write("t.tdf", "TDF2");
         m_driver->SaveFile("t.tdf", eTraceDataFileType{});
-        ASSERT_TRUE(test::ReadAll("t.tdf") == "TDF2" + test::Trace(samples)) << n;
+        wrong += test::ReadAll("t.tdf") != "TDF2" + test::Trace(samples);
+        waitpid(ending, nullptr, 0);
     }
-    kill(child, SIGKILL);
-    waitpid(child, nullptr, 0);
+    EXPECT_EQ(wrong, 0);
+    kill(moving, SIGKILL);
+    waitpid(moving, nullptr, 0);
 }
 
 // A file is a TDF file, or it is not, or it could not be looked at: that is never served as samples.
