@@ -12,13 +12,7 @@
 
 #include "corva/cCorvaError.h"
 #include "source_utilities/LogCall.h"
-#include "source_utilities/ScopedLock.h"
-#include "source_utilities/SharedTime.h"
-#include "source_utilities/uEnvironment.h"
 #include "source_utilities/uFile.h"
-#include "source_utilities/uProcess.h"
-#include "source_utilities/uString.h"
-#include "source_utilities/uTime.h"
 #include "tdf/CorvaErrors.h"
 #include "tdf/OpenFile.h"
 #include "tdf/TDFAppender.h"
@@ -31,12 +25,6 @@
 namespace Orm::Lux::Trace {
 namespace {
 
-using ORM_LUX::uEnvironment;
-using ORM_LUX::uLogSystem;
-using ORM_LUX::uProcess;
-using ORM_LUX::uString;
-using ORM_LUX::uTime;
-
 constexpr const char* kNotSupported = "Talvora file channel driver: This capability is not supported.";
 constexpr const char* kEmptyFileName = "Talvora file channel driver: Empty file name.";
 constexpr const char* kCannotOpenFile = "Talvora file channel driver: Can't open trace data file.";
@@ -47,78 +35,6 @@ constexpr const char* kMemoryAllocationFailure = "Talvora file channel driver: M
 static_assert(kSampleSize == sizeof(unsigned long), "a host's buffer holds samples");
 
 constexpr unsigned int kSaveChunk = 128 * 1024;  // bytes
-
-// Process-wide values that live until the process ends, later than any static destructor could run.
-template <class T> union NeverDestroyed {
-    NeverDestroyed() : value() {}
-    ~NeverDestroyed() {}
-    T value;
-};
-
-NeverDestroyed<ORM_LUX::uMutex> g_startUpMutex;  // guards what follows
-bool g_init = false;
-NeverDestroyed<std::string> g_pid;
-NeverDestroyed<std::string> g_traceLogDir;
-NeverDestroyed<std::string> g_traceDataDir;
-NeverDestroyed<std::string> g_traceSettingsDir;
-NeverDestroyed<std::string> g_fileName;
-
-template <class T> void AppendNumber(std::string& text, T value) {
-    uString::FromNumeric<T>(text, value, std::ios::fmtflags(), 0, 0, '\0');
-}
-
-// The processes of one debug session share the id of the process that began it, as long as that one is alive.
-void SettleDebugClient() {
-    std::string& pid = g_pid.value;
-    pid = uEnvironment::GetVar("ORM_TRACE_DEBUGCLIENT_PID");
-    if (!pid.empty() && uProcess::LookupProcess(uString::ToNumeric<unsigned long>(pid.c_str())) == 0) pid.clear();
-    if (!pid.empty()) return;
-    AppendNumber(pid, uProcess::GetPid());
-    uEnvironment::SetVar("ORM_TRACE_DEBUGCLIENT_PID", pid.c_str());
-}
-
-void PublishTraceDirectories() {
-    g_traceLogDir.value.clear();
-    uEnvironment::GetTraceLoggingDirectory(g_traceLogDir.value);
-    uEnvironment::GetTraceTemporaryDataDirectory(g_traceDataDir.value);
-    uEnvironment::GetTraceUserSettingsDirectory(g_traceSettingsDir.value);
-
-    uEnvironment::MakeDirectory(g_traceLogDir.value.c_str());
-    uEnvironment::MakeDirectory(g_traceDataDir.value.c_str());
-    uEnvironment::MakeDirectory(g_traceSettingsDir.value.c_str());
-
-    uEnvironment::SetVar("ORM_TRACE_LOGGING_DIR", g_traceLogDir.value.c_str());
-    uEnvironment::SetVar("ORM_TRACE_DATA_DIR", g_traceDataDir.value.c_str());
-    uEnvironment::SetVar("ORM_TRACE_SETTINGS_DIR", g_traceSettingsDir.value.c_str());
-}
-
-// For example orm_trace_log_11162026_4242.txt; the numbers are not padded, 5 March is 35.
-void NameLogFile() {
-    const ORM_LUX::ScopedLock lock(ORM_LUX::SharedTimeMutex());
-    std::string& name = g_fileName.value;
-    uTime time;
-    name = "orm_trace_log_";
-    AppendNumber(name, static_cast<int>(time.GetLocal().GetMonth()));
-    AppendNumber(name, static_cast<int>(time.GetLocal().GetDay()));
-    AppendNumber(name, time.GetLocal().GetYear());
-    name += "_" + g_pid.value + ".txt";
-}
-
-// Prepares the process, once, and makes sure that logging runs. What fails is left to the next call.
-void StartUp() noexcept {
-    const ORM_LUX::ScopedLock lock(g_startUpMutex.value);
-    try {
-        if (!g_init) {
-            SettleDebugClient();
-            PublishTraceDirectories();
-            NameLogFile();
-            g_init = true;
-        }
-        uLogSystem::GetLogSystem()->InitLog(g_fileName.value.c_str(), "ORM_TRACE_LOGGING", "ORM_TRACE_LOGGING_DIR",
-                                            true);
-    } catch (...) {
-    }
-}
 
 bool IsUncompressed(eTraceDataFileType type) noexcept {
     const int value = static_cast<int>(type);
@@ -133,39 +49,6 @@ unsigned int SampleCount(unsigned int bytes) noexcept {
 bool HasSize(const std::string& path) noexcept {
     struct stat status {};
     return stat(path.c_str(), &status) == 0 && (S_ISREG(status.st_mode) || S_ISBLK(status.st_mode));
-}
-
-bool IsSameFile(const struct stat& a, const struct stat& b) noexcept {
-    return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
-}
-
-bool IsSameFile(std::FILE* a, std::FILE* b) noexcept {
-    struct stat first {
-    }, second{};
-    return fstat(fileno(a), &first) == 0 && fstat(fileno(b), &second) == 0 && IsSameFile(first, second);
-}
-
-// Returns: whether path still leads to this open file.
-bool IsNamed(std::FILE* stream, const std::string& path) noexcept {
-    struct stat open {
-    }, named{};
-    return fstat(fileno(stream), &open) == 0 && stat(path.c_str(), &named) == 0 && IsSameFile(open, named);
-}
-
-// Returns: false when path leads to no regular file with the TDF identifier.
-// Errors: cCorvaError, when that cannot be found out. REQUIRES: errno is that of opening, where opening failed.
-bool IsTDF(const TDFAppender& file, const std::string& path) {
-    struct stat status {};
-    if (file.Stream() == nullptr) {
-        if (errno == ENOENT || errno == ENOTDIR) return false;
-        const bool isOther = stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode);
-        Require(isOther, kBadFileToSave);
-        return false;
-    }
-    if (fstat(fileno(file.Stream()), &status) == 0 && !S_ISREG(status.st_mode)) return false;
-    const TDFFile::Answer isTDF = TDFFile(file.Stream()).HasIdentifier();
-    Require(isTDF != TDFFile::Answer::kUnreadable, kBadFileToSave);
-    return isTDF == TDFFile::Answer::kYes;
 }
 
 }  // namespace
@@ -189,34 +72,6 @@ void TalvoraFileChannelDriver::Close() noexcept {
     FilePtr(std::exchange(m_file, nullptr)).reset();
     m_aheadSize = 0;
     m_nextPosition = 0;
-}
-
-// Reads bytes at a position without the stream. A run that continues the one before is served from a read-ahead. Any
-// other drops it, so that bytes which somebody has changed are seen, and goes straight to the file. All is read by
-// position: a child process shares the stream's file offset and may move it.
-// Returns: the bytes read, fewer at the end of the file, where errno is left alone, and where reading fails, which sets
-//          errno.
-std::size_t TalvoraFileChannelDriver::ReadAhead(std::uint64_t position, std::size_t size, char* out) noexcept {
-    if (position != m_nextPosition) m_aheadSize = 0;
-    const bool continues = position == m_nextPosition;
-    std::size_t done = 0;
-    if (position >= m_aheadPosition && position < m_aheadPosition + m_aheadSize) {
-        const std::size_t at = position - m_aheadPosition;
-        done = std::min(size, m_aheadSize - at);
-        std::memcpy(out, m_ahead.data() + at, done);
-    }
-    const std::size_t left = size - done;
-    if (left != 0 && (!continues || left >= m_ahead.size())) {
-        done += ReadAt(m_file, out + done, left, position + done);
-    } else if (left != 0) {
-        m_aheadPosition = position + done;
-        m_aheadSize = ReadAt(m_file, m_ahead.data(), m_ahead.size(), m_aheadPosition);
-        const std::size_t got = std::min(left, m_aheadSize);
-        std::memcpy(out + done, m_ahead.data(), got);
-        done += got;
-    }
-    m_nextPosition = position + done;
-    return done;
 }
 
 void TalvoraFileChannelDriver::ThrowError(eChannelDriverStatus, std::string message) const { ThrowCorvaError(message); }
@@ -267,14 +122,14 @@ void TalvoraFileChannelDriver::SaveFile(std::string fileName, eTraceDataFileType
                        "\nThe Talvora File Channel Driver should not be used to save Uncompressed trace files.");
     if (!TDFHandler().HasExtension(fileName.c_str(), kTDFExtension)) return;
     TDFAppender target(fileName.c_str());
-    if (!IsTDF(target, fileName)) return;
+    if (!target.IsTDF()) return;
 
     // Do first whatever can fail without touching the target: a section that was begun cannot be removed.
     if (m_file == nullptr) FailSaving(EBADF);
     if (std::ferror(m_file)) FailSaving(EIO);
     const unsigned int length = LengthToSave();
     const std::uint64_t available = AvailableToSave(length);
-    if (available < length && IsSameFile(m_file, target.Stream())) {
+    if (available < length && target.IsSameFile(m_file)) {
         ThrowError(
             eFileIOError,
             "Talvora file channel driver: A trace that the end of its file cuts cannot be saved into that file.");
@@ -299,7 +154,7 @@ void TalvoraFileChannelDriver::SaveFile(std::string fileName, eTraceDataFileType
         target.AppendData(headerOffset, buffer.get(), 1, read, sectionLength);
     } while (position != end && !isShort);
     // What was appended to a file that has lost its name is lost too.
-    if (!IsNamed(target.Stream(), fileName)) ThrowError(eFileIOError, kBadFileToSave);
+    if (!target.IsNamed()) ThrowError(eFileIOError, kBadFileToSave);
     target.Close();
 }
 
@@ -384,20 +239,6 @@ unsigned int TalvoraFileChannelDriver::GetNumSamples() const {
     return m_numSamples;
 }
 
-// Returns: the whole samples read. What cannot be read by position is left to the stream, which keeps the error.
-std::size_t TalvoraFileChannelDriver::ReadSamples(unsigned int position, unsigned int count, unsigned long* buffer) {
-    if (m_file != nullptr && buffer != nullptr && count != 0 && !ferror_unlocked(m_file)) {
-        errno = 0;
-        const std::size_t size = std::size_t{kSampleSize} * count;
-        const std::size_t got = ReadAhead(position, size, reinterpret_cast<char*>(buffer));
-        if (got == size || errno == 0) return got / kSampleSize;
-    }
-    if (m_file == nullptr || std::fseek(m_file, static_cast<long>(position), SEEK_SET) != 0) {
-        FailReading("failed fseek");
-    }
-    return buffer != nullptr ? std::fread(buffer, kSampleSize, count, m_file) : 0;
-}
-
 void TalvoraFileChannelDriver::SeekReadTraceData(unsigned int StartSample, unsigned int NumSamples,
                                                  unsigned long* buffer, unsigned int* samplesRead) {
     const unsigned int count = GetNumSamples();
@@ -416,11 +257,3 @@ void TalvoraFileChannelDriver::SeekReadTraceData(unsigned int StartSample, unsig
 }
 
 }  // namespace Orm::Lux::Trace
-
-extern "C" Orm::Lux::Trace::CChannelDriver* CreateChannelDriver() {
-    auto driver = std::make_unique<Orm::Lux::Trace::TalvoraFileChannelDriver>();
-    Orm::Lux::Trace::StartUp();
-    return driver.release();
-}
-
-extern "C" void DestroyChannelDriver(Orm::Lux::Trace::CChannelDriver* driver) { delete driver; }

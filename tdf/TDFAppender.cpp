@@ -1,9 +1,11 @@
 #include "tdf/TDFAppender.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstring>
 #include <utility>
 
@@ -50,8 +52,38 @@ bool HasSectionAt(std::FILE* stream, std::uint64_t position, std::uint64_t size)
 
 }  // namespace
 
-TDFAppender::TDFAppender(const char* path) noexcept : m_stream(OpenForUpdate(path)), m_isWritable(m_stream != nullptr) {
+TDFAppender::TDFAppender(const char* path) noexcept
+    : m_path(path), m_stream(OpenForUpdate(path)), m_isWritable(m_stream != nullptr) {
     if (!m_stream) m_stream = OpenForReading(path);
+    if (!m_stream) m_error = errno;
+}
+
+bool TDFAppender::IsTDF() const {
+    struct stat status {};
+    if (!IsOpen()) {
+        if (m_error == ENOENT || m_error == ENOTDIR) return false;
+        Require(stat(m_path, &status) == 0 && !S_ISREG(status.st_mode), kBadFileToSave);
+        return false;
+    }
+    if (fstat(fileno(m_stream.get()), &status) == 0 && !S_ISREG(status.st_mode)) return false;
+    const TDFFile::Answer isTDF = TDFFile(m_stream.get()).HasIdentifier();
+    Require(isTDF != TDFFile::Answer::kUnreadable, kBadFileToSave);
+    return isTDF == TDFFile::Answer::kYes;
+}
+
+bool TDFAppender::IsSameFile(std::FILE* stream) const noexcept {
+    struct stat other {};
+    return fstat(fileno(stream), &other) == 0 && IsThisFile(other);
+}
+
+bool TDFAppender::IsNamed() const noexcept {
+    struct stat named {};
+    return stat(m_path, &named) == 0 && IsThisFile(named);
+}
+
+bool TDFAppender::IsThisFile(const struct stat& other) const noexcept {
+    struct stat own {};
+    return fstat(fileno(m_stream.get()), &own) == 0 && own.st_dev == other.st_dev && own.st_ino == other.st_ino;
 }
 
 void TDFAppender::RequireWritable() const { Require(m_isWritable, kCannotOpen); }

@@ -1,6 +1,8 @@
 // Appending sections to one open TDF file. Private to the library.
 #pragma once
 
+#include <sys/stat.h>
+
 #include <cstdint>
 #include <cstdio>
 
@@ -15,11 +17,20 @@ namespace Orm::Lux::Trace {
 // Errors: cCorvaError with the text stated; what was written before stays.
 class TDFAppender {
 public:
-    // Opens path for reading and writing, or for reading only where writing is not permitted. Never throws.
+    // Opens path for reading and writing, or for reading only where writing is not permitted.
+    // Ownership: path belongs to the caller and outlives the object.
     explicit TDFAppender(const char* path) noexcept;
 
-    // The open file, null where it cannot even be read.
-    std::FILE* Stream() const noexcept { return m_stream.get(); }
+    // Whether path leads to a file that can at least be read.
+    bool IsOpen() const noexcept { return m_stream != nullptr; }
+
+    // Returns: whether path leads to a regular file with the TDF identifier.
+    // Errors: "File name passed to save file is not valid.", when that cannot be found out.
+    bool IsTDF() const;
+
+    // Returns: whether the stream is open on this file too; and whether path still leads to it.
+    bool IsSameFile(std::FILE* stream) const noexcept;
+    bool IsNamed() const noexcept;
 
     // Checks that a section of length bytes, header included, can be appended and will be found.
     // Errors: "Could not open TDF file as specified." (no permission to write), "File name passed to save file is not
@@ -38,9 +49,12 @@ public:
 
 private:
     void RequireWritable() const;
+    bool IsThisFile(const struct stat& other) const noexcept;
 
+    const char* m_path;
     FilePtr m_stream;
     bool m_isWritable;
+    int m_error = 0;  // why the file could not be opened
 };
 
 }  // namespace Orm::Lux::Trace

@@ -119,7 +119,7 @@ void TDFHandler::SaveSectionHeader(const char* path, const char* name, unsigned 
                                    unsigned int& headerOffset) {
     headerOffset = 0;
     TDFAppender file(path);
-    Require(file.Stream() != nullptr, kBadFileToSave);
+    Require(file.IsOpen(), kBadFileToSave);
     file.AppendHeader(name, version, headerOffset);
     file.Close();
 }
@@ -128,7 +128,7 @@ void TDFHandler::SaveSectionData(const char* path, const char*, unsigned int hea
                                  unsigned int elementSize, unsigned int elementCount, unsigned int& sectionLength) {
     sectionLength = 0;
     TDFAppender file(path);
-    Require(file.Stream() != nullptr, kBadFileToSave);
+    Require(file.IsOpen(), kBadFileToSave);
     Require(headerOffset >= kTDFIdentifier.size(), kBadOffset);
     Require(data != nullptr, "No data to write TDF.");
     file.AppendData(headerOffset, data, elementSize, elementCount, sectionLength);
