@@ -45,7 +45,7 @@ unsigned int SampleCount(unsigned int bytes) noexcept {
     return static_cast<unsigned int>((std::uint64_t{bytes} + kSampleSize - 1) / kSampleSize);
 }
 
-// Opening a FIFO or a device by name could make the host wait; neither has a size.
+// Opening a FIFO or a device by name could block the host; neither has a size.
 bool HasSize(const std::string& path) noexcept {
     struct stat status {};
     return stat(path.c_str(), &status) == 0 && (S_ISREG(status.st_mode) || S_ISBLK(status.st_mode));
@@ -158,7 +158,7 @@ void TalvoraFileChannelDriver::SaveFile(std::string fileName, eTraceDataFileType
     target.Close();
 }
 
-// The bytes of the loaded trace: a file that is no TDF file is saved whole, as far as a section may be long.
+// The bytes of the loaded trace: a file that is not a TDF file is saved whole, as far as a section may be long.
 unsigned int TalvoraFileChannelDriver::LengthToSave() const {
     if (m_isTDF) return m_dataLength;
     std::uint64_t size = 0;

@@ -20,7 +20,7 @@ namespace Trace {
 //
 // Each operation writes its name to the log when logging is on. What belongs to live channels is refused with
 // "Talvora file channel driver: This capability is not supported.".
-// Errors: cCorvaError as stated; beside it std::bad_alloc, where there is no memory for a text.
+// Errors: cCorvaError as stated, and std::bad_alloc when there is no memory for a text.
 class ORM_EXPORT TalvoraFileChannelDriver : public CChannelDriver {
 public:
     // The kind of failure. It is not part of the thrown error.
@@ -146,7 +146,7 @@ private:
     // of them, pages of 512 one for 8; larger pages go straight to the host's buffer.
     static constexpr std::size_t kAheadSize = 32 * 1024;
     std::uint64_t m_aheadPosition;
-    std::size_t m_aheadSize;       // bytes that are there
+    std::size_t m_aheadSize;       // bytes that it holds
     std::uint64_t m_nextPosition;  // where a run would continue the one before
     std::array<char, kAheadSize> m_ahead;
 };

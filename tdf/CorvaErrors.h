@@ -1,4 +1,4 @@
-// The one place where the library makes and reads errors of the tools library. Private to the library.
+// The one place where the library makes and reads errors of the Corva library. Private to the library.
 #pragma once
 
 #include <string>
@@ -12,7 +12,7 @@ namespace Orm::Lux::Trace {
 // Throws a cCorvaError of severity 2 with this text.
 [[noreturn]] void ThrowCorvaError(const std::string& message);
 
-// Throws a cCorvaError of severity 0, the refusal of a request that is no failure.
+// Throws a cCorvaError of severity 0, the refusal of a request, which is not a failure.
 [[noreturn]] void ThrowCorvaRefusal(const char* source, const char* message);
 
 // Throws ThrowCorvaError(message) unless holds.

@@ -45,7 +45,7 @@ public:
     // Returns: whether path has the extension "tdf" and names a file that begins with the TDF identifier.
     bool ISTDF(const char* path);
 
-    // Searches from where the stream stands, which is where a section begins: behind the identifier, usually.
+    // Searches from where the stream stands, which is where a section begins: after the identifier, usually.
     // dataLength: 0 during the search, then the section's data length; unchanged when stream is null.
     // Returns: true when the section is found: the stream then stands at its data. Otherwise false, with the stream
     //          anywhere.

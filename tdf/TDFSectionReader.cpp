@@ -41,10 +41,10 @@ bool TDFSectionReader::Find(std::string_view name, std::uint32_t version) noexce
 const unsigned char* TDFSectionReader::Header(std::uint64_t position, std::size_t size) noexcept {
     const std::uint64_t windowEnd = m_windowPosition + m_windowSize;
     if (position + size > windowEnd) {
-        m_piece = position <= windowEnd + kShortHop ? std::min(2 * m_piece, kWindowSize) : kFirstPiece;
+        m_chunk = position <= windowEnd + kShortHop ? std::min(2 * m_chunk, kWindowSize) : kFirstChunk;
         m_windowPosition = position;
         errno = 0;
-        m_windowSize = ReadAt(m_stream, m_window.data(), std::max(size, m_piece), position);
+        m_windowSize = ReadAt(m_stream, m_window.data(), std::max(size, m_chunk), position);
         m_hasFailed = m_windowSize < size && errno != 0;
         if (m_windowSize < size) return nullptr;
     }
