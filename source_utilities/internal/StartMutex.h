@@ -1,0 +1,11 @@
+// The lock around starting. Private to the library.
+#pragma once
+
+#include "source_utilities/uMutex.h"
+
+namespace ORM_LUX {
+
+// Returns: the mutex that is held while logging starts or its setting changes, in any logging system of the process.
+uMutex& StartMutex() noexcept;
+
+}  // namespace ORM_LUX
