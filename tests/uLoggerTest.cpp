@@ -218,7 +218,8 @@ TEST_F(uLoggerTest, LosesNoLineThatItReported) {
     const std::time_t end = std::time(nullptr) + (seconds != nullptr ? std::atoi(seconds) : 0);
     const auto goesOn = [&](int n) { return seconds != nullptr ? std::time(nullptr) < end : n < 3000; };
     const auto lineOf = [](int writer, int n) {
-        return "<" + std::to_string(writer) + ":" + std::to_string(n) + ":" + std::string(n * 7 % 90, '.') + "\n";
+        const std::string text(static_cast<std::size_t>(n % 90), '.');
+        return "<" + std::to_string(writer) + ":" + std::to_string(n) + ":" + text + "\n";
     };
     constexpr int kWriters = 3;
     std::vector<pid_t> writers;
