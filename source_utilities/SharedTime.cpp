@@ -1,10 +1,12 @@
 #include "source_utilities/SharedTime.h"
 
+#include "source_utilities/internal/NeverDestroyed.h"
+
 namespace ORM_LUX {
 
-uMutex& SharedTimeMutex() {
-    static uMutex& mutex = *new uMutex;
-    return mutex;
+uMutex& SharedTimeMutex() noexcept {
+    static NeverDestroyed<uMutex> mutex;
+    return mutex.value;
 }
 
 }  // namespace ORM_LUX

@@ -1,57 +1,70 @@
 #include "source_utilities/WriteLine.h"
 
 #include <signal.h>
+#include <stdio_ext.h>
 #include <sys/resource.h>
-#include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
-#include <cstring>
 
 namespace ORM_LUX {
 namespace {
 
-// Writes as write() does, except that the signal for a file that would outgrow the limit on its size, which by default
-// ends the process, is neither delivered nor left pending. The limit is asked for anew each time, by the cheapest call
-// there is: the host may change it. Only where there is one is the signal held back, which costs more than the asking.
-ssize_t WriteUnsignalled(int descriptor, const char* data, std::size_t size) {
-    rlimit limit{};
-    if (syscall(SYS_getrlimit, RLIMIT_FSIZE, &limit) == 0 && limit.rlim_cur == RLIM_INFINITY) {
-        return write(descriptor, data, size);
+// Calls put, which tells whether it succeeded, with the signals held back in this thread that come with a failure and by
+// default end the process. One that came is taken away; what waited before stays.
+template <class Call> void WithoutSignals(Call&& put) noexcept {
+    constexpr std::array<int, 2> kSignals{SIGPIPE, SIGXFSZ};
+    sigset_t held, before, waiting;
+    sigemptyset(&held);
+    for (const int signal : kSignals) sigaddset(&held, signal);
+    pthread_sigmask(SIG_BLOCK, &held, &before);
+    sigpending(&waiting);
+    if (!put()) {
+        for (const int signal : kSignals) {
+            if (sigismember(&waiting, signal) == 1) sigdelset(&held, signal);
+        }
+        const timespec atOnce{};
+        sigtimedwait(&held, nullptr, &atOnce);
     }
-    sigset_t signal, before;
-    sigemptyset(&signal);
-    sigaddset(&signal, SIGXFSZ);
-    pthread_sigmask(SIG_BLOCK, &signal, &before);
-    const ssize_t written = write(descriptor, data, size);
-    const int error = errno;
-    const timespec atOnce{};
-    if (written < 0 && error == EFBIG) sigtimedwait(&signal, nullptr, &atOnce);
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
-    errno = error;
-    return written;
+}
+
+// The limit is asked for anew each time, by the cheapest call there is: the host may change it. Only where there is one
+// are signals held back, which costs more than the asking.
+bool HasSizeLimit() noexcept {
+    rlimit limit{};
+    return syscall(SYS_getrlimit, RLIMIT_FSIZE, &limit) != 0 || limit.rlim_cur != RLIM_INFINITY;
 }
 
 }  // namespace
 
-bool WriteLine(int descriptor, const char* line, std::size_t length) noexcept {
-    std::size_t written = 0;
-    while (written < length) {
-        const ssize_t step = WriteUnsignalled(descriptor, line + written, length - written);
-        if (step > 0) written += static_cast<std::size_t>(step);
-        if (step == 0 || (step < 0 && errno != EINTR)) break;
-    }
-    if (written == length) return true;
-    struct stat status {};
-    std::array<char, kLineBufferSize> end{};
-    const auto part = static_cast<off_t>(written);
-    const bool isLast = written > 0 && written <= end.size() && fstat(descriptor, &status) == 0 &&
-                        pread(descriptor, end.data(), written, status.st_size - part) == part &&
-                        std::memcmp(end.data(), line, written) == 0;
-    if (isLast && ftruncate(descriptor, status.st_size - part) == 0) lseek(descriptor, 0, SEEK_END);
-    return false;
+bool WriteLine(std::FILE* stream, const char* line, std::size_t length, bool& endsInPart) noexcept {
+    const int file = fileno(stream);
+    const std::size_t before = endsInPart ? 1 : 0;
+    ssize_t written = 0;
+    const auto put = [&]() noexcept {
+        if (__fpending(stream) != 0) fflush_unlocked(stream);
+        char newline = '\n';
+        const std::array<iovec, 2> both{{{&newline, 1}, {const_cast<char*>(line), length}}};
+        do written = before == 0 ? write(file, line, length) : writev(file, both.data(), both.size());
+        while (written < 0 && errno == EINTR);
+        return written == static_cast<ssize_t>(before + length);
+    };
+    HasSizeLimit() ? WithoutSignals(put) : static_cast<void>(put());
+    if (written <= 0) return false;
+    const std::size_t ofLine = static_cast<std::size_t>(written) - before;
+    endsInPart = ofLine > 0 && line[ofLine - 1] != '\n';
+    return ofLine == length;
+}
+
+void PrintLine(const char* line) noexcept {
+    WithoutSignals([line]() noexcept {
+        const bool isPut = std::fputs(line, stdout) >= 0;
+        return std::fflush(stdout) == 0 && isPut;
+    });
 }
 
 }  // namespace ORM_LUX

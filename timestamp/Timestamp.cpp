@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <climits>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -226,9 +227,15 @@ char* uTimestampCD::FormatTime(char* buf, int len, const char* fmt) {
     uTimeSnapshot::FormatTime(buf, len, calendarFormat.c_str());
     if (m_status == STATUS_INVALID || !hasMicro) return buf;
 
-    // The base leaves nothing of a text that does not fit; digits without it would look like one that does.
+    // The base leaves nothing of a text that does not fit; digits without it would look like one that does. With a
+    // character before it, and room for that, a text that is empty in this locale does leave something.
     const std::size_t used = std::strlen(buf);
-    const bool isLost = used == 0 && !calendarFormat.empty();
+    bool isLost = false;
+    if (used == 0 && len < INT_MAX) {
+        std::string probe(static_cast<std::size_t>(len) + 1, '\0');
+        uTimeSnapshot::FormatTime(probe.data(), len + 1, ("x" + calendarFormat).c_str());
+        isLost = probe.front() == '\0';
+    }
     const std::size_t room = static_cast<std::size_t>(len) - used;
     const int digits = isLost ? len : std::snprintf(buf + used, room, "%03d", static_cast<int>(m_micro));
     if (static_cast<std::size_t>(digits) >= room) uTimeSnapshot(false).FormatTime(buf, len, "");

@@ -5,7 +5,10 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
+#include <cstring>
+#include <string_view>
 
 namespace ORM_LUX {
 namespace {
@@ -45,6 +48,32 @@ int OpenDescriptor(const char* path, int flags, mode_t mode) noexcept {
         }
         nanosleep(&kPause, nullptr);
     }
+}
+
+// fopen() itself opens: fdopen() knows fewer modes, and finds that there is no memory when the file is emptied already.
+std::FILE* OpenStream(const char* path, const char* mode) noexcept {
+    // Of six characters after the first, fopen() knows these: with one more, each stands only once.
+    std::array<char, 64> closeOnExec{*mode, 'e'};
+    std::size_t size = 2;
+    for (const char letter : std::string_view(mode, strnlen(mode, 7))) {
+        if (std::strchr("+xmc", letter) != nullptr && std::strchr(closeOnExec.data(), letter) == nullptr) {
+            closeOnExec[size++] = letter;
+        }
+    }
+    if (const char* characterSet = std::strstr(mode, ",ccs=")) {
+        std::snprintf(closeOnExec.data() + size, closeOnExec.size() - size, "%s", characterSet);
+    }
+    std::FILE* stream = nullptr;
+    do stream = std::fopen(path, closeOnExec.data());
+    while (stream == nullptr && errno == EINTR);
+    if (stream == nullptr || fileno(stream) > STDERR_FILENO) return stream;
+    // Nothing of the stream depends on the number but this field.
+    stream->_fileno = AboveStandardStreams(fileno(stream));
+    if (stream->_fileno >= 0) return stream;
+    const int error = errno;
+    std::fclose(stream);
+    errno = error;
+    return nullptr;
 }
 
 }  // namespace ORM_LUX
