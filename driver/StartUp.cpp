@@ -2,8 +2,10 @@
 
 #include <string>
 
-#include "source_utilities/ScopedLock.h"
-#include "source_utilities/SharedTime.h"
+#include "source_utilities/internal/NeverDestroyed.h"
+#include "source_utilities/internal/ScopedLock.h"
+#include "source_utilities/internal/SharedTimeMutex.h"
+#include "source_utilities/internal/StartMutex.h"
 #include "source_utilities/uEnvironment.h"
 #include "source_utilities/uLogSystem.h"
 #include "source_utilities/uProcess.h"
@@ -13,20 +15,14 @@
 namespace Orm::Lux::Trace {
 namespace {
 
+using ORM_LUX::NeverDestroyed;
 using ORM_LUX::uEnvironment;
 using ORM_LUX::uLogSystem;
 using ORM_LUX::uProcess;
 using ORM_LUX::uString;
 using ORM_LUX::uTime;
 
-// Process-wide values that live until the process ends, later than any static destructor could run.
-template <class T> union NeverDestroyed {
-    NeverDestroyed() : value() {}
-    ~NeverDestroyed() {}
-    T value;
-};
-
-NeverDestroyed<ORM_LUX::uMutex> g_startUpMutex;  // guards what follows
+// Guarded by the mutex of starting.
 bool g_init = false;
 NeverDestroyed<std::string> g_pid;
 NeverDestroyed<std::string> g_traceLogDir;
@@ -78,7 +74,7 @@ void NameLogFile() {
 }  // namespace
 
 void StartUp() noexcept {
-    const ORM_LUX::ScopedLock lock(g_startUpMutex.value);
+    const ORM_LUX::ScopedLock lock(ORM_LUX::StartMutex());
     try {
         if (!g_init) {
             SettleDebugClient();

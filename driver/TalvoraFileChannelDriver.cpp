@@ -11,7 +11,7 @@
 #include <utility>
 
 #include "corva/cCorvaError.h"
-#include "source_utilities/LogCall.h"
+#include "source_utilities/internal/LogCall.h"
 #include "source_utilities/uFile.h"
 #include "tdf/CorvaErrors.h"
 #include "tdf/OpenFile.h"

@@ -1,7 +1,7 @@
 #include "source_utilities/uFile.h"
 
-#include "source_utilities/ScopedLock.h"
 #include "source_utilities/internal/OpenDescriptor.h"
+#include "source_utilities/internal/ScopedLock.h"
 
 namespace ORM_LUX {
 

@@ -5,8 +5,8 @@
 #include <cstdlib>
 #include <memory>
 
-#include "source_utilities/LogCall.h"
-#include "source_utilities/ScopedLock.h"
+#include "source_utilities/internal/LogCall.h"
+#include "source_utilities/internal/ScopedLock.h"
 #include "source_utilities/internal/StartMutex.h"
 #include "source_utilities/source_utilities_error.h"
 #include "source_utilities/uEnvironment.h"

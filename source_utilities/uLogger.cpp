@@ -11,10 +11,10 @@
 #include <cstdio>
 #include <cstring>
 
-#include "source_utilities/LogCall.h"
-#include "source_utilities/ScopedLock.h"
-#include "source_utilities/SharedTime.h"
-#include "source_utilities/WriteLine.h"
+#include "source_utilities/internal/LogCall.h"
+#include "source_utilities/internal/ScopedLock.h"
+#include "source_utilities/internal/SharedTimeMutex.h"
+#include "source_utilities/internal/WriteLine.h"
 #include "source_utilities/uTime.h"
 
 namespace ORM_LUX {

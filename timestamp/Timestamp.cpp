@@ -11,8 +11,8 @@
 #include <sstream>
 #include <string_view>
 
-#include "source_utilities/CalendarTables.h"
-#include "source_utilities/LogCall.h"
+#include "source_utilities/internal/CalendarTables.h"
+#include "source_utilities/internal/LogCall.h"
 
 namespace Orm::Lux::Trace {
 namespace {

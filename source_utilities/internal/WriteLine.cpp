@@ -1,4 +1,4 @@
-#include "source_utilities/WriteLine.h"
+#include "source_utilities/internal/WriteLine.h"
 
 #include <signal.h>
 #include <stdio_ext.h>

@@ -1,4 +1,4 @@
-#include "source_utilities/SharedTime.h"
+#include "source_utilities/internal/SharedTimeMutex.h"
 
 #include "source_utilities/internal/NeverDestroyed.h"
 
