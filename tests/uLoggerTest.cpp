@@ -130,7 +130,8 @@ TEST_F(uLoggerTest, SharesItsFileWithTheHost) {
         EXPECT_TRUE(logger.OpenFile() && logger.OpenFile());
         EXPECT_EQ(test::OpenDescriptors(), before + 1) << "the first is closed";
         for (std::string expected : {"", "header\n"}) {
-            logger.Clear();
+            std::filesystem::remove("log");
+            expected.empty() ? logger.Clear() : static_cast<void>(logger.OpenFile());
             logger.m_file.WriteString(expected.c_str());
             for (int n = 0; n < 2000; ++n) {
                 logger.Log("%d", n);
@@ -153,6 +154,7 @@ TEST_F(uLoggerTest, GoesOnWhenItCouldNotWrite) {
     using Step = std::function<void()>;
     const Step nothing = [] {}, reopen = [&] { logger.EnableOutput(logger.EnableOutput(false)); },
                rename = [&] { logger.SetFileName("late/log", true); }, clear = [&] { logger.Clear(); },
+               empty = [&] { logger.SetFileName("late/log", false); },
                other = [] { std::ofstream("late/log", std::ios::app) << "other\n"; };
     const std::tuple<const char*, std::size_t, Step, const char*> rows[] = {
         {"no room", 0, nothing, ""},
@@ -161,7 +163,9 @@ TEST_F(uLoggerTest, GoesOnWhenItCouldNotWrite) {
         {"reopened", 5, reopen, "M    \n"},
         {"named again", 5, rename, "M    \n"},
         {"somebody else", 5, other, "M    other\n\n"},
-        {"emptied", 5, clear, nullptr}};
+        {"emptied", 5, clear, nullptr},
+        {"opened to empty it", 5, empty, nullptr},
+        {"a part in that mode", 5, nothing, "M    \n"}};
     for (const auto& [label, room, step, part] : rows) {
         const std::string before = ReadAll("late/log");
         {
@@ -173,7 +177,7 @@ TEST_F(uLoggerTest, GoesOnWhenItCouldNotWrite) {
         step();
         for (int n = 0; n < 2; ++n) logger.Log("again");
         EXPECT_EQ(ReadAll("late/log"), (part ? before + part : "") + "M      again\nM      again\n") << label;
-        EXPECT_STREQ(logger.m_file.GetOpenMode(), "a+");
+        EXPECT_STREQ(logger.m_file.GetOpenMode(), logger.m_append ? "a+" : "w+") << label;
     }
 }
 
