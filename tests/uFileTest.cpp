@@ -94,7 +94,7 @@ TEST(uFile, OpensAsFopenDoes) {
     std::filesystem::create_directory("folder");
     // clang-format off
     const char* const modes[] = {"r", "rb", "r+", "rb+", "w", "w+b", "wx", "w+x", "a", "ab+", "rx", "re", "rm", "rc",
-        "webxmc+", "rbbbbb+", "rq", "q", "+", "er", "r,ccs=UTF-8", "w+,ccs=UTF-16LE", "ax,ccs=UTF-8", "w,ccs=none"};
+        "webxmc+", "rmmmmm+", "rq", "q", "+", "er", "r,ccs=UTF-8", "w+,ccs=UTF-16LE", "ax,ccs=UTF-8", "w,ccs=none"};
     // clang-format on
     for (const char* mode : modes) {
         if (ORM_IS_SANITIZED && std::strchr(mode, ',') != nullptr) continue;  // the C library leaks its converters
@@ -154,13 +154,15 @@ TEST(uFile, WaitsForTheOtherEndOfAFifo) {
 TEST(uFile, KeepsFromTheStandardStreams) {
     const test::WorkingFolder folder;
     EXPECT_TRUE(test::HoldsInChild([] {
-        for (int stream = 0; stream < 3; ++stream) close(stream);
         uFile file("file", "w"), more("more", "w");
-        const bool isAbove = file.Open() && fileno(file.m_stream) > 2 && fcntl(0, F_GETFD) < 0;
+        for (const int stream : {2, 1, 0}) {
+            close(stream);
+            if (!file.Open() || fileno(file.m_stream) < 3 || fcntl(stream, F_GETFD) >= 0) return false;
+        }
         // Nor where that leaves none to move it to.
         const rlimit none{3, 3};
         setrlimit(RLIMIT_NOFILE, &none);
-        return isAbove && fcntl(fileno(file.m_stream), F_GETFD) == FD_CLOEXEC && !more.Open() && fcntl(0, F_GETFD) < 0;
+        return fcntl(fileno(file.m_stream), F_GETFD) == FD_CLOEXEC && !more.Open() && fcntl(0, F_GETFD) < 0;
     }));
 }
 

@@ -372,7 +372,7 @@ TEST_F(uLogSystemTest, StartsOnceForEachName) {
     EXPECT_FALSE(system.InitLog(nullptr, "X", nullptr, true) || system.InitLog("log", nullptr, nullptr, true) ||
                  system.InitLogEx(nullptr, 1, nullptr) || system.m_pLogger != nullptr);
     system.SetLoggingLevel(1);
-    EXPECT_TRUE(Init(system, "1"));
+    EXPECT_TRUE(Init(system, "1") && system.m_useLoggerLookup);
     uLogger* const first = system.m_pLogger;
     const std::string lines = ReadAll("log");
     EXPECT_TRUE(Init(system, "6") && Init(system, "6", "elsewhere", false) && system.InitLogEx("x", 6, nullptr));
