@@ -127,22 +127,17 @@ TEST(uFile, OpensAsFopenDoes) {
 
 TEST(uFile, WaitsForTheOtherEndOfAFifo) {
     const test::WorkingFolder folder;
-    ASSERT_EQ(mkfifo("fifo", 0600), 0);
     static std::atomic<int> interruptions;
     struct sigaction action {};
     action.sa_handler = [](int) { ++interruptions; };
-    sigaction(SIGUSR1, &action, nullptr);
+    ASSERT_EQ(mkfifo("fifo", 0600) + sigaction(SIGUSR1, &action, nullptr), 0);
     std::thread writer([reader = pthread_self()] {
-        while (interruptions < 20) {
-            pthread_kill(reader, SIGUSR1);
-            usleep(100);
-        }
-        uFile file("fifo", "w");
-        EXPECT_TRUE(file.Open() && file.WriteString("line") && file.Close());
+        for (; interruptions < 20; usleep(100)) pthread_kill(reader, SIGUSR1);
+        std::ofstream("fifo") << "line";
     });
     uFile file("fifo", "r");
     char line[8] = "";
-    EXPECT_TRUE(file.Open() && file.ReadString(line, 8)) << strerror(errno);
+    EXPECT_TRUE(file.Open() && file.ReadString(line, 8)) << std::strerror(errno);
     EXPECT_STREQ(line, "line");
     const int unblocked = open("fifo", O_RDWR | O_NONBLOCK | O_CLOEXEC);
     writer.join();
