@@ -6,9 +6,10 @@ cd -- "$(dirname -- "${BASH_SOURCE[0]}")"
 
 if [[ ${1:-} == -h || ${1:-} == --help ]]; then
     cat <<'EOF'
-usage: ./bench.sh [--quick] [OPTION...]
+usage: ./bench.sh [--quick | --markdown] [OPTION...]
 
 Takes a few minutes. --quick runs each benchmark once and briefly, to see that all work; its figures mean nothing.
+--markdown writes the results into docs/performance.md and the README too.
 The options are those of bench/ratios.py, for example --filter '^Save/' or --repetitions 15.
 EOF
     exit 0

@@ -15,7 +15,7 @@ step() {
 run_host() {
     local pid log
     step "A host loads the library and pages through $1, with logging on"
-    "$build/bin/page-through-trace" "$build/lib/libTalvoraFileChannelDriver.so" "$HOME/$1" "$samples" &
+    "$build/bin/check-capture" "$build/lib/libTalvoraFileChannelDriver.so" "$HOME/$1" "$samples" &
     pid=$!
     wait "$pid"
 
@@ -35,7 +35,7 @@ scripts/install-packages
 
 step "Build in $build"
 cmake --preset release --log-level=WARNING
-cmake --build --preset release --target TalvoraFileChannelDriver generate-trace page-through-trace
+cmake --build --preset release --target TalvoraFileChannelDriver generate-capture check-capture
 
 # From here on a home directory of the demo's own: the library keeps its logs and directories there.
 HOME=$(mktemp -d)
@@ -45,7 +45,7 @@ export ORM_TRACE_LOGGING=1
 unset ORM_TRACE_DEBUGCLIENT_PID # each host logs under its own process id
 
 step "A generator that shares no code with the library writes $samples samples to two files"
-"$build/bin/generate-trace" "$HOME/capture.tdf" "$HOME/capture.bin" "$samples"
+"$build/bin/generate-capture" "$HOME/capture.tdf" "$HOME/capture.bin" "$samples"
 
 run_host capture.tdf
 run_host capture.bin

@@ -13,7 +13,7 @@ namespace {
 using benchmark::State;
 using ORM_LUX::uLogger;
 
-// Numbers in the lines have eight digits, so that all lines are equally long and the file's size tells their number.
+// Numbers in the lines have eight digits, so that all lines are equally long and the file's size gives their number.
 constexpr int kFirstNumber = 10'000'000;
 constexpr int kNumbers = 80'000'000;
 constexpr const char* kFormat = "SeekReadTraceData StartSample #%i, NumSamples #%i, CurrentSampleCount #%i";

@@ -94,7 +94,7 @@ std::uint64_t NextSeed() {
     return ++seed;
 }
 
-// One page each iteration. read takes the first sample's number and a buffer, and tells whether the page came whole.
+// One page each iteration. read takes the first sample's number and a buffer, and returns whether the page came whole.
 template <class Reader>
 void ReadPages(State& state, const Trace& trace, unsigned int page, Order order, Reader&& read) {
     std::vector<unsigned long> buffer(page);

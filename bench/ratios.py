@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Runs the benchmarks and prints, in Markdown, a table of what this library costs beside its limit and its peers, and
-how its cost grows.
+"""Runs the benchmarks and prints, in Markdown, a table of what this library costs beside its limit and its peers, the
+goals that are not met, and how the cost grows.
 
 A benchmark is named WORK/PARTICIPANT; the participant is "library", "limit" or "peer:NAME". The benchmarks run
 interleaved at random, pinned to one core; those of several threads run by themselves on as many cores. Times are
@@ -9,8 +9,10 @@ time. A ratio is followed by the range of the middle half of the repetitions' ow
 from run to run.
 """
 import argparse
+import datetime
 import json
 import os
+import pathlib
 import re
 import statistics
 import subprocess
@@ -32,6 +34,18 @@ GOALS = (
     (r"LogLine, 2 threads", r"peer:spdlog", 1.25),
     (r"Stamp/.*", r"peer:date-fmt", 0.35),
 )
+# Why goals are not met.
+REASONS = (
+    (r"Find/.*", r".*", "a TDF file has no index of its sections, HDF5 has one; a walk passes from header to header"),
+    (r"Save/.*", r".*", "each chunk of 128 KiB is covered by the section's length before the next one is written, so "
+                        "that a save that is killed leaves a readable file"),
+    (r"LogLine.*", r".*", "before each line the logger calls getrlimit(RLIMIT_FSIZE), because a write beyond the limit "
+                          "would kill the host with SIGXFSZ"),
+)
+# The rows that the README shows.
+FIRST_ROWS = ("Read/plain/sequential/1", "Read/section/sequential/4096", "Read/section/random/512", "LogLine",
+              "Stamp/within an hour")
+ROOT = pathlib.Path(__file__).resolve().parent.parent
 # What makes a comparison unequal.
 NOTES = (
     (r"Read/.*", r"limit", "bare calls, one for each page; a reader with a buffer can do with fewer"),
@@ -164,12 +178,59 @@ def growth(times):
     return table
 
 
-def print_table(header, table):
+def table_text(header, table):
     lines = [header] + table
     widths = [max(len(line[column]) for line in lines) for column in range(len(header))]
     lines.insert(1, ["-" * width for width in widths])
-    for line in lines:
-        print("| " + " | ".join(cell.ljust(width) for cell, width in zip(line, widths)) + " |")
+    return "".join("| " + " | ".join(cell.ljust(width) for cell, width in zip(line, widths)) + " |\n" for line in lines)
+
+
+def misses(times):
+    """A line for each goal that is not met, with the figure and the reason."""
+    for work, participants in times.items():
+        library = participants.get("library")
+        for name, values in participants.items():
+            goal = first_match(GOALS, work, name)
+            if library and values and goal is not None and ratio(library, values)[0] > goal:
+                yield (f"- {work}: {ratio(library, values)[0]:.2f} of {name.removeprefix('peer:')}, the goal is {goal:g}: "
+                       f"{first_match(REASONS, work, name) or 'not explained'}.\n")
+
+
+def machine():
+    model = re.search(r"model name\s*: (.*)", pathlib.Path("/proc/cpuinfo").read_text())
+    return f"{os.cpu_count()} cores" + (f" of {model[1]}" if model else "")
+
+
+def report(times, options):
+    """The text of all results."""
+    text = []
+    if table := rows(times):
+        text += [table_text(["work", "library", "of the limit", "of the peers"], table),
+                 f"\nMedians of {options.repetitions} repetitions, with the middle half of their ratios, and the goal; bold "
+                 "where it is not met.\n"]
+        if missed := list(misses(times)):
+            text += ["\nGoals not met, and why:\n\n"] + missed
+        text += ["\nWhat makes a comparison unequal:\n\n"]
+        text += [f"- {works.split('/')[0].removesuffix('.*')}, {name.removeprefix('peer:')}: {note}.\n"
+                 for works, name, note in NOTES]
+    if grown := growth(times):
+        text += ["\n", table_text(["cost with the number of", "a call takes", "times the first"], grown),
+                 '\n"samples" is one sample somewhere in a sparse plain file, "sections" the lookup of the last one.\n']
+    return "".join(text)
+
+
+def replace_block(path, text):
+    """Replaces what stands between the two marks of the file."""
+    begin, end = "<!-- measured: written by ./bench.sh --markdown -->\n", "<!-- end of measured -->\n"
+    head, rest = path.read_text().split(begin)
+    path.write_text(head + begin + text + end + rest.split(end)[1])
+
+
+def write_documents(times, options):
+    measured = f"Measured on {datetime.date.today():%d %B %Y}, on {machine()}.\n\n"
+    replace_block(ROOT / "docs" / "performance.md", measured + report(times, options))
+    first = [row for work in FIRST_ROWS for row in rows({work: times.get(work, {})})]
+    replace_block(ROOT / "README.md", table_text(["work", "library", "of the limit", "of the peers"], first))
 
 
 def main():
@@ -178,20 +239,14 @@ def main():
     parser.add_argument("--repetitions", type=int, default=7)
     parser.add_argument("--min-time", type=float, default=0.05, help="seconds of a repetition")
     parser.add_argument("--filter", default=".", help="regular expression for the names of benchmarks to run")
+    parser.add_argument("--markdown", action="store_true", help="write docs/performance.md and the README's rows too")
     options = parser.parse_args()
     times = run(options.program, options)
-    table = rows(times)
-    if table:
-        print_table(["work", "library", "of the limit", "of the peers"], table)
-        print(f"\nMedians of {options.repetitions} repetitions, with the middle half of their ratios, and what is to "
-              "be reached, bold where it is not. What makes a comparison unequal:\n")
-        for works, name, note in NOTES:
-            print(f"- {works.split('/')[0].removesuffix('.*')}, {name.removeprefix('peer:')}: {note}.")
-        print()
-    grown = growth(times)
-    if grown:
-        print_table(["cost with the number of", "a call takes", "times the first"], grown)
-    return 0 if table or grown else 1
+    text = report(times, options)
+    print(text, end="")
+    if options.markdown and text:
+        write_documents(times, options)
+    return 0 if text else 1
 
 
 if __name__ == "__main__":

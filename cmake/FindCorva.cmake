@@ -1,8 +1,8 @@
-# Finds the tools library, libcorva.so, of which the error class alone is used. Corva_ROOT names its prefix; Corva_LIBRARY
+# Finds the Corva library, libcorva.so, of which only the error class is used. Corva_ROOT names its prefix; Corva_LIBRARY
 # its file and Corva_INCLUDE_DIR the folder that holds corva/cCorvaError.h, where they lie elsewhere.
 # Gives the target Corva::corva. Whatever links it records the library's SONAME, or the bare name of a file that has none.
-find_library(Corva_LIBRARY NAMES libcorva.so DOC "The tools library's libcorva.so")
-find_path(Corva_INCLUDE_DIR corva/cCorvaError.h DOC "The folder that holds the tools library's corva/cCorvaError.h")
+find_library(Corva_LIBRARY NAMES libcorva.so DOC "The Corva library's libcorva.so")
+find_path(Corva_INCLUDE_DIR corva/cCorvaError.h DOC "The folder that holds the Corva library's corva/cCorvaError.h")
 mark_as_advanced(Corva_LIBRARY Corva_INCLUDE_DIR)
 
 include(FindPackageHandleStandardArgs)

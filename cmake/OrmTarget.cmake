@@ -3,9 +3,9 @@ function(orm_target target)
     target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow
         $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor>)
     if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
-        target_compile_options(${target} PRIVATE -Wno-restrict)  # false alarms about std::string, mended in g++ 13
+        target_compile_options(${target} PRIVATE -Wno-restrict)  # false alarms about std::string, fixed in g++ 13
     endif()
-    if(TARGET Corva::corva AND NOT TARGET corva)  # the real tools library: its header, not the stand-in's
+    if(TARGET Corva::corva AND NOT TARGET corva)  # the real Corva library: its header, not the stand-in's
         target_include_directories(${target} PRIVATE $<TARGET_PROPERTY:Corva::corva,INTERFACE_INCLUDE_DIRECTORIES>)
     endif()
     target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR})

@@ -1,4 +1,4 @@
-// The error class of the tools library: the one type in which the driver and the TDF operations report failures.
+// The error class of the Corva library: the one type in which the driver and the TDF operations report failures.
 // This is the project's own stand-in; it lives in a shared library of its own, so that host, driver and other plug-ins
 // share one run-time type and catch each other's errors by type.
 #pragma once
@@ -13,7 +13,7 @@ namespace Orm {
 namespace Lux {
 namespace Corva {
 
-// What every error of the tools library can say: its text (what()) and how bad it is.
+// What every error of the Corva library can say: its text (what()) and how bad it is.
 class CORVA_EXPORT cCorvaErrorIF : public std::exception {
 public:
     enum Severity_Type : int { Severity_Information = 0, Severity_Warning = 1, Severity_Error = 2 };
@@ -27,7 +27,7 @@ public:
     cCorvaError(std::string message, Severity_Type severity);
     // A null text counts as an empty one.
     cCorvaError(const char* text, Severity_Type severity);
-    // source names the component that refuses; what() gives text alone.
+    // source names the component that refuses; what() gives only text.
     cCorvaError(const char* source, const char* text, Severity_Type severity);
     cCorvaError(const cCorvaError& other);
     ~cCorvaError() override;
@@ -46,5 +46,5 @@ private:
 }  // namespace Lux
 }  // namespace Orm
 
-// There in this stand-in alone, so that a program can tell which library it has got.
+// Only this stand-in has it, so that a program can tell which library it has got.
 extern "C" CORVA_EXPORT const char OrmCorvaStandIn;

@@ -103,14 +103,14 @@ SIZE(TDFHandler, 1);
 SIZE(uTimestampCD, 56);
 FIELD(uTimestampCD, m_micro, 48);
 
-// The interface is two tables of operations: its own with the attributes', and behind it that of the progress.
+// The interface has two vtables: the class's own (with TraceChannelAttributes), then CChannelDriverProgress's.
 SIZE(TraceChannelAttributes, 8);
 SIZE(CChannelDriverProgress, 8);
 SIZE(CChannelDriver, 16);
 static_assert(std::has_virtual_destructor_v<TraceChannelAttributes>);
 static_assert(!std::has_virtual_destructor_v<CChannelDriverProgress>);
 
-// Behind these fields the driver's layout is free: the library alone makes and frees it.
+// After these fields the driver's layout is free: only the library creates and frees it.
 FIELD(TalvoraFileChannelDriver, m_file, 16);
 FIELD(TalvoraFileChannelDriver, m_dataPosition, 24);
 FIELD(TalvoraFileChannelDriver, m_dataLength, 28);

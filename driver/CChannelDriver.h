@@ -1,5 +1,5 @@
 // What a trace host programs against: the abstract channel driver and the types of its operations. A host includes this
-// header alone, loads the library with dlopen and gets a driver from CreateChannelDriver; it links nothing.
+// header only, loads the library with dlopen and gets a driver from CreateChannelDriver; it links nothing.
 //
 // Conventions for every driver:
 // Ownership: CreateChannelDriver makes a driver, DestroyChannelDriver frees it. Arguments belong to the caller and are
@@ -33,46 +33,49 @@ public:
 
 class ORM_EXPORT CChannelDriverProgress {
 public:
-    // Reports how far a long operation has come. A driver without such operations leaves the arguments as they are.
-    virtual void GetProgress(int&, int&, std::string&) {}
+    // Reports how far a long operation has come, in two numbers and a text of the driver's choice. A driver without such
+    // operations leaves number1, number2 and text as they are.
+    virtual void GetProgress(int& /*number1*/, int& /*number2*/, std::string& /*text*/) {}
 
 protected:
     ~CChannelDriverProgress() = default;  // never deleted through this base
 };
 
-// The operations have their slots in this order. New ones come only behind a new factory.
+// The operations have their slots in this order. New ones come only with a new factory.
 class ORM_EXPORT CChannelDriver : public TraceChannelAttributes, public CChannelDriverProgress {
 public:
     ~CChannelDriver() override = default;
 
-    // Live channels: configuration and recording.
+    // Live channels: configuration and recording. What option means is the driver's choice.
     virtual int GetUserConfiguration() = 0;
     virtual void SetConfiguration(const char* text) = 0;
-    virtual void StartRecording(bool) = 0;
+    virtual void StartRecording(bool option) = 0;
     virtual void StopRecording() = 0;
     virtual void ResumeRecording() = 0;
 
     // Appends the loaded trace to the file fileName.
     virtual void SaveFile(std::string fileName, eTraceDataFileType type) = 0;
 
-    // Loads the trace in the file fileName in place of the one loaded before.
-    virtual void LoadFile(std::string fileName, unsigned long, eTraceDataFileType type) = 0;
+    // Loads the trace in the file fileName in place of the one loaded before. What option means is the driver's choice.
+    virtual void LoadFile(std::string fileName, unsigned long option, eTraceDataFileType type) = 0;
 
     // Copies samples StartSample and following, at most NumSamples of them, to buffer, and their number to samplesRead.
-    // REQUIRES: buffer holds NumSamples samples.
+    // REQUIRES: buffer holds NumSamples samples. samplesRead may be null only where the driver says so.
     virtual void SeekReadTraceData(unsigned int StartSample, unsigned int NumSamples, unsigned long* buffer,
                                    unsigned int* samplesRead) = 0;
 
     // Returns: the number of samples in the loaded trace, 0 when none is loaded.
     virtual unsigned int GetNumSamples() const = 0;
 
-    // Returns: the name of the traced processor, null when the driver knows none.
+    // Returns: the name of the traced processor, null when the driver knows none. Valid until the driver is destroyed.
     virtual const char* CpuName() const = 0;
 
     virtual void GetChannelStatus(_TraceChannelStatus& status) = 0;
 
-    // Returns: a time stamp as text, empty when the driver knows none.
-    virtual std::string GetTODStamp(eTODStampType type, unsigned long, unsigned long, unsigned long, unsigned char) = 0;
+    // Returns: a time stamp of a kind as text, empty when the driver knows none. What the numbers mean depends on the
+    //          kind of stamp and is the driver's choice.
+    virtual std::string GetTODStamp(eTODStampType type, unsigned long number1, unsigned long number2,
+                                    unsigned long number3, unsigned char number4) = 0;
 };
 
 }  // namespace Trace
@@ -86,8 +89,9 @@ public:
 // ORM_TRACE_LOGGING_DIR, ORM_TRACE_DATA_DIR and ORM_TRACE_SETTINGS_DIR, and starts logging. What fails of that is not
 // reported, and the next call tries again.
 // Ownership: the caller frees the driver with DestroyChannelDriver.
-// Errors:    std::bad_alloc alone, when there is no memory for the driver.
-// Threads:   may be called from several threads at once, while other drivers are in use.
+// Errors:    only std::bad_alloc, when there is no memory for the driver.
+// Threads:   may be called from several threads at once, while other drivers are in use. A child that is forked while
+//            another thread is in this call must not call it before exec: its lock may be held forever.
 extern "C" ORM_EXPORT Orm::Lux::Trace::CChannelDriver* CreateChannelDriver();
 
 // Closes the driver's trace file and frees the driver. Null is ignored.

@@ -11,16 +11,12 @@
 #include <utility>
 
 #include "corva/cCorvaError.h"
-#include "source_utilities/LogCall.h"
-#include "source_utilities/ScopedLock.h"
-#include "source_utilities/SharedTime.h"
-#include "source_utilities/uEnvironment.h"
+#include "source_utilities/internal/LogCall.h"
 #include "source_utilities/uFile.h"
-#include "source_utilities/uProcess.h"
-#include "source_utilities/uString.h"
-#include "source_utilities/uTime.h"
 #include "tdf/CorvaErrors.h"
 #include "tdf/OpenFile.h"
+#include "tdf/TDFAppender.h"
+#include "tdf/TDFFile.h"
 #include "tdf/TDFHandler.h"
 #include "tdf/TraceSection.h"
 
@@ -28,12 +24,6 @@
 
 namespace Orm::Lux::Trace {
 namespace {
-
-using ORM_LUX::uEnvironment;
-using ORM_LUX::uLogSystem;
-using ORM_LUX::uProcess;
-using ORM_LUX::uString;
-using ORM_LUX::uTime;
 
 constexpr const char* kNotSupported = "Talvora file channel driver: This capability is not supported.";
 constexpr const char* kEmptyFileName = "Talvora file channel driver: Empty file name.";
@@ -46,78 +36,6 @@ static_assert(kSampleSize == sizeof(unsigned long), "a host's buffer holds sampl
 
 constexpr unsigned int kSaveChunk = 128 * 1024;  // bytes
 
-// Process-wide values that live until the process ends, later than any static destructor could run.
-template <class T> union NeverDestroyed {
-    NeverDestroyed() : value() {}
-    ~NeverDestroyed() {}
-    T value;
-};
-
-NeverDestroyed<ORM_LUX::uMutex> g_startUpMutex;  // guards what follows
-bool g_init = false;
-NeverDestroyed<std::string> g_pid;
-NeverDestroyed<std::string> g_traceLogDir;
-NeverDestroyed<std::string> g_traceDataDir;
-NeverDestroyed<std::string> g_traceSettingsDir;
-NeverDestroyed<std::string> g_fileName;
-
-template <class T> void AppendNumber(std::string& text, T value) {
-    uString::FromNumeric<T>(text, value, std::ios::fmtflags(), 0, 0, '\0');
-}
-
-// The processes of one debug session share the id of the process that began it, as long as that one is alive.
-void SettleDebugClient() {
-    std::string& pid = g_pid.value;
-    pid = uEnvironment::GetVar("ORM_TRACE_DEBUGCLIENT_PID");
-    if (!pid.empty() && uProcess::LookupProcess(uString::ToNumeric<unsigned long>(pid.c_str())) == 0) pid.clear();
-    if (!pid.empty()) return;
-    AppendNumber(pid, uProcess::GetPid());
-    uEnvironment::SetVar("ORM_TRACE_DEBUGCLIENT_PID", pid.c_str());
-}
-
-void PublishTraceDirectories() {
-    g_traceLogDir.value.clear();
-    uEnvironment::GetTraceLoggingDirectory(g_traceLogDir.value);
-    uEnvironment::GetTraceTemporaryDataDirectory(g_traceDataDir.value);
-    uEnvironment::GetTraceUserSettingsDirectory(g_traceSettingsDir.value);
-
-    uEnvironment::MakeDirectory(g_traceLogDir.value.c_str());
-    uEnvironment::MakeDirectory(g_traceDataDir.value.c_str());
-    uEnvironment::MakeDirectory(g_traceSettingsDir.value.c_str());
-
-    uEnvironment::SetVar("ORM_TRACE_LOGGING_DIR", g_traceLogDir.value.c_str());
-    uEnvironment::SetVar("ORM_TRACE_DATA_DIR", g_traceDataDir.value.c_str());
-    uEnvironment::SetVar("ORM_TRACE_SETTINGS_DIR", g_traceSettingsDir.value.c_str());
-}
-
-// For example orm_trace_log_11162026_4242.txt; the numbers are not padded, 5 March is 35.
-void NameLogFile() {
-    const ORM_LUX::ScopedLock lock(ORM_LUX::SharedTimeMutex());
-    std::string& name = g_fileName.value;
-    uTime time;
-    name = "orm_trace_log_";
-    AppendNumber(name, static_cast<int>(time.GetLocal().GetMonth()));
-    AppendNumber(name, static_cast<int>(time.GetLocal().GetDay()));
-    AppendNumber(name, time.GetLocal().GetYear());
-    name += "_" + g_pid.value + ".txt";
-}
-
-// Prepares the process, once, and makes sure that logging runs. What fails is left to the next call.
-void StartUp() noexcept {
-    const ORM_LUX::ScopedLock lock(g_startUpMutex.value);
-    try {
-        if (!g_init) {
-            SettleDebugClient();
-            PublishTraceDirectories();
-            NameLogFile();
-            g_init = true;
-        }
-        uLogSystem::GetLogSystem()->InitLog(g_fileName.value.c_str(), "ORM_TRACE_LOGGING", "ORM_TRACE_LOGGING_DIR",
-                                            true);
-    } catch (...) {
-    }
-}
-
 bool IsUncompressed(eTraceDataFileType type) noexcept {
     const int value = static_cast<int>(type);
     return value == 1 || value == 3;
@@ -127,7 +45,7 @@ unsigned int SampleCount(unsigned int bytes) noexcept {
     return static_cast<unsigned int>((std::uint64_t{bytes} + kSampleSize - 1) / kSampleSize);
 }
 
-// Opening a FIFO or a device by name could make the host wait; neither has a size.
+// Opening a FIFO or a device by name could block the host; neither has a size.
 bool HasSize(const std::string& path) noexcept {
     struct stat status {};
     return stat(path.c_str(), &status) == 0 && (S_ISREG(status.st_mode) || S_ISBLK(status.st_mode));
@@ -154,34 +72,6 @@ void TalvoraFileChannelDriver::Close() noexcept {
     FilePtr(std::exchange(m_file, nullptr)).reset();
     m_aheadSize = 0;
     m_nextPosition = 0;
-}
-
-// Reads bytes at a position without the stream. A run that continues the one before is served from a read-ahead, any
-// other straight from the file. All is read by position: a child process shares the stream's place in the file, and may
-// move it.
-// Returns: whether all bytes were there. What ends or fails on the way is left to the stream, which tells.
-bool TalvoraFileChannelDriver::ReadAhead(std::uint64_t position, std::size_t size, char* out) noexcept {
-    if (m_file == nullptr || out == nullptr || ferror_unlocked(m_file)) return false;
-    const bool continues = position == m_nextPosition;
-    const std::uint64_t end = position + size;
-    if (position >= m_aheadPosition && position < m_aheadPosition + m_aheadSize) {
-        const std::size_t at = position - m_aheadPosition;
-        const std::size_t ready = std::min(size, m_aheadSize - at);
-        std::memcpy(out, m_ahead.data() + at, ready);
-        out += ready;
-        position += ready;
-        size -= ready;
-    }
-    if (size != 0 && (!continues || size >= m_ahead.size())) {
-        if (ReadAt(m_file, out, size, position) != size) return false;
-    } else if (size != 0) {
-        m_aheadPosition = position;
-        m_aheadSize = ReadAt(m_file, m_ahead.data(), m_ahead.size(), position);
-        if (m_aheadSize < size) return false;
-        std::memcpy(out, m_ahead.data(), size);
-    }
-    m_nextPosition = end;
-    return true;
 }
 
 void TalvoraFileChannelDriver::ThrowError(eChannelDriverStatus, std::string message) const { ThrowCorvaError(message); }
@@ -230,32 +120,45 @@ void TalvoraFileChannelDriver::SaveFile(std::string fileName, eTraceDataFileType
     ORM_LOG_TRACE(TRACE_PREFIX "SaveFile");
     CheckFileArguments(fileName, type,
                        "\nThe Talvora File Channel Driver should not be used to save Uncompressed trace files.");
-    const char* const target = fileName.c_str();
-    TDFHandler tdf;
-    if (!tdf.ISTDF(target)) return;
+    if (!TDFHandler().HasExtension(fileName.c_str(), kTDFExtension)) return;
+    TDFAppender target(fileName.c_str());
+    if (!target.IsTDF()) return;
 
-    // What can fail without the target is done before anything is written to it: a section, once begun, stays.
+    // Do first whatever can fail without touching the target: a section that was begun cannot be removed.
     if (m_file == nullptr) FailSaving(EBADF);
     if (std::ferror(m_file)) FailSaving(EIO);
     const unsigned int length = LengthToSave();
-    if (std::fseek(m_file, static_cast<long>(m_dataPosition), SEEK_SET) != 0) FailSaving(errno);
+    const std::uint64_t available = AvailableToSave(length);
+    if (available < length && target.IsSameFile(m_file)) {
+        ThrowError(
+            eFileIOError,
+            "Talvora file channel driver: A trace that the end of its file cuts cannot be saved into that file.");
+    }
     const std::unique_ptr<char[]> buffer(new (std::nothrow) char[kSaveChunk]);
     if (!buffer) ThrowError(eMemoryAllocationFailure, kMemoryAllocationFailure);
+    target.RequireRoom(kTraceHeaderSize + available);
 
     unsigned int headerOffset = 0;
-    tdf.SaveSectionHeader(target, kTraceSection, kTraceVersion, headerOffset);
-    unsigned int remaining = length;
+    target.AppendHeader(kTraceSection, kTraceVersion, headerOffset);
+    std::uint64_t position = m_dataPosition;
+    const std::uint64_t end = position + length;
+    bool isShort = false;
     do {
-        const std::size_t chunk = std::min(remaining, kSaveChunk);
-        const auto read = static_cast<unsigned int>(std::fread(buffer.get(), 1, chunk, m_file));
-        if (std::ferror(m_file)) FailSaving(errno);
-        remaining -= read;
+        const auto chunk = static_cast<unsigned int>(std::min<std::uint64_t>(end - position, kSaveChunk));
+        errno = 0;
+        const auto read = static_cast<unsigned int>(ReadAt(m_file, buffer.get(), chunk, position));
+        isShort = read < chunk;
+        if (isShort && errno != 0) FailSaving(errno);
+        position += read;
         unsigned int sectionLength = 0;
-        tdf.SaveSectionData(target, kTraceSection, headerOffset, buffer.get(), 1, read, sectionLength);
-    } while (remaining != 0 && !std::feof(m_file));
+        target.AppendData(headerOffset, buffer.get(), 1, read, sectionLength);
+    } while (position != end && !isShort);
+    // What was appended to a file that has lost its name is lost too.
+    if (!target.IsNamed()) ThrowError(eFileIOError, kBadFileToSave);
+    target.Close();
 }
 
-// The bytes of the loaded trace: a file that is no TDF file is saved whole, as far as a section may be long.
+// The bytes of the loaded trace: a file that is not a TDF file is saved whole, as far as a section may be long.
 unsigned int TalvoraFileChannelDriver::LengthToSave() const {
     if (m_isTDF) return m_dataLength;
     std::uint64_t size = 0;
@@ -267,6 +170,13 @@ unsigned int TalvoraFileChannelDriver::LengthToSave() const {
                                      " bytes that readers find.");
     }
     return static_cast<unsigned int>(size);
+}
+
+// The bytes of the loaded trace that its file has: fewer than its length where the end of the file cuts it.
+std::uint64_t TalvoraFileChannelDriver::AvailableToSave(unsigned int length) const {
+    std::uint64_t size = 0;
+    if (!MeasureSize(m_file, size)) FailSaving(errno);
+    return std::min<std::uint64_t>(length, size - std::min<std::uint64_t>(size, m_dataPosition));
 }
 
 void TalvoraFileChannelDriver::FailSaving(int error) const {
@@ -285,11 +195,7 @@ void TalvoraFileChannelDriver::LoadFile(std::string fileName, unsigned long, eTr
         m_fileName = fileName;
         m_file = OpenForReading(m_fileName.c_str()).release();
         if (m_file != nullptr) {
-            TDFHandler tdf;
-            m_isTDF = tdf.ISTDF(m_fileName.c_str());
-            if (!m_isTDF) return;
-            m_dataLength = 0;
-            tdf.GetSectionDataPosition(m_fileName.c_str(), kTraceSection, kTraceVersion, m_dataPosition, m_dataLength);
+            FindSamples();
             return;
         }
     } catch (const Corva::cCorvaError& error) {
@@ -304,6 +210,20 @@ void TalvoraFileChannelDriver::LoadFile(std::string fileName, unsigned long, eTr
     const std::string text = "Failed to open " + fileName + " for reading.";
     ORM_LOG_ERROR("%s", text.c_str());
     ThrowError(eFileIOError, text);
+}
+
+// Finds the samples in the file that was opened. Errors: cCorvaError; the driver then has no samples.
+void TalvoraFileChannelDriver::FindSamples() {
+    if (!TDFHandler().HasExtension(m_fileName.c_str(), kTDFExtension)) return;
+    const TDFFile file(m_file);
+    const TDFFile::Answer isTDF = file.HasIdentifier();
+    if (isTDF == TDFFile::Answer::kNo) return;
+    m_isTDF = true;
+    m_dataLength = 0;
+    Require(isTDF == TDFFile::Answer::kYes, kCannotOpen);
+    const TDFFile::Data data = file.Require(kTraceSection, kTraceVersion);
+    m_dataPosition = data.position;
+    m_dataLength = data.length;
 }
 
 unsigned int TalvoraFileChannelDriver::GetNumSamples() const {
@@ -329,26 +249,11 @@ void TalvoraFileChannelDriver::SeekReadTraceData(unsigned int StartSample, unsig
         ORM_LOG_ERROR(TRACE_PREFIX "StartSample exceeds CurrentSampleCount");
         ThrowError(eInvalidSample, kInvalidSample);
     }
-    const unsigned int position = m_dataPosition + kSampleSize * StartSample;
-    std::size_t read = NumSamples;
-    if (NumSamples == 0 ||
-        !ReadAhead(position, std::size_t{kSampleSize} * NumSamples, reinterpret_cast<char*>(buffer))) {
-        if (m_file == nullptr || std::fseek(m_file, static_cast<long>(position), SEEK_SET) != 0) {
-            FailReading("failed fseek");
-        }
-        read = buffer != nullptr ? std::fread(buffer, kSampleSize, NumSamples, m_file) : 0;
-    }
+    const unsigned int position = m_dataPosition + kSampleSize * StartSample;  // wraps, as the contract says
+    const std::size_t read = ReadSamples(position, NumSamples, buffer);
     if (samplesRead != nullptr) *samplesRead = static_cast<unsigned int>(read);
     if ((buffer == nullptr && NumSamples != 0) || ferror_unlocked(m_file)) FailReading("failed fread");
     ORM_LOG_TRACE(TRACE_PREFIX "SeekReadTraceData\n\tReturn: Samples read #%i\n", static_cast<int>(read));
 }
 
 }  // namespace Orm::Lux::Trace
-
-extern "C" Orm::Lux::Trace::CChannelDriver* CreateChannelDriver() {
-    auto driver = std::make_unique<Orm::Lux::Trace::TalvoraFileChannelDriver>();
-    Orm::Lux::Trace::StartUp();
-    return driver.release();
-}
-
-extern "C" void DestroyChannelDriver(Orm::Lux::Trace::CChannelDriver* driver) { delete driver; }

@@ -20,9 +20,10 @@ namespace Trace {
 //
 // Each operation writes its name to the log when logging is on. What belongs to live channels is refused with
 // "Talvora file channel driver: This capability is not supported.".
+// Errors: cCorvaError as stated, and std::bad_alloc when there is no memory for a text.
 class ORM_EXPORT TalvoraFileChannelDriver : public CChannelDriver {
 public:
-    // The class of a failure. It does not travel with the error.
+    // The kind of failure. It is not part of the thrown error.
     enum eChannelDriverStatus : int {
         eNotSupported,
         eEmptyFileName,
@@ -50,34 +51,53 @@ public:
     void ResumeRecording() override;
     void GetChannelStatus(_TraceChannelStatus& status) override;
 
-    // Appends the loaded samples to the TDF file fileName, as a section "BinTraceData", version 1. A file that is no
-    // TDF file is saved whole. Does nothing when fileName is no existing TDF file. The loaded file may be the target
-    // too. A target that has such a section already gets another one, which readers do not see.
-    // Errors: nothing has been written to the target but by the last two:
+    // Appends the loaded samples to the TDF file fileName, as a section "BinTraceData", version 1. A file that is not a
+    // TDF file is saved whole. The loaded file may be the target too. Of samples that the end of the loaded file cuts,
+    // those in the file are saved. A target that has such a section already gets another one, which readers do not see.
+    // The target grows chunk by chunk, each of at most 128 KiB: a save that fails, or is killed, leaves the chunks
+    // written so far as a section that loads as a shorter trace. Use GetNumSamples to compare.
+    // Does nothing, without an error, when fileName has another extension, or leads to no file, or to one that is not a
+    // regular file with the TDF identifier.
+    // Errors: only the last three can occur after something was written to the target:
     //         type 1 or 3: "Talvora file channel driver: Can't open trace data file.\nThe Talvora File Channel Driver
     //         should not be used to save Uncompressed trace files.";
     //         an empty name: "Talvora file channel driver: Empty file name.";
+    //         a target that exists but cannot be opened or read: "File name passed to save file is not valid.";
     //         no file, or one that cannot seek: the read error below;
     //         a plain file of more than 134217704 bytes: a text that says the size and the limit;
+    //         samples that the end of the file cuts, with that file as target: "Talvora file channel driver: A trace
+    //         that the end of its file cuts cannot be saved into that file.";
     //         no memory: "Talvora file channel driver: Memory allocation failure.";
+    //         a target that may not be written to: "Could not open TDF file as specified.";
+    //         a target whose sections do not end at its end: "TDF file is damaged: a section appended to it could not
+    //         be found.";
+    //         a section that would end beyond 4 GiB: "TDF file would exceed 4 GiB.";
     //         a failed read: "Talvora file channel driver: File I/O error reading trace file.\n" + the system's text;
-    //         a failed write: the text of TDFHandler::SaveSectionHeader or SaveSectionData. What was written stays.
+    //         a failed write: the text of TDFHandler::SaveSectionHeader or SaveSectionData;
+    //         a target that was removed or replaced during the save: "File name passed to save file is not valid.".
     void SaveFile(std::string fileName, eTraceDataFileType type) override;
 
     // Opens fileName and finds its samples; the file stays open until the next LoadFile or the driver's end. The number
-    // is ignored. A FIFO or device never makes the host wait: it has no samples, and reading it fails.
+    // is ignored. A FIFO or device never blocks here: a device such as /dev/null has no samples, and nothing fails; a
+    // FIFO has none either, and reading it fails. A file that another process holds a lease on is waited for.
+    // Needs 24 KiB of stack.
     // Errors: the first two leave the trace loaded before in place.
     //         type 1 or 3: "Talvora file channel driver: Can't open trace data file.\nThe Talvora File Channel Driver
     //         should not be used to open Uncompressed trace files.";
     //         an empty name: "Talvora file channel driver: Empty file name.";
-    //         a file that cannot be opened: "Failed to open " + fileName + " for reading."; the driver is as new then;
-    //         a TDF file without the section, or damaged before it: the text of the TDF reader; the driver has no
-    //         samples then. Any other failure: an empty text.
+    //         a file that cannot be opened: "Failed to open " + fileName + " for reading."; the driver is then in its
+    //         initial state, with no file;
+    //         a file named .tdf whose first bytes cannot be read: "Could not open TDF file as specified."; a TDF file
+    //         that cannot be read further on: "Read I/O error - section data corrupted."; a TDF file without the
+    //         section, or damaged before it: the text of the TDF reader. The file then stays open, without samples;
+    //         any other failure: an empty text.
     void LoadFile(std::string fileName, unsigned long, eTraceDataFileType type) override;
 
     // A run that goes beyond the last sample is cut there; StartSample equal to the number of samples reads nothing.
     // Whole samples are counted: one that the end of the file cuts is not. A last sample that reaches beyond its
-    // section is completed by the bytes behind it. Sums and positions are taken in 32 bits and wrap.
+    // section is completed by the bytes after it. Sums and positions are taken in 32 bits and wrap.
+    // A run that continues the one before may come from up to 32 KiB that were read with an earlier one, and then does
+    // not show what was written to the file since. Any other run is read from the file as it is now.
     // samplesRead: written once reading was tried, also when it failed. May be null.
     // Errors: StartSample beyond the number of samples: "Talvora file channel driver: The requested sample is not
     //         valid."; no file, a failed seek or read, a null buffer with something to read: "Talvora file channel
@@ -87,7 +107,9 @@ public:
                            unsigned int* samplesRead) override;
 
     // Returns: the number of samples, a last one that is cut short counted; 0 when there is no file. Never throws. A
-    //          count of 0 is looked up again at each call, any other is kept until the next LoadFile.
+    //          count of 0 is looked up again at each call, any other is kept until the next LoadFile. A plain file is
+    //          measured by its name at that moment: one that was removed or replaced since LoadFile, or a relative name
+    //          after a change of the working directory, counts as what the name leads to now, or as 0.
     unsigned int GetNumSamples() const override;
 
     // Returns: null; the driver knows no processor.
@@ -113,15 +135,18 @@ private:
     [[noreturn]] void FailReading(const char* logText) const;
     [[noreturn]] void FailSaving(int error) const;
     unsigned int LengthToSave() const;
+    std::uint64_t AvailableToSave(unsigned int length) const;
     void Close() noexcept;
+    void FindSamples();
 
-    bool ReadAhead(std::uint64_t position, std::size_t size, char* out) noexcept;
+    std::size_t ReadSamples(unsigned int position, unsigned int count, unsigned long* buffer);
+    std::size_t ReadAhead(std::uint64_t position, std::size_t size, char* out) noexcept;
 
     // What was read ahead for a host that pages in order. At this size single samples cost it one system call for 4096
     // of them, pages of 512 one for 8; larger pages go straight to the host's buffer.
     static constexpr std::size_t kAheadSize = 32 * 1024;
     std::uint64_t m_aheadPosition;
-    std::size_t m_aheadSize;       // bytes that are there
+    std::size_t m_aheadSize;       // bytes that it holds
     std::uint64_t m_nextPosition;  // where a run would continue the one before
     std::array<char, kAheadSize> m_ahead;
 };

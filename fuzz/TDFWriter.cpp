@@ -31,8 +31,12 @@ bool HasSection(const std::string& file, std::size_t at) {
     if (!Walk(file, 0, file.size(), at).empty()) return true;
     if (file.size() - at < 12) return false;
     const std::uint64_t length = Le32(file, at), nameLength = Le32(file, at + 8);
-    if (length > 0x8000000) return at + length <= file.size();
-    return length >= 12 + nameLength && nameLength > 4095 && at + nameLength <= file.size();
+    if (length > 0x8000000 && at + length <= file.size()) return true;
+    if (length <= 0x8000000 && length >= 12 + nameLength && nameLength > 4095) return at + nameLength <= file.size();
+    const std::string name = file.substr(at + 12, nameLength);
+    const auto isPrintable = [](char c) { return c >= ' ' && c <= '~'; };
+    return nameLength > 0 && nameLength < 4096 && name.size() == nameLength &&
+           std::all_of(name.begin(), name.end(), isPrintable);
 }
 
 // The text of the refusal that these arguments get, "" when the data is appended.
@@ -61,8 +65,15 @@ void SaveData(std::string& file, Input& input, const std::vector<unsigned>& offs
     if (!expected.empty()) return Require(length == 0);
     const std::size_t end = offset + Le32(file, offset);
     file.replace(end, data.size(), data);
+    if (!data.empty()) file.resize(end + data.size());  // nothing stays after the section
     file.replace(offset, 4, Le32(end + data.size() - offset));
     Require(length == Le32(file, offset));
+}
+
+// Whether the sections end at the end of the file.
+bool IsWhole(const std::string& file) {
+    const auto sections = Walk(file);
+    return (sections.empty() ? 4 : sections.back().End()) == file.size();
 }
 
 // Saves a plain file, or the samples of the file itself.
@@ -73,8 +84,14 @@ void Save(std::string& file, Input& input) {
     if (input.Number() % 2) {
         const auto sections = Walk(file);
         const Section* const trace = Find(sections, "BinTraceData", 1);
-        // Of a section that the end of the file cuts the saved header would become a part.
-        if (!isTDF || trace == nullptr || trace->End() > file.size() || file.size() > 100000) return;
+        if (!isTDF || trace == nullptr || file.size() > 100000) return;
+        if (trace->End() > file.size()) {
+            TalvoraFileChannelDriver driver;
+            driver.LoadFile(kPath, 0, eTraceDataFileType(0));
+            return Require(ErrorOf([&] { driver.SaveFile(kPath, eTraceDataFileType(2)); }) ==
+                           "Talvora file channel driver: A trace that the end of its file cuts cannot be saved into "
+                           "that file.");
+        }
         data = file.substr(trace->Data(), trace->DataLength());
         source = kPath;
     } else {
@@ -84,8 +101,10 @@ void Save(std::string& file, Input& input) {
     }
     TalvoraFileChannelDriver driver;
     driver.LoadFile(source, 0, eTraceDataFileType(0));
-    driver.SaveFile(kPath, eTraceDataFileType(2));
-    if (!isTDF) return;
+    const bool isRefused = isTDF && !IsWhole(file);
+    Require(ErrorOf([&] { driver.SaveFile(kPath, eTraceDataFileType(2)); }) ==
+            (isRefused ? "TDF file is damaged: a section appended to it could not be found." : ""));
+    if (!isTDF || isRefused) return;
     AddHeader(file, "BinTraceData", 1);
     file.replace(file.size() - 24, 4, Le32(24 + data.size()));
     file += data;

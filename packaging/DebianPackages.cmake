@@ -1,10 +1,19 @@
-# The Debian packages, made by "cpack -G DEB": the library, what is needed to build against it, and the tool. Configure
-# with the preset packages, or with CMAKE_INSTALL_PREFIX=/usr, whose folders are the distribution's.
+# The Debian packages: the library, what is needed to build against it, and the tool. The preset packages makes them.
+if(NOT CMAKE_INSTALL_PREFIX STREQUAL "/usr")
+    message(FATAL_ERROR "The packages need -DCMAKE_INSTALL_PREFIX=/usr, whose folders are the distribution's")
+endif()
+foreach(program dpkg-shlibdeps file)  # without them the packages would lack what they depend on
+    find_program(found_${program} ${program} NO_CACHE)
+    if(NOT found_${program})
+        message(FATAL_ERROR "The packages need ${program}: scripts/install-packages dpkg-dev file")
+    endif()
+endforeach()
 set(name libtalvorafilechanneldriver)
 set(library_package ${name}${PROJECT_VERSION_MAJOR})
 set(debian_dir ${CMAKE_CURRENT_BINARY_DIR}/debian)
 
 set(CPACK_GENERATOR DEB)
+set(CPACK_SOURCE_IGNORE_FILES "/\\\\.git(/|$)" "/build[^/]*/" "/Testing/")
 set(CPACK_PACKAGE_NAME ${name})
 set(CPACK_PACKAGE_CONTACT "The developers of OrmTrace <developers@orm-trace.example>" CACHE STRING
     "The packages' maintainer, with an address")

@@ -4,7 +4,7 @@
 
 #include <string_view>
 
-#include "source_utilities/LogCall.h"
+#include "source_utilities/internal/LogCall.h"
 #include "source_utilities/source_utilities_error.h"
 #include "source_utilities/uEnvironment.h"
 

@@ -9,7 +9,9 @@ namespace ORM_LUX {
 
 // One library, loaded with the dynamic loader (dlopen). Modes are those of dlopen; -1 stands for the mode set before,
 // and at first for lazy binding.
-// Errors:  nothing throws but std::bad_alloc. Failures are results, with the loader's text in GetError.
+// Errors:  nothing throws but std::bad_alloc, and what a constructor of a static object in the loaded library lets out:
+//          that leaves Load and FindAndLoad, and the dynamic loader stays locked for all other threads. Other failures
+//          are results, with the loader's text in GetError.
 // Threads: one object belongs to one thread at a time.
 class ORM_EXPORT uDll {
 public:

@@ -4,8 +4,10 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "source_utilities/source_utilities_error.h"
 #include "source_utilities/uString.h"
@@ -47,13 +49,14 @@ int uEnvironment::SetWorkingDirectory(const char* path) { return path != nullptr
 
 int uEnvironment::MakeDirectory(const char* path) {
     if (path == nullptr) return -1;
+    std::string whole = path;
+    if (!whole.empty() && whole.back() != '/') whole += '/';
     int result = -1;
-    std::string rest = path;
-    std::string component;
-    std::string prefix;
-    while (uString::Split(rest.c_str(), component, rest, "/") != 0) {
-        prefix.append(component).append("/");
-        result = mkdir(prefix.c_str(), 0777);
+    for (std::size_t slash = whole.find('/'); slash != whole.npos; slash = whole.find('/', slash + 1)) {
+        const char next = std::exchange(whole[slash + 1], '\0');
+        result = mkdir(whole.c_str(), 0777);
+        whole[slash + 1] = next;
+        if (result != 0 && errno == ENAMETOOLONG) break;  // what follows is longer still
     }
     return result;
 }

@@ -1,8 +1,7 @@
 #include "source_utilities/uFile.h"
 
-#include <array>
-
-#include "source_utilities/ScopedLock.h"
+#include "source_utilities/internal/OpenDescriptor.h"
+#include "source_utilities/internal/ScopedLock.h"
 
 namespace ORM_LUX {
 
@@ -29,11 +28,7 @@ bool uFile::Open() {
 
 bool uFile::OpenInternal(const char* path, const char* mode) {
     if (mode == nullptr || *mode == '\0') mode = "r";
-    // The library lives in somebody else's process: no descriptor of its own survives into a program started there.
-    std::array<char, 64> closeOnExec{};
-    const int length = std::snprintf(closeOnExec.data(), closeOnExec.size(), "%ce%s", *mode, mode + 1);
-    if (static_cast<std::size_t>(length) < closeOnExec.size()) mode = closeOnExec.data();
-    m_stream = path != nullptr ? std::fopen(path, mode) : nullptr;
+    m_stream = path != nullptr ? OpenStream(path, mode) : nullptr;
     m_isOpen = m_stream != nullptr;
     return IsOpen();
 }
@@ -82,7 +77,8 @@ bool uFile::WriteString(const char* text) {
 bool uFile::ReadString(char* buffer, unsigned long size) {
     if (!IsOpen() || buffer == nullptr) return false;
     const ScopedLock lock(m_lock);
-    return std::fgets(buffer, static_cast<int>(size), m_stream) != nullptr;
+    // With room for the terminator only, fgets() succeeds at the end of the file too.
+    return std::fgets(buffer, static_cast<int>(size), m_stream) != nullptr && static_cast<int>(size) > 1;
 }
 
 long uFile::Printf(const char* format, ...) {

@@ -31,7 +31,9 @@ public:
     bool Open(const char* path, const char* mode);
     // Opens the noted path in the noted mode. Returns: false when the path is empty or the mode null.
     bool Open();
-    // Opens path in mode ("r" when mode is null or empty) without noting either. The descriptor is close-on-exec.
+    // Opens path in mode ("r" when mode is null or empty) without noting either: as fopen does, again where a signal
+    // interrupted it. The descriptor is close-on-exec and never 0, 1 or 2, whichever standard streams the host has
+    // closed.
     bool OpenInternal(const char* path, const char* mode);
     // Returns: whether there was a stream to close. It is gone afterwards, also when closing it failed.
     bool Close();
@@ -54,7 +56,7 @@ public:
     bool WriteString(const char* text);
     // Reads up to the end of a line, newline included, at most size - 1 characters, and terminates them. Of size the
     // low 32 bits count.
-    // Returns: true when something was read.
+    // Returns: true when something was read; never for a size of 1, which has room for the terminator only.
     bool ReadString(char* buffer, unsigned long size);
 
     // Returns: the characters written, negative on an error, 0 when not open.

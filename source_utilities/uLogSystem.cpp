@@ -5,7 +5,9 @@
 #include <cstdlib>
 #include <memory>
 
-#include "source_utilities/LogCall.h"
+#include "source_utilities/internal/LogCall.h"
+#include "source_utilities/internal/ScopedLock.h"
+#include "source_utilities/internal/StartMutex.h"
 #include "source_utilities/source_utilities_error.h"
 #include "source_utilities/uEnvironment.h"
 
@@ -31,14 +33,16 @@ constexpr std::array<SettingRow, 7> kSettings{{
 
 bool IsInTable(int setting) { return setting >= 1 && static_cast<std::size_t>(setting) < kSettings.size(); }
 
+const SettingRow& RowOf(int setting) { return kSettings[IsInTable(setting) ? static_cast<std::size_t>(setting) : 0]; }
+
 void Apply(uLogger& logger, int setting) {
-    const SettingRow& row = kSettings[IsInTable(setting) ? static_cast<std::size_t>(setting) : 0];
+    const SettingRow& row = RowOf(setting);
     logger.EnableOutput(row.output);
     if (row.echo) logger.EnableLogToStdio(true);
     if (row.debugWindow) logger.EnableLogDbgOutWindow(true);
 }
 
-int LevelOf(int setting) { return IsInTable(setting) ? kSettings[static_cast<std::size_t>(setting)].level : setting; }
+int LevelOf(int setting) { return IsInTable(setting) ? RowOf(setting).level : setting; }
 
 // Fields that other threads read while they log.
 template <class T> void Publish(T& field, T value) {
@@ -88,38 +92,44 @@ uLogSystem::~uLogSystem() {
 
 bool uLogSystem::InitLog(const char* fileName, const char* levelVarName, const char* dirVarName, bool useLookup) {
     if (fileName == nullptr || levelVarName == nullptr) return false;
-    // Fields are stored only when they change: other drivers' threads may be reading them.
-    uLogger* current = useLookup ? LookupLogger(fileName) : m_pLogger;
-    if (m_useLoggerLookup != useLookup) m_useLoggerLookup = useLookup;
+    const ScopedLock lock(StartMutex());
+    uLogger* const current = useLookup ? LookupLogger(fileName) : m_pLogger;
     if (current != nullptr) {
-        if (m_pLogger != current) Publish(m_pLogger, current);
+        m_useLoggerLookup = useLookup;
+        Publish(m_pLogger, current);
         return true;
     }
 
+    // All that may fail comes before the first change.
     std::string path = fileName;
     const char* directory = dirVarName != nullptr ? uEnvironment::GetVar(dirVarName) : "";
     if (*directory != '\0') path = std::string(directory) + "/" + fileName;
-    Start(path, static_cast<int>(std::strtol(uEnvironment::GetVar(levelVarName), nullptr, 10)),
-          useLookup ? fileName : nullptr);
-    ++m_refCount;
-
-    if (m_pLogger->m_outputEnabled) {
-        m_pLogger->Log(uLogger::LOG_M, uLogger::TD_TIME, "Logger : trace user settings directory is %s",
-                       DirectoryText(uEnvironment::GetTraceUserSettingsDirectory).c_str());
-        m_pLogger->Log(uLogger::LOG_M, uLogger::TD_TIME, "Logger : trace temporary data directory is %s",
-                       DirectoryText(uEnvironment::GetTraceTemporaryDataDirectory).c_str());
+    const int setting = static_cast<int>(std::strtol(uEnvironment::GetVar(levelVarName), nullptr, 10));
+    std::string settings, data;
+    if (RowOf(setting).output) {
+        settings = DirectoryText(uEnvironment::GetTraceUserSettingsDirectory);
+        data = DirectoryText(uEnvironment::GetTraceTemporaryDataDirectory);
     }
+    Start(path, setting, useLookup ? fileName : nullptr);
+    m_useLoggerLookup = useLookup;
+    ++m_refCount;
+    constexpr auto kLevel = uLogger::LOG_M;
+    constexpr auto kStamp = uLogger::TD_TIME;
+    m_pLogger->Log(kLevel, kStamp, "Logger : trace user settings directory is %s", settings.c_str());
+    m_pLogger->Log(kLevel, kStamp, "Logger : trace temporary data directory is %s", data.c_str());
     return true;
 }
 
 bool uLogSystem::InitLogEx(const char* fileName, int setting, const char* dirName) {
     if (fileName == nullptr) return false;
+    const ScopedLock lock(StartMutex());
     if (m_pLogger != nullptr) return true;
     Start(dirName != nullptr ? std::string(dirName) + "/" + fileName : std::string(fileName), setting, nullptr);
     return true;
 }
 
-// Makes the default logger, registers it unless registeredName is null, and applies the setting.
+// Makes the default logger, registers it unless registeredName is null, and applies the setting. Nothing has changed when
+// memory runs out.
 void uLogSystem::Start(const std::string& path, int setting, const char* registeredName) {
     auto logger = std::make_unique<uLogger>(path.c_str(), true);
     Apply(*logger, setting);
@@ -129,6 +139,7 @@ void uLogSystem::Start(const std::string& path, int setting, const char* registe
 }
 
 void uLogSystem::SetLoggingLevel(int setting) {
+    const ScopedLock lock(StartMutex());
     if (m_pLogger == nullptr) return;
     Apply(*m_pLogger, setting);
     if (IsInTable(setting)) Publish(m_loggingLevel, LevelOf(setting));
@@ -136,6 +147,7 @@ void uLogSystem::SetLoggingLevel(int setting) {
 
 uLogger* uLogSystem::LookupLogger(const char* name) {
     if (name == nullptr) return nullptr;
+    const ScopedLock lock(StartMutex());
     const auto found = m_loggers.find(name);
     return found != m_loggers.end() ? found->second : nullptr;
 }

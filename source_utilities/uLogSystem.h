@@ -23,9 +23,10 @@ namespace ORM_LUX {
 //   6          on           on                  on                 3
 //   any other  off          unchanged           unchanged          the setting itself; by SetLoggingLevel: unchanged
 //
-// Errors:  std::bad_alloc alone; the system is then as it was before.
-// Threads: GetLogSystem may be called from any thread. Starting and setting may not overlap each other, but other
-//          threads may log meanwhile.
+// Errors:  only std::bad_alloc; the system is then as it was before.
+// Threads: the operations may be called from any thread, beside each other, CreateChannelDriver and lines. Starting reads
+//          the environment, which nobody changes at that time. A child that is forked while another thread starts or
+//          sets logging may find a lock held for ever: before exec it calls neither these nor CreateChannelDriver.
 class ORM_EXPORT uLogSystem {
 public:
     // Returns: the process's one system, made on first use. Valid until the process ends.
@@ -40,8 +41,9 @@ public:
     // is unset or empty, or the name null), with the setting that levelVarName holds (unset, empty or no number: 0).
     // With useLookup, the logger registered under fileName is the default logger again, if there is one; without it,
     // any default logger there is stays. Then nothing else changes, and the variables are not read. Writes the settings
-    // and the data directory into the log; with HOME unset these lines name none. Returns: false, and nothing changes,
-    // when fileName or levelVarName is null.
+    // and the data directory into the log; with HOME unset these lines name none. Logger and level are those of the whole
+    // process: a plug-in that starts a log of its own while levelVarName is unset silences the driver as well, until
+    // somebody sets a level. Returns: false, and nothing changes, when fileName or levelVarName is null.
     bool InitLog(const char* fileName, const char* levelVarName, const char* dirVarName, bool useLookup);
 
     // The same from arguments. Registers nothing, writes no lines; a null dirName means the working directory. Nothing

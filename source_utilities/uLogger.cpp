@@ -1,6 +1,7 @@
 #include "source_utilities/uLogger.h"
 
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <sys/time.h>
 
 #include <algorithm>
@@ -10,10 +11,10 @@
 #include <cstdio>
 #include <cstring>
 
-#include "source_utilities/LogCall.h"
-#include "source_utilities/ScopedLock.h"
-#include "source_utilities/SharedTime.h"
-#include "source_utilities/WriteLine.h"
+#include "source_utilities/internal/LogCall.h"
+#include "source_utilities/internal/ScopedLock.h"
+#include "source_utilities/internal/SharedTimeMutex.h"
+#include "source_utilities/internal/WriteLine.h"
 #include "source_utilities/uTime.h"
 
 namespace ORM_LUX {
@@ -23,12 +24,26 @@ namespace {
 bool IsSet(const bool& flag) { return std::atomic_ref<bool>(const_cast<bool&>(flag)).load(std::memory_order_relaxed); }
 bool Exchange(bool& flag, bool value) { return std::atomic_ref<bool>(flag).exchange(value, std::memory_order_relaxed); }
 
+// The modes in which a log is opened, without and with append. Which of two equal texts m_file.m_mode points to tells
+// whether the file ends in a part of a line: no other field has room for that, and hosts see the same text.
+constexpr char kModes[2][2][sizeof("a+")] = {{"w+", "a+"}, {"w+", "a+"}};
+
+bool EndsInPart(const uFile& file) { return file.m_mode == kModes[1][0] || file.m_mode == kModes[1][1]; }
+
+// Lines go to the end of the file wherever the host has moved the stream, also where opening does not say so.
+void AppendAlways(const uFile& file) {
+    const int descriptor = fileno(file.m_stream);
+    const int flags = fcntl(descriptor, F_GETFL);
+    if (flags >= 0) fcntl(descriptor, F_SETFL, flags | O_APPEND);
+}
+
 // A style of time stamp, with the text of its present second: the calendar is asked once a second, not once a line.
 struct StampStyle {
     const char* calendarFormat;
-    bool hasMilliSeconds;
-    time_t second = -1;  // that text stands for
-    std::array<char, 24> text{};
+    std::size_t milliSeconds;  // where their digits stand in the text, 0 without
+    time_t second = -1;        // that text stands for
+    std::array<char, 32> text{};
+    int length = 0;
 };
 
 // Appends text to buf of size bytes, of which used are taken by text before it; what does not fit is cut.
@@ -73,7 +88,10 @@ bool uLogger::SetFileName(const char* fileName, bool append) {
 }
 
 bool uLogger::OpenFile() {
-    m_fileOpen = m_file.Open(m_fileName.c_str(), m_append ? "a+" : "w+");
+    m_file.Close();
+    const bool endsInPart = m_append && EndsInPart(m_file) && m_file.m_path == m_fileName;
+    m_fileOpen = m_file.Open(m_fileName.c_str(), kModes[endsInPart][m_append]);
+    if (m_fileOpen) AppendAlways(m_file);
     return m_fileOpen;
 }
 
@@ -97,6 +115,9 @@ void uLogger::Clear() {
     const ScopedLock lock(m_mutex);
     m_file.Erase();
     m_fileOpen = m_file.IsOpen();
+    if (!m_fileOpen) return;
+    AppendAlways(m_file);
+    if (EndsInPart(m_file) && m_file.GetSize() == 0) m_file.m_mode = kModes[0][m_append];
 }
 
 void uLogger::Flush() {
@@ -165,7 +186,8 @@ int uLogger::SprintfLevel(unsigned level, char* buf, int size) {
 
 int uLogger::SprintfCurrentTime(char* buf, int size, TIME_DATE td) {
     // Guarded by the mutex of the time that they show.
-    static std::array<StampStyle, 3> styles{{{"%m/%d/%y", false}, {"%H:%M:%S:", true}, {"%m/%d/%y %H:%M:%S:", true}}};
+    static std::array<StampStyle, 3> styles{
+        {{"%m/%d/%y | ", 0}, {"%H:%M:%S:000 | ", 9}, {"%m/%d/%y %H:%M:%S:000 | ", 18}}};
     if (buf == nullptr || size < 1) return 0;
     if (td < TD_DATE || td > TD_DATE_TIME) return Append(buf, size, 0, " ", 1);
 
@@ -178,26 +200,32 @@ int uLogger::SprintfCurrentTime(char* buf, int size, TIME_DATE td) {
     if (style.second != clock.tv_sec) {
         now.GetLocal();
         now.FormatTime(style.text.data(), static_cast<int>(style.text.size()), style.calendarFormat);
+        style.length = static_cast<int>(std::strlen(style.text.data()));
         style.second = clock.tv_sec;
     }
-    int length = Append(buf, size, 0, style.text.data(), static_cast<int>(std::strlen(style.text.data())));
-    if (style.hasMilliSeconds) {
+    if (style.milliSeconds != 0) {
         const auto digit = [](unsigned int n) { return static_cast<char>('0' + n % 10); };
         const unsigned int milli = now.GetMilliSecond();
         const std::array<char, 3> digits{digit(milli / 100), digit(milli / 10), digit(milli)};
-        length = Append(buf, size, length, digits.data(), static_cast<int>(digits.size()));
+        std::memcpy(style.text.data() + style.milliSeconds, digits.data(), digits.size());
     }
-    return Append(buf, size, length, " | ", 3);
+    return Append(buf, size, 0, style.text.data(), style.length);
 }
 
 int uLogger::AddToLog(char* line, int length) {
     if (!IsSet(m_outputEnabled)) return length;
     if (!m_fileOpen) OpenFile();
     length = LineEnd(line, length);
-    bool isWritten = m_file.IsOpen() && WriteLine(fileno(m_file.m_stream), line, static_cast<std::size_t>(length));
+    bool isWritten = false;
+    if (m_file.IsOpen()) {
+        const ScopedLock lock(m_file.m_lock);
+        const bool endedInPart = EndsInPart(m_file);
+        bool endsInPart = endedInPart;
+        isWritten = WriteLine(m_file.m_stream, line, static_cast<std::size_t>(length), endsInPart);
+        if (endsInPart != endedInPart) m_file.m_mode = kModes[endsInPart][m_append];
+    }
     if (IsSet(m_logToStdio)) {
-        std::printf("%s", line);
-        std::fflush(stdout);
+        PrintLine(line);
         isWritten = true;
     }
     return isWritten ? length : 0;

@@ -14,9 +14,14 @@ namespace ORM_LUX {
 // Writes lines to a file of its own: six characters of level letters, a time stamp, the message and one newline. Each
 // line is written and flushed at once, so a log is complete up to its last line even when the process dies. The file is
 // opened at the first line.
-// Errors:  nothing throws after construction, and errno stays as it is. A file that cannot be opened or written to
-//          loses the line, and the next line tries again; a part of a line that did reach the file is taken back.
-// Threads: lines, SetFileName, EnableOutput, Clear and Flush may come from any thread; lines never interleave.
+// Errors:  nothing throws after construction, and a line leaves errno as it is; the other operations may change it. A
+//          file that cannot be opened or written to loses the line, and the next line tries again. Nothing is ever taken
+//          out of the file, to which others may write: a part of a lost line stays, and this logger's next line begins
+//          with a newline. A line that was written is in one piece, up to its newline; a part of a line of somebody else
+//          may stand before it.
+// Threads: lines, SetFileName, EnableOutput, Clear and Flush may come from any thread; lines never interleave. A signal
+//          handler does not log. A thread that holds a lock which lines need, that of m_file or, where lines are printed
+//          too, of stdout (flockfile), does not log: one that logs may be waiting for it, with this logger's own lock.
 //          A child that is forked while another thread logs may find a lock held for ever: it does not log before exec.
 class ORM_EXPORT uLogger {
 public:
@@ -49,13 +54,14 @@ public:
     // Replaces name and mode; a file that was open is closed, and the new one opened at once.
     // Returns: whether a file is open.
     bool SetFileName(const char* fileName, bool append);
-    // Returns: whether the file is open. Threads: not while other threads log.
+    // Closes the file if it is open, and opens it. Returns: whether it is open. Threads: not while other threads log.
     bool OpenFile();
     // Returns: whether there was a file to close. Threads: not while other threads log.
     bool CloseFile();
     // Switches writing on or off; off also closes the file. Returns: what was set before.
     bool EnableOutput(bool on);
-    // Each line is printed on standard output too.
+    // Each line is printed on standard output too. One that cannot be printed is not reported, and no signal is raised;
+    // a pipe that is full blocks.
     void EnableLogToStdio(bool on);
     // Noted, without an effect on this platform.
     void EnableLogDbgOutWindow(bool on);
@@ -87,14 +93,15 @@ public:
     // within size.
     int SprintfLevel(unsigned level, char* buf, int size);
     int SprintfCurrentTime(char* buf, int size, TIME_DATE td);
-    // Ends the line and writes it. Returns 0 where it could not be written. REQUIRES: as LineEnd.
+    // Ends the line and writes it. Returns 0 where it is not in the file, whole, unless lines are printed too.
+    // REQUIRES: as LineEnd.
     // Threads: not while other threads log.
     int AddToLog(char* line, int length);
     // Makes line, of length characters (0: up to its terminator), end in exactly one newline.
     // REQUIRES: room for two characters more.
     int LineEnd(char* line, int length);
 
-    uFile m_file;
+    uFile m_file;  // what the host writes to it comes before the next line
     std::string m_fileName;
     bool m_outputEnabled;
     bool m_logToStdio;

@@ -1,5 +1,7 @@
 #include "source_utilities/uString.h"
 
+#include <locale.h>
+
 #include <algorithm>
 #include <array>
 #include <cstdio>
@@ -31,9 +33,27 @@ const char* Put(std::string& out, bool append, std::string_view text) {
     return out.c_str();
 }
 
+// The C library formats in the locale "C" while this exists, in this thread: what is written is read back in it.
+class ClassicLocale {
+public:
+    ClassicLocale() noexcept {
+        static const locale_t classic = newlocale(LC_ALL_MASK, "C", nullptr);
+        m_before = uselocale(classic);
+    }
+    ~ClassicLocale() { uselocale(m_before); }
+    ClassicLocale(const ClassicLocale&) = delete;
+    ClassicLocale& operator=(const ClassicLocale&) = delete;
+
+private:
+    locale_t m_before;
+};
+
 template <class T> const char* PutFormatted(std::string& out, bool append, const char* format, T value) {
     std::array<char, 1024> buffer{};
-    std::snprintf(buffer.data(), buffer.size(), format, value);
+    {
+        const ClassicLocale locale;
+        std::snprintf(buffer.data(), buffer.size(), format, value);
+    }
     return Put(out, append, buffer.data());
 }
 

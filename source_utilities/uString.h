@@ -54,7 +54,8 @@ public:
     static const char* FromBool(std::string& out, bool value);
 
     // format takes exactly one argument of the value's type, a long or a double; null means "%ld" or "%f". The text is
-    // cut at 1023 characters.
+    // cut at 1023 characters. Digits and decimal point are those that the To... operations read, independent of the
+    // process's locale.
     static const char* FromLong(long value, std::string& out, bool append, const char* format);
     static const char* FromLong(std::string& out, long value, const char* format);
     static const char* FromDouble(double value, std::string& out, bool append, const char* format);

@@ -10,7 +10,7 @@
 #include <memory>
 #include <tuple>
 
-#include "source_utilities/CalendarTables.h"
+#include "source_utilities/internal/CalendarTables.h"
 
 namespace ORM_LUX {
 namespace {

@@ -6,15 +6,13 @@
 
 #include <cerrno>
 
+#include "source_utilities/internal/OpenDescriptor.h"
+
 namespace Orm::Lux::Trace {
 namespace {
 
 FilePtr Open(const char* path, int flags, const char* mode) noexcept {
-    if (path == nullptr) {
-        errno = EFAULT;
-        return nullptr;
-    }
-    const int descriptor = open(path, flags | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0666);
+    const int descriptor = ORM_LUX::OpenDescriptor(path, flags | O_NONBLOCK);
     if (descriptor < 0) return nullptr;
 
     struct stat status {};
@@ -39,6 +37,22 @@ FilePtr OpenUnbuffered(const char* path, int flags, const char* mode) noexcept {
     return stream;
 }
 
+// Calls step, which goes on after the bytes that are done, until all are done, none follow, or it fails.
+template <class Step> std::size_t Transfer(std::size_t size, Step step) noexcept {
+    std::size_t done = 0;
+    const int before = errno;
+    while (done < size) {
+        const ssize_t got = step(done);
+        if (got < 0 && errno == EINTR) {
+            errno = before;
+            continue;
+        }
+        if (got <= 0) break;
+        done += static_cast<std::size_t>(got);
+    }
+    return done;
+}
+
 }  // namespace
 
 FilePtr OpenForReading(const char* path) noexcept { return Open(path, O_RDONLY, "rb"); }
@@ -50,19 +64,27 @@ FilePtr OpenEmpty(const char* path) noexcept { return OpenUnbuffered(path, O_WRO
 bool Close(FilePtr stream) noexcept { return std::fclose(stream.release()) == 0; }
 
 std::size_t ReadAt(std::FILE* stream, void* buffer, std::size_t size, std::uint64_t position) noexcept {
-    const int descriptor = fileno(stream);
-    if (descriptor < 0) {  // a stream over memory
-        if (fseeko(stream, static_cast<off_t>(position), SEEK_SET) != 0) return 0;
+    const int before = errno;
+    const int descriptor = fileno_unlocked(stream);
+    if (descriptor < 0) {  // a stream over memory, which refuses positions after its end with EINVAL
+        errno = before;
+        if (fseeko(stream, static_cast<off_t>(position), SEEK_SET) != 0) {
+            if (errno == EINVAL) errno = before;
+            return 0;
+        }
         return std::fread(buffer, 1, size, stream);
     }
-    std::size_t done = 0;
-    while (done < size) {
-        const ssize_t got =
-            pread(descriptor, static_cast<char*>(buffer) + done, size - done, static_cast<off_t>(position + done));
-        if (got <= 0) break;
-        done += static_cast<std::size_t>(got);
-    }
-    return done;
+    return Transfer(size, [&](std::size_t done) {
+        return pread(descriptor, static_cast<char*>(buffer) + done, size - done, static_cast<off_t>(position + done));
+    });
+}
+
+std::size_t WriteAt(std::FILE* stream, const void* data, std::size_t size, std::uint64_t position) noexcept {
+    const int descriptor = fileno_unlocked(stream);
+    return Transfer(size, [&](std::size_t done) {
+        return pwrite(descriptor, static_cast<const char*>(data) + done, size - done,
+                      static_cast<off_t>(position + done));
+    });
 }
 
 bool MeasureSize(std::FILE* stream, std::uint64_t& size) noexcept {

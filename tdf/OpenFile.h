@@ -13,23 +13,28 @@ struct FileCloser {
 };
 using FilePtr = std::unique_ptr<std::FILE, FileCloser>;
 
-// Opens an existing file for reading. A directory cannot be opened; a FIFO or a device never makes the caller wait, and
-// what cannot seek or deliver then fails at that. The descriptor is close-on-exec.
+// Opens an existing file for reading. A directory cannot be opened. A FIFO or a device never blocks here: the later seek
+// or read fails. Descriptors come from OpenDescriptor, with what it promises.
 // Returns: null, with errno set, when path is null or cannot be opened.
 FilePtr OpenForReading(const char* path) noexcept;
 
 // The same for changing an existing file in place, and for making an empty one of a new or an existing file. Nothing is
-// buffered: what was written is with the kernel, and a write that fails says so itself.
+// buffered: what was written is with the kernel, and a write that fails reports it itself.
 FilePtr OpenForUpdate(const char* path) noexcept;
 FilePtr OpenEmpty(const char* path) noexcept;
 
 // Closes a file that was written to. Returns: false when the system reports, only now, that a write has failed.
 bool Close(FilePtr stream) noexcept;
 
-// Reads up to size bytes at a position of an open file, for which the stream need not stand there; where it stands
-// afterwards is unspecified. Returns: the bytes read, fewer at the end of the file and where reading fails; then errno
-// is set, which the end of the file leaves alone.
+// Reads up to size bytes at a position of an open file, wherever the stream stands; where it stands afterwards is
+// unspecified. An interrupted call is made again.
+// Returns: the bytes read, fewer at the end of the file, where errno is left alone, and where reading fails, which sets
+//          errno.
 std::size_t ReadAt(std::FILE* stream, void* buffer, std::size_t size, std::uint64_t position) noexcept;
+
+// Writes size bytes at a position of an open file, wherever the stream stands. REQUIRES: the stream is not buffered.
+// Returns: the bytes written; fewer than size, with errno set, where writing fails.
+std::size_t WriteAt(std::FILE* stream, const void* data, std::size_t size, std::uint64_t position) noexcept;
 
 // Stores the size of an open file in bytes; where the stream stands afterwards is unspecified.
 // Returns: false for what has no size: a stream that cannot seek.

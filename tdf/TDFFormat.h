@@ -32,4 +32,16 @@ inline constexpr Field StoreLittleEndian(std::uint32_t value) noexcept {
             static_cast<unsigned char>(value >> 16), static_cast<unsigned char>(value >> 24)};
 }
 
+using FixedHeader = std::array<unsigned char, kFixedHeaderSize>;
+
+inline constexpr FixedHeader StoreHeader(std::uint32_t length, std::uint32_t version,
+                                         std::uint32_t nameLength) noexcept {
+    FixedHeader bytes{};
+    unsigned char* at = bytes.data();
+    for (const std::uint32_t value : {length, version, nameLength}) {
+        for (const unsigned char byte : StoreLittleEndian(value)) *at++ = byte;
+    }
+    return bytes;
+}
+
 }  // namespace Orm::Lux::Trace

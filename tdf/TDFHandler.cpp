@@ -1,6 +1,7 @@
 #include "tdf/TDFHandler.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <string>
 #include <string_view>
@@ -8,79 +9,25 @@
 
 #include "tdf/CorvaErrors.h"
 #include "tdf/OpenFile.h"
+#include "tdf/TDFAppender.h"
+#include "tdf/TDFFile.h"
 #include "tdf/TDFFormat.h"
-#include "tdf/TDFSectionReader.h"
 
 namespace Orm::Lux::Trace {
 namespace {
 
-void Require(bool holds, const char* message) {
-    if (!holds) ThrowCorvaError(message);
-}
+constexpr const char* kBadFileToLoad = "File name passed to load is not valid.";
+constexpr const char* kBadExtension = "TDF file extension must be .tdf.";
 
 char FoldCase(char c) noexcept { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
-bool HasIdentifier(std::FILE* stream) noexcept {
-    TDFIdentifier found{};
-    return std::fread(found.data(), 1, found.size(), stream) == found.size() && found == kTDFIdentifier;
-}
-
-// Opens a TDF file. The stream is not buffered: the section reader reads ahead as far as it pays, and section data goes
-// straight to the caller.
-FilePtr OpenTDF(const char* path) {
-    FilePtr stream = OpenForReading(path);
-    Require(stream != nullptr, "Could not open TDF file as specified.");
-    std::setvbuf(stream.get(), nullptr, _IONBF, 0);
-    Require(HasIdentifier(stream.get()), "Invalid TDF format.");
-    return stream;
-}
-
-bool Find(TDFSectionReader& reader, const char* name, unsigned int version) noexcept {
-    return name != nullptr && reader.Find(name, version);
-}
-
-[[noreturn]] void ThrowNotLocated(const char* name) {
-    ThrowCorvaError(std::string(name != nullptr ? name : "") + " section cannot be located in the file.");
-}
-
-constexpr const char* kTooLarge = "TDF file would exceed 4 GiB.";
-constexpr const char* kHeaderSizeWriteError = "Write error - size of TDF header.";
-
-bool WriteField(std::FILE* stream, std::uint32_t value) noexcept {
-    const Field bytes = StoreLittleEndian(value);
-    return std::fwrite(bytes.data(), 1, bytes.size(), stream) == bytes.size();
-}
-
-bool ReadFieldAt(std::FILE* stream, std::uint64_t position, std::uint32_t& value) noexcept {
-    Field bytes{};
-    if (ReadAt(stream, bytes.data(), bytes.size(), position) != bytes.size()) return false;
-    value = LoadLittleEndian(bytes.data());
-    return true;
-}
-
-// A position that cannot be taken shows in the read or write that follows: it fails, or finds the stream elsewhere.
-bool SeekTo(std::FILE* stream, std::uint64_t position) noexcept {
-    return fseeko(stream, static_cast<off_t>(position), SEEK_SET) == 0;
-}
-
-FilePtr OpenToAppend(const char* path) {
-    FilePtr stream = OpenForUpdate(path);
-    Require(stream != nullptr, "Could not open TDF file as specified.");
-    return stream;
-}
-
-// Whether a section begins at this position of a file of this size: one that readers follow, or one that only exceeds
-// their limits. What a failed append leaves behind is none.
-bool HasSectionAt(std::FILE* stream, std::uint64_t position, std::uint64_t size) noexcept {
-    TDFSectionReader reader(stream, position);
-    if (reader.Next() == TDFSectionReader::Step::kSection) return true;
-    const TDFDamage& damage = reader.Damage();
-    switch (damage.fault) {
-        case TDFFault::kLengthTooLong:
-        case TDFFault::kNameTooLong: return damage.offset + damage.claimed <= size;
-        case TDFFault::kReadError: return true;
-        default: return false;
-    }
+// Returns: what can be asked of the open file, which is a TDF file.
+TDFFile RequireTDF(const FilePtr& stream) {
+    const TDFFile file(stream.get());
+    const TDFFile::Answer isTDF = file.HasIdentifier();
+    Require(isTDF != TDFFile::Answer::kUnreadable, kCannotOpen);
+    Require(isTDF == TDFFile::Answer::kYes, "Invalid TDF format.");
+    return file;
 }
 
 }  // namespace
@@ -106,7 +53,7 @@ bool TDFHandler::HasExtension(const char* path, const char* extension) {
 bool TDFHandler::ISTDF(const char* path) {
     if (!HasExtension(path, kTDFExtension)) return false;
     const FilePtr stream = OpenForReading(path);
-    return stream != nullptr && HasIdentifier(stream.get());
+    return stream != nullptr && TDFFile(stream.get()).HasIdentifier() == TDFFile::Answer::kYes;
 }
 
 bool TDFHandler::SeekSectionData(FILE* stream, const char* name, unsigned int version, unsigned int& dataLength) {
@@ -115,117 +62,85 @@ bool TDFHandler::SeekSectionData(FILE* stream, const char* name, unsigned int ve
     std::fflush(stream);  // the walk reads what is in the file
     const off_t start = ftello(stream);
     if (start < 0) return false;
-    TDFSectionReader reader(stream, static_cast<std::uint64_t>(start));
-    if (!Find(reader, name, version)) return false;
-    if (fseeko(stream, static_cast<off_t>(reader.Section().DataPosition()), SEEK_SET) != 0) return false;
-    dataLength = reader.Section().DataLength();
+    TDFFile::Data data;
+    const auto found = TDFFile(stream).Find(name, version, static_cast<std::uint64_t>(start), data);
+    if (found != TDFFile::Answer::kYes || fseeko(stream, static_cast<off_t>(data.position), SEEK_SET) != 0)
+        return false;
+    dataLength = data.length;
     return true;
 }
 
 void TDFHandler::GetSectionDataLengthInBytes(const char* path, const char* name, unsigned int version,
                                              unsigned int& dataLength) {
     dataLength = 0;
-    Require(IsFileAvailable(path), "File name passed to load file is not valid.");
-    const FilePtr stream = OpenTDF(path);
-    TDFSectionReader reader(stream.get(), kTDFIdentifier.size());
-    Require(Find(reader, name, version), "Section size cannot be located in the file.");
-    dataLength = reader.Section().DataLength();
+    const FilePtr stream = OpenForReading(path);
+    Require(stream != nullptr, "File name passed to load file is not valid.");
+    dataLength = RequireTDF(stream).Require(name, version, "Section size cannot be located in the file.").length;
 }
 
 void TDFHandler::LoadSectionData(const char* path, const char* name, unsigned int version, void* buffer,
                                  unsigned int bufferSize, unsigned int& bytesRead) {
     bytesRead = 0;
-    Require(IsFileAvailable(path), "File name passed to load is not valid.");
-    Require(HasExtension(path, kTDFExtension), "TDF file extension must be .tdf.");
+    const FilePtr stream = OpenForReading(path);
+    Require(stream != nullptr, kBadFileToLoad);
+    Require(HasExtension(path, kTDFExtension), kBadExtension);
     Require(buffer != nullptr && bufferSize != 0, "No buffer allocated to load section data.");
-    const FilePtr stream = OpenTDF(path);
-    unsigned int dataLength = 0;
-    if (!SeekSectionData(stream.get(), name, version, dataLength)) ThrowNotLocated(name);
-    const std::size_t got = std::fread(buffer, 1, std::min(dataLength, bufferSize), stream.get());
-    Require(!std::ferror(stream.get()), "Read I/O error - section data corrupted.");
+    const TDFFile::Data data = RequireTDF(stream).Require(name, version);
+    const std::uint32_t wanted = std::min(data.length, bufferSize);
+    errno = 0;
+    const std::size_t got = ReadAt(stream.get(), buffer, wanted, data.position);
+    Require(got == wanted || errno == 0, kSectionReadError);
     bytesRead = static_cast<unsigned int>(got);
 }
 
 void TDFHandler::GetSectionDataPosition(const char* path, const char* name, unsigned int version,
                                         unsigned int& position, unsigned int& dataLength) {
-    Require(IsFileAvailable(path), "File name passed to load is not valid.");
-    Require(HasExtension(path, kTDFExtension), "TDF file extension must be .tdf.");
-    const FilePtr stream = OpenTDF(path);
+    const FilePtr stream = OpenForReading(path);
+    Require(stream != nullptr, kBadFileToLoad);
+    Require(HasExtension(path, kTDFExtension), kBadExtension);
+    const TDFFile file = RequireTDF(stream);
     dataLength = 0;
-    TDFSectionReader reader(stream.get(), kTDFIdentifier.size());
-    if (!Find(reader, name, version)) ThrowNotLocated(name);
-    position = reader.Section().DataPosition();
-    dataLength = reader.Section().DataLength();
+    const TDFFile::Data data = file.Require(name, version);
+    position = data.position;
+    dataLength = data.length;
 }
 
 void TDFHandler::CreateTDFFile(const char* path) {
     Require(path != nullptr, "Null file name to create TDF.");
-    Require(HasExtension(path, kTDFExtension), "TDF file extension must be .tdf.");
+    Require(HasExtension(path, kTDFExtension), kBadExtension);
     FilePtr stream = OpenEmpty(path);
     Require(stream != nullptr, "Could not create TDF file as specified.");
     const bool written =
-        std::fwrite(kTDFIdentifier.data(), 1, kTDFIdentifier.size(), stream.get()) == kTDFIdentifier.size();
+        WriteAt(stream.get(), kTDFIdentifier.data(), kTDFIdentifier.size(), 0) == kTDFIdentifier.size();
     Require(Close(std::move(stream)) && written, "Write error -  TDF file identifier.");
 }
 
 void TDFHandler::SaveSectionHeader(const char* path, const char* name, unsigned int version,
                                    unsigned int& headerOffset) {
     headerOffset = 0;
-    Require(IsFileAvailable(path), "File name passed to save file is not valid.");
-    FilePtr stream = OpenToAppend(path);
-    const std::uint64_t headerSize = kFixedHeaderSize + (name != nullptr ? std::strlen(name) : 0);
-    const unsigned int offset = FileSize(path);
-    // The size was measured by name and has 32 bits; it counts when it is that of the file that is open here.
-    std::uint64_t size = 0;
-    const bool measured = MeasureSize(stream.get(), size) && SeekTo(stream.get(), size);
-    Require(measured, "Write error -  TDF section header size.");
-    Require(size + headerSize <= kMaxPosition, kTooLarge);
-    Require(size == offset, "Could not determine the size of the TDF file.");
-    headerOffset = offset;
-
-    // Until the header is complete its length is 0, which no reader follows.
-    Require(WriteField(stream.get(), 0), "Write error -  TDF section header size.");
-    Require(SaveNameVersion(stream.get(), name, version), "Write error -  TDF section name and version.");
-    const bool written =
-        SeekTo(stream.get(), offset) && WriteField(stream.get(), static_cast<std::uint32_t>(headerSize));
-    Require(written, kHeaderSizeWriteError);
-    Require(Close(std::move(stream)), kHeaderSizeWriteError);
+    TDFAppender file(path);
+    Require(file.IsOpen(), kBadFileToSave);
+    file.AppendHeader(name, version, headerOffset);
+    file.Close();
 }
 
 void TDFHandler::SaveSectionData(const char* path, const char*, unsigned int headerOffset, void* data,
                                  unsigned int elementSize, unsigned int elementCount, unsigned int& sectionLength) {
-    constexpr const char* kBadOffset = "Section header offset to save data is not valid.";
     sectionLength = 0;
-    Require(IsFileAvailable(path), "File name passed to save file is not valid.");
+    TDFAppender file(path);
+    Require(file.IsOpen(), kBadFileToSave);
     Require(headerOffset >= kTDFIdentifier.size(), kBadOffset);
     Require(data != nullptr, "No data to write TDF.");
-    FilePtr stream = OpenToAppend(path);
-
-    std::uint64_t size = 0;
-    std::uint32_t length = 0;
-    const bool measured = MeasureSize(stream.get(), size) && ReadFieldAt(stream.get(), headerOffset, length);
-    Require(measured, "Write I/O error - unable to determine section length.");
-    const std::uint64_t end = std::uint64_t{headerOffset} + length;
-    Require(length >= kFixedHeaderSize && end <= size, kBadOffset);
-    Require(end == size || !HasSectionAt(stream.get(), end, size),
-            "Section to save data to is followed by another section.");
-    const std::uint64_t added = std::uint64_t{elementSize} * elementCount;
-    Require(added <= kMaxPosition && end + added <= kMaxPosition, kTooLarge);
-
-    const bool written =
-        SeekTo(stream.get(), end) && std::fwrite(data, elementSize, elementCount, stream.get()) == elementCount;
-    Require(written, "Write I/O error - unable to write section data.");
-    Require(!std::ferror(stream.get()), "Write error - section data corrupted.");
-    const std::uint32_t newLength = length + static_cast<std::uint32_t>(added);
-    sectionLength = newLength;
-    Require(SeekTo(stream.get(), headerOffset) && WriteField(stream.get(), newLength), kHeaderSizeWriteError);
-    Require(Close(std::move(stream)), kHeaderSizeWriteError);
+    file.AppendData(headerOffset, data, elementSize, elementCount, sectionLength);
+    file.Close();
 }
 
 bool TDFHandler::SaveNameVersion(FILE* stream, const char* name, unsigned int version) {
     if (stream == nullptr) return false;
     const std::size_t length = name != nullptr ? std::strlen(name) : 0;
-    return WriteField(stream, version) && WriteField(stream, static_cast<std::uint32_t>(length)) &&
+    const FixedHeader fields = StoreHeader(0, version, static_cast<std::uint32_t>(length));
+    const std::size_t size = fields.size() - kFieldSize;  // the length field is the caller's
+    return std::fwrite(fields.data() + kFieldSize, 1, size, stream) == size &&
            (length == 0 || std::fwrite(name, 1, length, stream) == length);
 }
 

@@ -14,8 +14,9 @@ namespace Trace {
 //
 // Writing: create the file; then, for each section, append its header, and to that its data, in as many pieces as you
 //          like. A file is only ever appended to, but for the one length field of its last section. There is no
-//          rollback: what was written before a failure stays, behind everything that could be read before. Every write
+//          rollback: what was written before a failure stays, after everything that could be read before. Every write
 //          and the closing are checked; nothing is buffered. The limits of readers are not enforced.
+// Opening: each operation opens the file once, and asks only the file that is open.
 //
 // Units:   positions and lengths are bytes; positions count from the start of the file. All are 32 bits wide, and files
 //          of 4 GiB or more are outside the format.
@@ -23,8 +24,10 @@ namespace Trace {
 //          equal sections the first in the file is found. The search ends at damage: a section longer than 128 MiB or
 //          than the format can address, one shorter than its own header, a name longer than 4095 bytes, a header that
 //          the file's end cuts. A section whose data the end of the file cuts is found, with the length that it states.
-// Errors:  Orm::Lux::Corva::cCorvaError of severity 2 with the text stated; predicates answer false and never throw. A
-//          directory counts as a file that cannot be opened. A FIFO or device never makes the caller wait.
+// Errors:  Orm::Lux::Corva::cCorvaError of severity 2 with the text stated, and std::bad_alloc; predicates answer false,
+//          also where they could not look, and never throw. A directory counts as a file that cannot be opened. A FIFO
+//          or device never blocks. A file that another process holds a lease on is waited for. An interrupted call is
+//          made again.
 // Threads: calls that read may overlap, on one file too. A file that is written to is used by one thread at a time, and
 //          by one process.
 class ORM_EXPORT TDFHandler {
@@ -42,7 +45,7 @@ public:
     // Returns: whether path has the extension "tdf" and names a file that begins with the TDF identifier.
     bool ISTDF(const char* path);
 
-    // Searches from where the stream stands, which is where a section begins: behind the identifier, usually.
+    // Searches from where the stream stands, which is where a section begins: after the identifier, usually.
     // dataLength: 0 during the search, then the section's data length; unchanged when stream is null.
     // Returns: true when the section is found: the stream then stands at its data. Otherwise false, with the stream
     //          anywhere.
@@ -50,8 +53,9 @@ public:
 
     // Stores the length of a section's data. The file may have any name.
     // dataLength: 0 from the start of the call.
-    // Errors: "File name passed to load file is not valid.", "Could not open TDF file as specified.",
-    //         "Invalid TDF format.", "Section size cannot be located in the file.".
+    // Errors: "File name passed to load file is not valid.", "Could not open TDF file as specified." (its first bytes
+    //         cannot be read), "Invalid TDF format.", "Section size cannot be located in the file.", "Read I/O error -
+    //         section data corrupted." (the file cannot be read before the section).
     void GetSectionDataLengthInBytes(const char* path, const char* name, unsigned int version,
                                      unsigned int& dataLength);
 
@@ -59,16 +63,18 @@ public:
     // bytesRead: 0 from the start of the call; fewer than the section's length where the end of the file cuts it.
     // Errors: "File name passed to load is not valid.", "TDF file extension must be .tdf.",
     //         "No buffer allocated to load section data." (null, or a size of 0), "Could not open TDF file as
-    //         specified.", "Invalid TDF format.", name + " section cannot be located in the file.",
-    //         "Read I/O error - section data corrupted." (the buffer is then unspecified).
+    //         specified." (its first bytes cannot be read), "Invalid TDF format.", name + " section cannot be located
+    //         in the file.", "Read I/O error - section data corrupted." (the buffer is then unspecified).
     void LoadSectionData(const char* path, const char* name, unsigned int version, void* buffer,
                          unsigned int bufferSize, unsigned int& bytesRead);
 
     // Stores where a section's data begins and how long it is.
-    // position:   written on success alone.
+    // position:   written on success only.
     // dataLength: unchanged by a failure before the search, 0 when the search fails.
     // Errors: "File name passed to load is not valid.", "TDF file extension must be .tdf.", "Could not open TDF file
-    //         as specified.", "Invalid TDF format.", name + " section cannot be located in the file.".
+    //         as specified." (its first bytes cannot be read), "Invalid TDF format.", name + " section cannot be
+    //         located in the file.", "Read I/O error - section data corrupted." (the file cannot be read before the
+    //         section).
     void GetSectionDataPosition(const char* path, const char* name, unsigned int version, unsigned int& position,
                                 unsigned int& dataLength);
 
@@ -78,18 +84,19 @@ public:
     void CreateTDFFile(const char* path);
 
     // Appends the header of a section without data at the end of the file. A null name makes a nameless section. It is
-    // not tested whether the file is a TDF file, nor whether its chain of sections is whole: behind damage no section
+    // not tested whether the file is a TDF file, nor whether its chain of sections is whole: after damage no section
     // is found.
     // headerOffset: 0 from the start of the call; where the section begins, once the file has been measured.
-    // Errors: "File name passed to save file is not valid.", "Could not open TDF file as specified.", "TDF file would
-    //         exceed 4 GiB.", "Could not determine the size of the TDF file." (nothing has been written up to here),
-    //         "Write error -  TDF section header size.", "Write error -  TDF section name and version.", "Write error -
-    //         size of TDF header." (the length field is 0 then: the chain of sections ends there).
+    // Errors: "File name passed to save file is not valid.", "Could not open TDF file as specified." (it may not be
+    //         written to), "TDF file would exceed 4 GiB." (nothing has been written up to here), "Write error -  TDF
+    //         section header size.", "Write error -  TDF section name and version.", "Write error - size of TDF
+    //         header." (the length field is 0 then: the chain of sections ends there).
     void SaveSectionHeader(const char* path, const char* name, unsigned int version, unsigned int& headerOffset);
 
-    // Appends data to the last section of the file: elementCount elements of elementSize bytes. The section is named by
-    // the offset of its header alone; name is not looked at. What a failed append has left behind the section's end is
-    // overwritten, unless it reads as a section: the file is refused then, and has to be cut.
+    // Appends data to the last section of the file: elementCount elements of elementSize bytes. The section is named
+    // only by the offset of its header; name is not looked at. Leftovers of a failed append after the section's end are
+    // overwritten, and what remains of them is cut off, once at least one byte was appended. If they parse as a section,
+    // or begin with a header that has a printable name, the call fails and the file must be truncated first.
     // sectionLength: 0 from the start of the call; then the section's new length in bytes, header included.
     // Errors: "File name passed to save file is not valid.", "Section header offset to save data is not valid." (below
     //         4, or no section of this file begins there), "No data to write TDF." (null data), "Could not open TDF

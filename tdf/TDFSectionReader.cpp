@@ -1,6 +1,7 @@
 #include "tdf/TDFSectionReader.h"
 
 #include <algorithm>
+#include <cerrno>
 
 #include "tdf/OpenFile.h"
 
@@ -40,18 +41,21 @@ bool TDFSectionReader::Find(std::string_view name, std::uint32_t version) noexce
 const unsigned char* TDFSectionReader::Header(std::uint64_t position, std::size_t size) noexcept {
     const std::uint64_t windowEnd = m_windowPosition + m_windowSize;
     if (position + size > windowEnd) {
-        m_piece = position <= windowEnd + kShortHop ? std::min(2 * m_piece, kWindowSize) : kFirstPiece;
+        m_chunk = position <= windowEnd + kShortHop ? std::min(2 * m_chunk, kWindowSize) : kFirstChunk;
         m_windowPosition = position;
-        m_windowSize = ReadAt(m_stream, m_window.data(), std::max(size, m_piece), position);
+        errno = 0;
+        m_windowSize = ReadAt(m_stream, m_window.data(), std::max(size, m_chunk), position);
+        m_hasFailed = m_windowSize < size && errno != 0;
         if (m_windowSize < size) return nullptr;
     }
     return m_window.data() + (position - m_windowPosition);
 }
 
-// What it means that no whole header, of headerSize as far as is known, could be had at this position.
+// Classifies a failed header read: clean end, cut header, cut data or read error. headerSize is the size known so far.
 TDFSectionReader::Step TDFSectionReader::EndOfFile(std::uint64_t at, std::uint64_t headerSize) noexcept {
     std::uint64_t size = 0;
-    if (std::ferror(m_stream) || !MeasureSize(m_stream, size)) return Damaged({TDFFault::kReadError, at, 0, 0});
+    if (m_hasFailed || std::ferror(m_stream) || !MeasureSize(m_stream, size))
+        return Damaged({TDFFault::kReadError, at, 0, 0});
     if (size == at) return m_last = Step::kEnd;
     if (size < at) return Damaged({TDFFault::kDataCut, m_section.offset, m_section.length, size - m_section.offset});
     const TDFFault fault = size - at < headerSize ? TDFFault::kHeaderCut : TDFFault::kReadError;

@@ -12,7 +12,7 @@
 
 namespace Orm::Lux::Trace {
 
-// One section, as its header tells. Positions and lengths are in bytes.
+// One section, as its header states. Positions and lengths are in bytes.
 struct TDFSection {
     std::uint32_t offset = 0;  // of its first byte in the file
     std::uint32_t length = 0;  // header included
@@ -34,7 +34,7 @@ enum class TDFFault {
     kLengthTooLong,   // claimed is the length, available the limit
     kLengthTooShort,  // claimed is the length, available the size that the section's own header would have
     kNameTooLong,     // claimed is the length of the name, available the limit
-    kBeyondFormat,    // the section would end behind the last position that 32 bits can name
+    kBeyondFormat,    // the section would end after the last position that 32 bits can name
 };
 
 struct TDFDamage {
@@ -61,12 +61,12 @@ inline TDFDamage CheckHeader(const unsigned char* fields, std::uint64_t at) noex
 // file, or damage; after the last two every further step ends in the same way. A section whose data the end of the file
 // cuts short is a section like any other; the step after it says so.
 //
-// The reader reads by position into a window of its own: while sections are short, in ever larger pieces, of which it
-// passes from one header to the next; behind long data little more than a header. The cost of a step therefore does not
-// depend on the length of the data. Nothing is allocated.
+// The reader reads by position into a window of its own: while sections are short it reads ever larger chunks and
+// takes several headers from each; after long data it reads little more than one header. The cost of a step therefore
+// does not depend on the length of the data. Nothing is allocated.
 //
 // Errors:    nothing throws.
-// Ownership: the stream belongs to the caller, who leaves it alone while the reader is in use. Where it stands
+// Ownership: the stream belongs to the caller, who does not use it while the reader is in use. Where it stands
 //            afterwards is unspecified.
 class TDFSectionReader {
 public:
@@ -88,7 +88,7 @@ public:
 
 private:
     static constexpr std::size_t kWindowSize = 16 * 1024;  // on the stack of the host's threads
-    static constexpr std::size_t kFirstPiece = 64;         // behind a long hop: a header with a name of ordinary length
+    static constexpr std::size_t kFirstChunk = 64;         // after a long hop: a header with a name of ordinary length
     static constexpr std::size_t kShortHop = 4096;         // beyond the window, that says that sections are short
     static_assert(kWindowSize >= kFixedHeaderSize + kMaxNameLength, "every header fits");
 
@@ -99,8 +99,9 @@ private:
     std::FILE* m_stream;
     std::uint64_t m_next;            // where the next section begins
     std::uint64_t m_windowPosition;  // of the window's first byte in the file
-    std::size_t m_windowSize = 0;    // bytes that are there
-    std::size_t m_piece = kFirstPiece;
+    std::size_t m_windowSize = 0;    // bytes that it holds
+    std::size_t m_chunk = kFirstChunk;
+    bool m_hasFailed = false;  // the last read of the window, other than by the end of the file
     Step m_last = Step::kSection;
     TDFSection m_section;
     TDFDamage m_damage;

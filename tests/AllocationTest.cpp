@@ -4,6 +4,7 @@
 #include <new>
 
 #include "driver/CChannelDriver.h"
+#include "source_utilities/uLogSystem.h"
 #include "support/Files.h"
 
 namespace {
@@ -35,6 +36,29 @@ long FailEach(const std::function<void()>& call) {
         const bool wasEnough = g_failAt >= 0;
         g_failAt = -1;
         if (wasEnough) return n;
+    }
+}
+
+TEST(Allocation, StartsALogAtOnceOrNotAtAll) {
+    const test::WorkingFolder folder;
+    setenv("ORM_TEST_LEVEL", "1", 1);
+    setenv("ORM_TEST_DIR", folder.Path().c_str(), 1);
+    for (const bool isByVariable : {true, false}) {
+        ORM_LUX::uLogSystem system;
+        const char* const name = "a-name-beyond-short-strings.txt";
+        const long failures = FailEach([&] {
+            try {
+                isByVariable ? system.InitLog(name, "ORM_TEST_LEVEL", "ORM_TEST_DIR", true)
+                             : system.InitLogEx(name, 1, folder.Path().c_str());
+            } catch (const std::bad_alloc&) {
+                EXPECT_TRUE(system.m_pLogger == nullptr && system.m_loggers.empty() && !system.m_useLoggerLookup &&
+                            system.m_loggingLevel == 0 && system.m_refCount == 0);
+                throw;
+            }
+        });
+        EXPECT_GT(failures, 2);
+        ASSERT_NE(system.m_pLogger, nullptr);
+        EXPECT_EQ(FailEach([&] { system.m_pLogger->LogTimeStamp(); }), 0) << "a line needs no memory";
     }
 }
 

@@ -15,7 +15,9 @@
 
 namespace {
 test::BadBlock* g_standIn = nullptr;
-ssize_t g_piece = SSIZE_MAX;  // that the system reads at most at once; negative: it fails
+ssize_t g_piece = SSIZE_MAX;   // that the system reads at most at once; negative: it fails
+int g_goodReads = -1;          // that succeed before all fail; negative: no limit
+bool g_isInterrupted = false;  // the next call is, and every other one
 }  // namespace
 
 extern "C" std::FILE* fdopen(int descriptor, const char* mode) noexcept {
@@ -26,7 +28,9 @@ extern "C" std::FILE* fdopen(int descriptor, const char* mode) noexcept {
 }
 
 extern "C" ssize_t pread(int descriptor, void* buffer, std::size_t size, off_t offset) {
-    if (g_piece < 0) return errno = EIO, -1;
+    if (g_piece < 0 || g_goodReads == 0) return errno = EIO, -1;
+    if (g_goodReads > 0) --g_goodReads;
+    if (g_piece != SSIZE_MAX && (g_isInterrupted = !g_isInterrupted)) return errno = EINTR, -1;
     return syscall(SYS_pread64, descriptor, buffer, std::min(size, static_cast<std::size_t>(g_piece)), offset);
 }
 
@@ -67,7 +71,7 @@ TEST(BadBlock, IsReportedByTheDriver) {
     load();
     Expect({save(), std::filesystem::file_size("t.tdf")}, kFileError + "\nInput/output error, 28");
     load();
-    block.seeks = 2;
+    block.seeks = 0;
     Expect({save(), std::filesystem::file_size("t.tdf")}, kFileError + "\nInput/output error, 28", "not begun");
 }
 
@@ -103,6 +107,28 @@ TEST(BadBlock, IsToldFromPiecesAndFromTheEnd) {
         EXPECT_EQ(bytes[6], '~') << piece;
     }
     g_piece = SSIZE_MAX;
+}
+
+// A read that fails is an error of its own: neither the end of the file nor a section that is not in it.
+TEST(BadBlock, IsNotAMissingSection) {
+    const test::WorkingFolder folder;
+    folder.Write("t.tdf", "TDF2" + test::Section("BinTraceData", 1, "12345678"));
+    const std::unique_ptr<Orm::Lux::Trace::CChannelDriver, decltype(&DestroyChannelDriver)> driver(
+        CreateChannelDriver(), &DestroyChannelDriver);
+    const std::string readError = "Read I/O error - section data corrupted.";
+    for (const auto& [good, expected] :
+         {std::pair(0, std::string("Could not open TDF file as specified.")), {1, readError}, {2, std::string()}}) {
+        g_goodReads = good;
+        Orm::Lux::Trace::TDFHandler tdf;
+        unsigned position = 7, length = 7;
+        const std::string error =
+            test::ErrorOf([&] { tdf.GetSectionDataPosition("t.tdf", "BinTraceData", 1, position, length); });
+        g_goodReads = good;
+        const std::string loadError = test::ErrorOf([&] { driver->LoadFile("t.tdf", 0, kType); });
+        g_goodReads = -1;
+        Expect({error, loadError, driver->GetNumSamples()},
+               expected + ", " + expected + (expected.empty() ? ", 1" : ", 0"), good);
+    }
 }
 
 TEST(BadBlock, BehindASectionMayHoldAnother) {

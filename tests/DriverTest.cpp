@@ -1,5 +1,6 @@
 // Loading and reading traces through the built library, in this process.
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 
 #include <functional>
@@ -236,9 +237,10 @@ TEST_F(DriverTest, LogsEveryOperationAndItsRefusal) {
                   "Trace Talvora File Channel Driver: failed fread\n");
 }
 
-// A child shares the place of the driver's descriptor in the file, and moves it when it reads or ends.
-TEST_F(DriverTest, ReadsOnAfterAFork) {
-    EXPECT_EQ(Load(m_folder.Write("p.bin", Samples(20000))), "");
+// A child shares the offset of the driver's descriptor in the file, and moves it when it reads or ends.
+TEST_F(DriverTest, ReadsAndSavesBesideAForkedChild) {
+    const std::string samples = Samples(500000);
+    EXPECT_EQ(Load(m_folder.Write("p.bin", samples)), "");
     for (unsigned at = 0; at < 20000; at += 500) {
         ExpectRead(at, 500, 500);
         if (at % 4000 != 0) continue;
@@ -250,6 +252,98 @@ TEST_F(DriverTest, ReadsOnAfterAFork) {
         }
         waitpid(child, nullptr, 0);
     }
+    const int descriptor = fileno(m_fields.m_file);
+    const pid_t moving = fork();
+    for (off_t at = 0; moving == 0; at += 4097) lseek(descriptor, at % 4000000, SEEK_SET);
+    int wrong = 0;
+    for (unsigned n = 0; n < 100; ++n) {
+        const pid_t ending = fork();
+        if (ending == 0) usleep(n * 20), std::exit(0);
+        m_folder.Write("t.tdf", "TDF2");
+        m_driver->SaveFile("t.tdf", eTraceDataFileType{});
+        wrong += test::ReadAll("t.tdf") != "TDF2" + test::Trace(samples);
+        waitpid(ending, nullptr, 0);
+    }
+    EXPECT_EQ(wrong, 0);
+    kill(moving, SIGKILL);
+    waitpid(moving, nullptr, 0);
+}
+
+// A file is a TDF file, or it is not, or it could not be looked at: that is never served as samples.
+TEST_F(DriverTest, AsksTheFileThatIsOpen) {
+    m_folder.Write("t.tdf", "TDF2" + test::Trace(Samples(10)));
+    std::filesystem::create_symlink("/proc/self/mem", "unreadable.tdf");
+    Expect({Load("unreadable.tdf"), m_driver->GetNumSamples(), m_fields.m_file != nullptr},
+           "Could not open TDF file as specified., 0, true");
+    // One descriptor is enough.
+    rlimit limit{};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    const int next = dup(0);
+    close(next);
+    const rlimit one{static_cast<rlim_t>(next), limit.rlim_max};  // the driver's own is closed first
+    setrlimit(RLIMIT_NOFILE, &one);
+    const std::string error = Load("t.tdf");
+    setrlimit(RLIMIT_NOFILE, &limit);
+    Expect({error, m_fields.m_isTDF, m_driver->GetNumSamples()}, ", true, 10");
+    // Another process swaps two files.
+    const std::string other = "TDF2" + Section("first", 1, std::string(999, 'x')) + test::Trace(test::Le(7, 8));
+    std::jthread swapping([&](const std::stop_token& stop) {
+        while (!stop.stop_requested()) {
+            for (const std::string& bytes : {other, "TDF2" + test::Trace(Samples(1))}) {
+                std::filesystem::rename(m_folder.Write("new", bytes), "t.tdf");
+            }
+        }
+    });
+    for (int n = 0; n < 3000; ++n) {
+        ASSERT_EQ(Load("t.tdf") + Read(0, 1), "");
+        ASSERT_TRUE(m_read > 0 && (m_buffer[0] == 7 || m_buffer[0] == 0x1000)) << m_buffer[0];
+    }
+}
+
+TEST_F(DriverTest, ReadsAheadOnlyForRuns) {
+    EXPECT_EQ(Load(m_folder.Write("p.bin", Samples(20000))), "");
+    for (const unsigned between : {15000U, 3U, 0U}) {
+        ExpectRead(0, 1, 1);
+        ExpectRead(1, 1, 1);
+        Read(between, 1);
+        std::fstream("p.bin", std::ios::binary | std::ios::in | std::ios::out) << test::Le(between, 8);
+        Expect({Read(0, 1), m_buffer[0]}, ", " + std::to_string(between), between);
+        std::fstream("p.bin", std::ios::binary | std::ios::in | std::ios::out) << Samples(1);
+    }
+    ExpectRead(0, 2, 2);
+    std::filesystem::resize_file("p.bin", 0);
+    ExpectRead(1, 1, 0);
+}
+
+// Another process that holds a lease on a file gives it up a little after somebody asks for it.
+TEST_F(DriverTest, WaitsForALease) {
+    m_folder.Write("s.tdf", "TDF2" + test::Trace(Samples(3)));
+    for (const bool isSave : {false, true}) {
+        int ready[2];
+        ASSERT_EQ(pipe(ready), 0);
+        const pid_t child = fork();
+        if (child == 0) {
+            sigset_t asked;
+            sigemptyset(&asked);
+            sigaddset(&asked, SIGIO);
+            sigprocmask(SIG_BLOCK, &asked, nullptr);
+            const int file = open("s.tdf", O_RDWR);
+            const bool isHeld = fcntl(file, F_SETLEASE, F_WRLCK) == 0;
+            if (write(ready[1], "x", 1) == 1 && isHeld) sigwaitinfo(&asked, nullptr);
+            usleep(20000);
+            _exit(isHeld ? 0 : 1);
+        }
+        char byte = 0;
+        EXPECT_EQ(read(ready[0], &byte, 1), 1);
+        const std::string error =
+            isSave ? test::ErrorOf([&] { m_driver->SaveFile("s.tdf", eTraceDataFileType{}); }) : Load("s.tdf");
+        int status = 0;
+        waitpid(child, &status, 0);
+        Expect({error, status}, ", 0", isSave);
+        for (const int end : ready) close(end);
+        EXPECT_EQ(Load(m_folder.Write("p.bin", Samples(1))), "");  // the next lease needs the file closed
+    }
+    EXPECT_EQ(test::ReadAll("s.tdf"), "TDF2" + test::Trace(Samples(3)) + test::Trace(Samples(1)));
 }
 
 TEST_F(DriverTest, ServesManyThreads) {

@@ -26,11 +26,11 @@ struct FaultTest : test::ToolFixture {
 // none and the target is complete; trying again works.
 TEST_F(FaultTest, LosesNothingWhenCallsFail) {
     const std::string content = test::ReadAll(m_data);
-    const std::vector<std::string> onTarget{"openat", "read", "pread64", "lseek", "write", "close", "newfstatat"};
+    const std::vector<std::string> onTarget{"openat", "read", "pread64", "lseek", "pwrite64", "close", "newfstatat"};
     // What create writes is another file, which then takes the target's place.
     const std::tuple<std::string, std::vector<std::string>, std::string, std::string> operations[] = {
         {"create t.tdf --force --section new:1@data",
-         {"write", "fsync", "renameat2", "fchmod"},
+         {"write", "pwrite64", "fsync", "renameat2", "fchmod"},
          "",
          "TDF2" + Section("new", 1, content)},
         {"append t.tdf --section new:1@data", onTarget, "-P t.tdf", m_before + Section("new", 1, content)},
@@ -67,7 +67,7 @@ TEST_F(FaultTest, LosesNothingWhenCallsFail) {
 
 // An append of 100 sections is killed at each of its writes: what was complete before is there, with its bytes.
 TEST_F(FaultTest, KeepsCompleteSectionsOfAKilledWriter) {
-    constexpr std::size_t kWrites = 4 + 1 + 2;  // fields, the header's size, data and length
+    constexpr std::size_t kWrites = 2 + 1 + 2;  // fields and name, the header's size, data and length
     std::string arguments = "append t.tdf";
     std::vector<std::string> contents{m_before};
     for (std::size_t n = 0; n < 100; ++n) {
@@ -78,8 +78,8 @@ TEST_F(FaultTest, KeepsCompleteSectionsOfAKilledWriter) {
     }
     for (std::size_t n = 1; n <= 100 * kWrites; n += kExhaustive ? 1 : 57) {
         m_folder.Write("t.tdf", m_before);
-        const std::string inject = "inject=write:signal=SIGKILL:when=" + std::to_string(n);
-        ASSERT_EQ(Traced("-e trace=write -e " + inject, arguments), 128 + SIGKILL) << n;
+        const std::string inject = "inject=pwrite64:signal=SIGKILL:when=" + std::to_string(n);
+        ASSERT_EQ(Traced("-e trace=pwrite64 -e " + inject, arguments), 128 + SIGKILL) << n;
         const std::string& complete = contents[(n - 1) / kWrites];
         ASSERT_TRUE(Target().substr(0, complete.size()) == complete) << n;
     }

@@ -1,5 +1,5 @@
 // The call sites of the log.
-#include "source_utilities/LogCall.h"
+#include "source_utilities/internal/LogCall.h"
 
 #include <utility>
 

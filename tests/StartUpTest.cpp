@@ -10,6 +10,7 @@ class StartUpTest : public testing::Test {
 protected:
     // Runs a script in the scenario host, with further settings. Returns: what it prints.
     std::string Host(const std::string& script, const std::string& settings = "ORM_TRACE_LOGGING=1") {
+        m_start = std::time(nullptr);
         const auto [code, out, err] =
             test::Run(m_home.Path(), "TZ=UTC HOME=" + m_home.Path() + " " + settings,
                       ORM_SCENARIO_HOST " " ORM_DRIVER_LIBRARY " " + script + " get ORM_TRACE_DEBUGCLIENT_PID");
@@ -19,19 +20,24 @@ protected:
     }
     // The log of the last script, with each time of day replaced by "TIME"; "no log" when there is none.
     std::string Log() {
-        const std::time_t now = std::time(nullptr);
-        const std::tm date = *std::gmtime(&now);
-        const std::string day = std::to_string(date.tm_mon + 1) + std::to_string(date.tm_mday);
-        const std::string path = m_trace + "/orm_trace_log_" + day + std::to_string(date.tm_year + 1900) + "_" + m_id;
-        if (!std::filesystem::exists(path + ".txt")) return "no log";
-        std::string text, line;
-        for (std::ifstream file(path + ".txt"); std::getline(file, line); text += line + '\n') {
-            if (line.find(" | ") == 6 + 12) line.replace(6, 12, "TIME");
+        for (const std::time_t time : {m_start, std::time(nullptr)}) {  // midnight may be between them
+            const std::tm date = *std::gmtime(&time);
+            const std::string day = std::to_string(date.tm_mon + 1) + std::to_string(date.tm_mday);
+            const std::string path =
+                m_trace + "/orm_trace_log_" + day + std::to_string(date.tm_year + 1900) + "_" + m_id;
+            std::ifstream file(path + ".txt");
+            if (!file) continue;
+            std::string text;
+            for (std::string line; std::getline(file, line); text += line + '\n') {
+                if (line.find(" | ") == 6 + 12) line.replace(6, 12, "TIME");
+            }
+            return text;
         }
-        return text;
+        return "no log";
     }
 
     test::WorkingFolder m_home;
+    std::time_t m_start = 0;  // of the last script
     std::string m_trace = m_home / ".ORM-trace";
     std::string m_id;  // of the debug client, as the last script left it
 };

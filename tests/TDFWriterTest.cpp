@@ -111,11 +111,13 @@ TEST_F(TDFWriterTest, RefusesWithoutTouchingTheFile) {
 TEST_F(TDFWriterTest, TellsASuccessorFromLeftovers) {
     const std::tuple<const char*, std::string, bool> rows[] = {
         {"part of an append", "leftover bytes of an append", false},
-        {"a header without its length", Section("b", 1, "", 0), false},
+        {"a header without its length", Section("b", 1, "", 0), true},
+        {"a header whose name is not printable", Section("\x01", 1, "", 0), false},
+        {"a header whose name is cut", Section("bcd", 1, "", 0).substr(0, 14), false},
         {"a cut header", Section("b", 1, "x").substr(0, 12), false},
         {"zeros", std::string(64, '\0'), false},
         {"small samples", Le(0x1000, 8) + Le(0x1001, 8) + Le(0x1002, 8), false},
-        {"a length beyond everything", Section("b", 1, "", 0xFFFFFFFF), false},
+        {"a length beyond everything", Section("b", 1, "", 0xFFFFFFFF), true},
         {"a section", Section("b", 1, "x"), true},
         {"a section that is cut", Section("b", 1, "x", 5000), true},
         {"a name beyond readers", Section(std::string(5000, 'n'), 1, ""), true},
@@ -126,8 +128,10 @@ TEST_F(TDFWriterTest, TellsASuccessorFromLeftovers) {
         m_folder.Write("t.tdf", before + behind);
         EXPECT_EQ(Data("t.tdf", 4, "4567"), followed ? kFollowed : "") << label;
         const std::string expected = followed ? before + behind : "TDF2" + Section("a", 1, "1234567");
-        EXPECT_EQ(ReadAll("t.tdf").substr(0, expected.size()), expected) << label;
+        EXPECT_EQ(ReadAll("t.tdf"), expected) << label;
     }
+    m_folder.Write("t.tdf", before + "leftovers");
+    Expect({Data("t.tdf", 4, "", 1, 0), ReadAll("t.tdf") == before + "leftovers"}, ", true", "nothing is appended");
     WriteSparse("big.tdf", before + Section("longer than readers follow", 1, "", 200U << 20), 300U << 20);
     EXPECT_EQ(Data("big.tdf", 4, "x"), kFollowed);
 }
@@ -255,9 +259,56 @@ TEST_F(SaveFileTest, RefusesBeforeItTouchesTheTarget) {
         LoadAndSave("big", "t.tdf"),
         driver + "The trace makes a section of 134217729 bytes, more than the 134217728 bytes that readers find.");
     EXPECT_EQ(ReadAll("t.tdf"), "TDF2");
-    chmod("t.tdf", 0444);
-    const test::Unprivileged user;
-    EXPECT_EQ(LoadAndSave("p.bin", "t.tdf"), kCannotOpen) << "the writer's error as it was made";
+}
+
+// A target that cannot be looked at, or in which the section could not be found, is refused and stays as it is.
+TEST_F(SaveFileTest, RefusesATargetThatWouldLoseTheSection) {
+    constexpr const char* kDamaged = "TDF file is damaged: a section appended to it could not be found.";
+    const std::string whole = "TDF2" + Section("a", 1, "123"), samples(16, 's');
+    m_folder.Write("p.bin", samples);
+    // clang-format off
+    const std::tuple<const char*, std::string, mode_t, const char*> rows[] = {
+        {"read only", whole, 0444, kCannotOpen}, {"write only", whole, 0200, kBadFile},
+        {"a cut section", whole.substr(0, whole.size() - 1), 0666, kDamaged}, {"stray bytes", whole + "x", 0666, kDamaged},
+        {"another identifier", "TDF3" + whole, 0444, ""}, {"three bytes", "TDF", 0444, ""}};
+    // clang-format on
+    for (const auto& [label, bytes, mode, error] : rows) {
+        std::filesystem::remove("t.tdf");
+        chmod(m_folder.Write("t.tdf", bytes).c_str(), mode);
+        {
+            const test::Unprivileged user;
+            EXPECT_EQ(LoadAndSave("p.bin", "t.tdf"), error) << label;
+        }
+        EXPECT_EQ(ReadAll("t.tdf"), bytes) << label;
+    }
+    rlimit limit{};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    const rlimit none{3, limit.rlim_max};
+    m_folder.Write("t.tdf", whole);
+    m_driver->LoadFile("p.bin", 0, eTraceDataFileType{});
+    setrlimit(RLIMIT_NOFILE, &none);
+    const std::string error = Save("t.tdf");
+    setrlimit(RLIMIT_NOFILE, &limit);
+    Expect({error, ReadAll("t.tdf") == whole}, std::string(kBadFile) + ", true", "no descriptor");
+    std::filesystem::create_symlink("/proc/self/mem", "unreadable.tdf");
+    Expect({Save("unreadable.tdf"), Save("p.bin/t.tdf")}, std::string(kBadFile) + ", ");
+    for (const char* name : {"dir.tdf", "fifo.tdf"}) {
+        name[0] == 'd' ? mkdir(name, 0777) : mkfifo(name, 0);
+        EXPECT_EQ(Save(name), "") << name;
+    }
+    // The end of the format: the section just fits, or it does not.
+    for (const unsigned more : {0U, 1U}) {
+        const std::uint64_t end = 0xFFFFFFFFUL - 24 - samples.size() + more;
+        test::WriteLarge("t.tdf", end);
+        Expect({LoadAndSave("p.bin", "t.tdf"), std::filesystem::file_size("t.tdf") - end},
+               more == 0 ? ", 40" : std::string(kTooLarge) + ", 0", more);
+    }
+    // Samples that were cut after the file was loaded, into the same file.
+    m_folder.Write("self.tdf", "TDF2" + Trace(samples));
+    m_driver->LoadFile("self.tdf", 0, eTraceDataFileType{});
+    m_folder.Write("self.tdf", "TDF2" + Trace("12345"));
+    Expect({Save("self.tdf"), std::filesystem::file_size("self.tdf")},
+           "Talvora file channel driver: A trace that the end of its file cuts cannot be saved into that file., 33");
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <limits>
 
+#include "support/ChangedLocale.h"
 #include "support/LogCapture.h"
 
 namespace {
@@ -57,10 +58,12 @@ TEST(Timestamp, AddsByTheTable) {
 }
 
 TEST(Timestamp, FormatsWithinEveryLength) {
+    const test::ChangedLocale noHalfDays(LC_TIME, "LC_TIME", "PM", std::string_view("\0M", 2));
     uTimestampCD time = Make({2026, 11, 16, 15, 47, 8, 7, 42});
     for (const auto& [format, text] :
          {std::pair<const char*, std::string>{kStampFormat, " 11/16/2026 15:47:08:007:042"},
           {"%u%H%u:%u", "15:042"},
+          {"%p%u", "042"},
           {"%u", "042"}}) {
         for (unsigned len = 1; len < 40; ++len) {
             std::string buffer(48, '~');

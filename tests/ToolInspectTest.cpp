@@ -47,7 +47,7 @@ TEST_F(ToolInspectTest, EndsAsItShouldForEveryFault) {
             for (const auto& [name, bytes] : files) chmod(m_folder.Write(name, bytes).c_str(), 0666);
             int code = -1;
             expected >> code;
-            const test::Result result = Tool(std::string(command) + " " + file, m_asNobody);
+            const test::Result result = ToolAsNobody(std::string(command) + " " + file);
             EXPECT_EQ(result.code, code) << command << ' ' << file << '\n' << result.err;
             EXPECT_TRUE(code == 0 || result.err.rfind("orm-trace: ", 0) == 0) << command << ' ' << file << result.err;
         }

@@ -6,7 +6,8 @@ namespace {
 using ToolTest = test::ToolFixture;
 
 TEST_F(ToolTest, PrintsSamples) {
-    const std::string samples = test::Le(0x10, 8) + test::Le(-1UL, 8) + test::Le(7, 8), corva = ORM_CORVA_LIBRARY;
+    const std::string samples = test::Le(0x10, 8) + test::Le(-1UL, 8) + test::Le(7, 8), corva = m_folder / "corva.so";
+    std::filesystem::copy_file(ORM_CORVA_LIBRARY, corva);
     m_folder.Write("p.bin", samples);
     m_folder.Write("t.tdf", "TDF2" + test::Section("a", 1, "x") + test::Trace(samples));
     m_folder.Write("cut.tdf", "TDF2" + test::Trace(samples).substr(0, 24 + 9));
@@ -36,7 +37,7 @@ TEST_F(ToolTest, PrintsSamples) {
         {"p.bin --driver " + corva, 5, "", corva + ": is no channel driver: no CreateChannelDriver\n"}};
     // clang-format on
     for (const auto& [arguments, code, out, err] : rows) {
-        const test::Result result = Tool("samples " + arguments, m_asNobody);
+        const test::Result result = ToolAsNobody("samples " + arguments);
         EXPECT_EQ(result.code, code) << arguments;
         EXPECT_EQ(result.out, out) << arguments;
         EXPECT_EQ(result.err, err.empty() ? "" : "orm-trace: " + err) << arguments;

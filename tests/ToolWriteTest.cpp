@@ -125,10 +125,10 @@ TEST_F(ToolWriteTest, RefusesBeforeItWrites) {
     }
     // Standard input has not ended when the signal comes.
     mkfifo("fifo", 0600);
-    const auto ended = test::Run(m_folder.Path(), "HOME=/nonexistent",
+    const auto ended = test::Run(m_folder.Path(), "HOME=" + m_home.Path(),
                                  "sh -c '" ORM_TOOL
-                                 " create n.tdf --section m:1@- <>fifo & until ls .n.*; do :; done "
-                                 "2>&-; kill $!; wait $!'");
+                                 " create n.tdf --section m:1@- <>fifo & until ls .n.*; do "
+                                 "[ $((n += 1)) -lt 5000 ] || { kill $!; exit 1; }; done 2>&-; kill $!; wait $!'");
     EXPECT_EQ(ended.code, 143) << ended.err;
     EXPECT_EQ(Files(), files + 2) << "nothing was made";
     EXPECT_EQ(ReadAll("t.tdf"), good);

@@ -54,6 +54,13 @@ TEST(uEnvironment, MakesDirectories) {
     for (const char* path : {"a/b/c/", "file/d", "", static_cast<const char*>(nullptr)}) {
         EXPECT_EQ(uEnvironment::MakeDirectory(path), -1) << path;
     }
+    // Without an end, if each component cost as much as the path is long.
+    std::string deep = "file";
+    for (int n = 0; n < 2'000'000; ++n) deep += "/d";
+    EXPECT_EQ(uEnvironment::MakeDirectory(deep.c_str()), -1);
+    EXPECT_EQ(uEnvironment::MakeDirectory(("e/" + std::string(300, 'x') + "/../f").c_str()), -1);
+    EXPECT_EQ(uEnvironment::MakeDirectory(std::string("e/../g").c_str()), 0);
+    EXPECT_TRUE(is_directory("e") && is_directory("g"));
     const std::string home = uEnvironment::GetVar("HOME");
     std::string dir;
     for (const char* spelling : {"u", "u/", "u\\\\//"}) {

@@ -1,8 +1,16 @@
 #include "source_utilities/uFile.h"
 
 #include <fcntl.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/time.h>
 
-#include "support/Files.h"
+#include <atomic>
+#include <cstring>
+#include <cwchar>
+#include <thread>
+
+#include "support/Process.h"
 
 namespace {
 
@@ -66,6 +74,8 @@ TEST(uFile, WritesLinesAndErases) {
     char line[8], part[3];
     EXPECT_TRUE(file.SeekToBegin() && file.ReadString(line, 8) && file.ReadString(part, 3));
     EXPECT_EQ(test::Show(line, part), "one 1\n tw");
+    EXPECT_FALSE(file.ReadString(part, 1)) << "a loop would never end";
+    EXPECT_STREQ(part, "");
     EXPECT_FALSE(file.WriteString(nullptr) || file.ReadString(nullptr, 3) || file.Read(nullptr, 3) != 0);
     EXPECT_TRUE(file.Close());
     // A full disk: the file is closed after a close that failed.
@@ -76,6 +86,82 @@ TEST(uFile, WritesLinesAndErases) {
     EXPECT_EQ(file.Write("x", 1), 1U);
     EXPECT_TRUE(file.Close() && !file.IsOpen() && file.Write("x", 1) == 0);
     EXPECT_EQ(test::OpenDescriptors(), before);
+}
+
+// Each mode means what it means to fopen: with a file, without one, with a folder.
+TEST(uFile, OpensAsFopenDoes) {
+    const test::WorkingFolder folder;
+    std::filesystem::create_directory("folder");
+    // clang-format off
+    const char* const modes[] = {"r", "rb", "r+", "rb+", "w", "w+b", "wx", "w+x", "a", "ab+", "rx", "re", "rm", "rc",
+        "webxmc+", "rbbbbb+", "rq", "q", "+", "er", "r,ccs=UTF-8", "w+,ccs=UTF-16LE", "ax,ccs=UTF-8", "w,ccs=none"};
+    // clang-format on
+    for (const char* mode : modes) {
+        if (ORM_IS_SANITIZED && std::strchr(mode, ',') != nullptr) continue;  // the C library leaks its converters
+        for (const char* path : {"file", "missing", "folder", ""}) {
+            // Returns: what shows of an opening, and what it and a write leave.
+            const auto outcome = [&](auto open) {
+                folder.Write("file", "bytes");
+                std::filesystem::remove("missing");
+                errno = 0;
+                std::FILE* const stream = open();
+                std::string shown = std::to_string(stream != nullptr ? 0 : errno);
+                if (stream != nullptr) {
+                    const int file = fileno(stream);
+                    const int flags = fcntl(file, F_GETFL), wide = std::fwide(stream, 0);
+                    const bool canRead = wide > 0 ? std::fgetwc(stream) == L'b' : std::fgetc(stream) == 'b';
+                    std::rewind(stream);
+                    const bool canWrite = wide > 0 ? std::fputwc('x', stream) == 'x' : std::fputc('x', stream) == 'x';
+                    shown = test::Show(flags, wide > 0, canRead, canWrite);
+                    std::fclose(stream);
+                }
+                return shown + test::ReadAll("file") + "|" + test::ReadAll("missing");
+            };
+            uFile file(path, mode);
+            EXPECT_EQ(outcome([&] { return file.OpenInternal(path, mode), file.m_stream; }),
+                      outcome([&] { return std::fopen(path, mode); }))
+                << mode << ' ' << path;
+        }
+    }
+}
+
+TEST(uFile, WaitsForTheOtherEndOfAFifo) {
+    const test::WorkingFolder folder;
+    ASSERT_EQ(mkfifo("fifo", 0600), 0);
+    static std::atomic<int> interruptions;
+    struct sigaction action {};
+    action.sa_handler = [](int) { ++interruptions; };
+    sigaction(SIGUSR1, &action, nullptr);
+    std::thread writer([reader = pthread_self()] {
+        while (interruptions < 20) {
+            pthread_kill(reader, SIGUSR1);
+            usleep(100);
+        }
+        uFile file("fifo", "w");
+        EXPECT_TRUE(file.Open() && file.WriteString("line") && file.Close());
+    });
+    uFile file("fifo", "r");
+    char line[8] = "";
+    EXPECT_TRUE(file.Open() && file.ReadString(line, 8)) << strerror(errno);
+    EXPECT_STREQ(line, "line");
+    const int unblocked = open("fifo", O_RDWR | O_NONBLOCK | O_CLOEXEC);
+    writer.join();
+    close(unblocked);
+    file.Close();
+}
+
+// A host that has closed its standard streams does not print into a file of the library.
+TEST(uFile, KeepsFromTheStandardStreams) {
+    const test::WorkingFolder folder;
+    EXPECT_TRUE(test::HoldsInChild([] {
+        for (int stream = 0; stream < 3; ++stream) close(stream);
+        uFile file("file", "w"), more("more", "w");
+        const bool isAbove = file.Open() && fileno(file.m_stream) > 2 && fcntl(0, F_GETFD) < 0;
+        // Nor where that leaves none to move it to.
+        const rlimit none{3, 3};
+        setrlimit(RLIMIT_NOFILE, &none);
+        return isAbove && fcntl(fileno(file.m_stream), F_GETFD) == FD_CLOEXEC && !more.Open() && fcntl(0, F_GETFD) < 0;
+    }));
 }
 
 }  // namespace

@@ -1,22 +1,42 @@
 // The logger and the logging system.
 #include "source_utilities/uLogger.h"
 
+#include <fcntl.h>
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 
 #include <chrono>
+#include <functional>
+#include <map>
+#include <random>
 #include <thread>
 
+#include "driver/CChannelDriver.h"
 #include "source_utilities/uEnvironment.h"
 #include "source_utilities/uLogSystem.h"
 #include "support/LogCapture.h"
+#include "support/Process.h"
 
 namespace {
 
 using ORM_LUX::uLogger;
 using ORM_LUX::uLogSystem;
 using test::ReadAll;
+
+// Limits how far files may grow, for a scope.
+class SizeLimit {
+public:
+    explicit SizeLimit(std::uintmax_t size) {
+        getrlimit(RLIMIT_FSIZE, &m_before);
+        const rlimit limit{size, m_before.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    ~SizeLimit() { setrlimit(RLIMIT_FSIZE, &m_before); }
+
+private:
+    rlimit m_before{};
+};
 
 class uLoggerTest : public testing::Test {
 protected:
@@ -102,33 +122,158 @@ TEST_F(uLoggerTest, OpensLateAndSwitchesFiles) {
     EXPECT_EQ(ReadAll("KVB_log.txt"), "M      6\n");
 }
 
+// A host that writes to the file itself, or moves in it, loses no line, whichever the mode.
+TEST_F(uLoggerTest, SharesItsFileWithTheHost) {
+    for (const bool append : {false, true}) {
+        uLogger logger("log", append);
+        const long before = test::OpenDescriptors();
+        EXPECT_TRUE(logger.OpenFile() && logger.OpenFile());
+        EXPECT_EQ(test::OpenDescriptors(), before + 1) << "the first is closed";
+        for (std::string expected : {"", "header\n"}) {
+            logger.Clear();
+            logger.m_file.WriteString(expected.c_str());
+            for (int n = 0; n < 2000; ++n) {
+                logger.Log("%d", n);
+                logger.m_file.GetSize();
+                expected += "M      " + std::to_string(n) + "\n";
+            }
+            EXPECT_TRUE(ReadAll("log") == expected) << append << std::filesystem::file_size("log");
+        }
+    }
+}
+
+// A full disk: the file may not grow beyond a limit, and has room for a part of a line or for none. The part stays, and
+// the next line begins on its own, in the same file; somebody else may have written in between.
 TEST_F(uLoggerTest, GoesOnWhenItCouldNotWrite) {
     uLogger logger("late/log", true);
     logger.Log("lost");
     std::filesystem::create_directory("late");
     logger.Log("first");
     EXPECT_EQ(ReadAll("late/log"), "M      first\n");
-    // A full disk: the file may not grow beyond a limit, and has room for a part of a line or for none. The signal that
-    // comes with it, and would end the process, is not seen, and a host that holds it back finds none waiting.
-    signal(SIGXFSZ, SIG_DFL);
-    rlimit before{};
-    getrlimit(RLIMIT_FSIZE, &before);
-    for (const auto& [room, how] : {std::pair(0UL, SIG_UNBLOCK), {5UL, SIG_UNBLOCK}, {0UL, SIG_BLOCK}}) {
-        sigset_t full, mask, pending;
-        sigemptyset(&full);
-        sigaddset(&full, SIGXFSZ);
-        pthread_sigmask(how, &full, nullptr);
-        const std::string whole = ReadAll("late/log");
-        const rlimit limit{whole.size() + room, before.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &limit);
-        for (int n = 0; n < 3; ++n) logger.Log("does not fit");
-        setrlimit(RLIMIT_FSIZE, &before);
+    using Step = std::function<void()>;
+    const Step nothing = [] {}, reopen = [&] { logger.EnableOutput(logger.EnableOutput(false)); },
+               rename = [&] { logger.SetFileName("late/log", true); }, clear = [&] { logger.Clear(); },
+               other = [] { std::ofstream("late/log", std::ios::app) << "other\n"; };
+    const std::tuple<const char*, std::size_t, Step, const char*> rows[] = {
+        {"no room", 0, nothing, ""},
+        {"a part", 5, nothing, "M    \n"},
+        {"whole lines of a message", 9, nothing, "M      d\n"},
+        {"reopened", 5, reopen, "M    \n"},
+        {"named again", 5, rename, "M    \n"},
+        {"somebody else", 5, other, "M    other\n\n"},
+        {"emptied", 5, clear, nullptr}};
+    for (const auto& [label, room, step, part] : rows) {
+        const std::string before = ReadAll("late/log");
+        {
+            const SizeLimit limit(before.size() + room);
+            for (int n = 0; n < 3; ++n) logger.Log("d\noes not fit");
+            logger.m_file.WriteString("the host's");
+            logger.Log("neither");
+        }
+        step();
         for (int n = 0; n < 2; ++n) logger.Log("again");
-        EXPECT_EQ(ReadAll("late/log"), whole + "M      again\nM      again\n");
-        pthread_sigmask(SIG_SETMASK, nullptr, &mask);
-        sigpending(&pending);
-        test::Expect({sigismember(&mask, SIGXFSZ), sigismember(&pending, SIGXFSZ)}, how == SIG_BLOCK ? "1, 0" : "0, 0");
+        EXPECT_EQ(ReadAll("late/log"), (part ? before + part : "") + "M      again\nM      again\n") << label;
+        EXPECT_STREQ(logger.m_file.GetOpenMode(), "a+");
     }
+}
+
+// The signals of a full disk, and of a pipe that nobody reads, by which a process ends, are not seen. A host that holds
+// them back finds none waiting, but one that waited before.
+TEST_F(uLoggerTest, RaisesNoSignal) {
+    m_folder.Write("log", "full");
+    for (const int number : {SIGXFSZ, SIGPIPE}) {
+        for (const std::string state : {"0 0", "1 0", "1 1"}) {  // whether the signal is blocked, and waits
+            const bool isKept = test::HoldsInChild([&] {
+                int ends[2] = {-1, -1};
+                const int full = open("log", O_WRONLY | O_APPEND | O_CLOEXEC);
+                if (pipe(ends) != 0 || dup2(number == SIGPIPE ? ends[1] : full, STDOUT_FILENO) < 0) return false;
+                for (const int end : ends) close(end);
+                std::optional<SizeLimit> limit;
+                if (number == SIGXFSZ) limit.emplace(std::filesystem::file_size("log"));
+                sigset_t signals, waiting;
+                sigemptyset(&signals);
+                sigaddset(&signals, number);
+                signal(number, SIG_DFL);
+                pthread_sigmask(state[0] == '1' ? SIG_BLOCK : SIG_UNBLOCK, &signals, nullptr);
+                if (state[2] == '1') raise(number);
+                uLogger logger("log", true);
+                logger.EnableLogToStdio(true);
+                for (int n = 0; n < 2; ++n) logger.Log("x");
+                pthread_sigmask(SIG_SETMASK, nullptr, &signals);
+                sigpending(&waiting);
+                return test::Show(sigismember(&signals, number), sigismember(&waiting, number)) == state;
+            });
+            EXPECT_TRUE(isKept) << number << ": " << state;
+        }
+    }
+}
+
+// Processes write to one log whose room ends and comes back. What was reported as written is there: a line in one piece
+// that ends in a newline, perhaps after somebody else's part. Room ends by limits of the processes, or, for
+// scripts/check-log, on the small disk that the environment names, which this process fills and empties.
+TEST_F(uLoggerTest, LosesNoLineThatItReported) {
+    const char* const disk = std::getenv("ORM_TEST_SMALL_DISK");
+    const char* const seconds = std::getenv("ORM_TEST_SECONDS");
+    const std::string log = disk != nullptr ? disk + std::string("/log") : "log";
+    const std::time_t end = std::time(nullptr) + (seconds != nullptr ? std::atoi(seconds) : 0);
+    const auto goesOn = [&](int n) { return seconds != nullptr ? std::time(nullptr) < end : n < 3000; };
+    const auto lineOf = [](int writer, int n) {
+        const std::string text(static_cast<std::size_t>(n % 90), '.');
+        return "<" + std::to_string(writer) + ":" + std::to_string(n) + ":" + text + "\n";
+    };
+    constexpr int kWriters = 3;
+    std::vector<pid_t> writers;
+    for (int writer = 0; writer < kWriters; ++writer) {
+        writers.push_back(fork());
+        if (writers.back() != 0) continue;
+        uLogger logger(log.c_str(), true);
+        std::ofstream reported(m_folder / std::to_string(writer));
+        std::minstd_rand random(static_cast<unsigned>(writer));
+        for (int n = 0; goesOn(n); ++n) {
+            std::string line = lineOf(writer, n) + " ";  // and the terminator's place
+            std::optional<SizeLimit> limit;
+            std::error_code none;
+            if (disk == nullptr) limit.emplace(std::filesystem::file_size(log, none) + random() % 150);
+            const bool isWritten = logger.AddToLog(line.data(), static_cast<int>(line.size()) - 1) != 0;
+            limit.reset();
+            if (isWritten) reported << n << ' ';
+        }
+        reported.close();
+        _exit(0);
+    }
+    if (disk != nullptr) {
+        const int ballast = open((disk + std::string("/ballast")).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+        const std::string page(4096, '-');
+        for (std::minstd_rand random; goesOn(0); usleep(2000)) {
+            while (write(ballast, page.data(), page.size()) > 0) continue;
+            usleep(2000);
+            const off_t size = lseek(ballast, 0, SEEK_END) - static_cast<off_t>(random() % 8 * page.size());
+            if (size < 0 || ftruncate(ballast, size) != 0) break;
+            lseek(ballast, 0, SEEK_END);
+        }
+        EXPECT_EQ(ftruncate(ballast, 0) + close(ballast), 0);
+    }
+    for (const pid_t writer : writers) waitpid(writer, nullptr, 0);
+    std::map<std::pair<int, int>, int> found;
+    long parts = 0, lines = 0;
+    std::ifstream file(log);
+    for (std::string line; std::getline(file, line);) {
+        const std::size_t at = line.rfind('<');
+        int writer = -1, n = -1;
+        if (at == line.npos || std::sscanf(line.c_str() + at, "<%d:%d:", &writer, &n) != 2 ||
+            line.substr(at) + "\n" != lineOf(writer, n)) {
+            ++parts;
+            continue;
+        }
+        ++found[{writer, n}];
+        EXPECT_EQ(line.find("<" + std::to_string(writer)), at) << "continues a part of its own: " << line;
+    }
+    for (int writer = 0; writer < kWriters; ++writer) {
+        std::ifstream reported(m_folder / std::to_string(writer));
+        for (int n = 0; reported >> n; ++lines) ASSERT_EQ((found[{writer, n}]), 1) << writer << ' ' << n;
+    }
+    std::printf("%ld lines, %ld parts\n", lines, parts);
+    EXPECT_TRUE(lines > 100 && parts > 10) << lines << " lines, " << parts << " parts";
 }
 
 // Every line of 8 threads that use two loggers arrives once, whole and in its thread's order, with a file of its own for
@@ -238,6 +383,33 @@ TEST_F(uLogSystemTest, StartsOnceForEachName) {
     EXPECT_TRUE(Init(system, "0"));
     EXPECT_EQ(system.m_pLogger, first);
     EXPECT_EQ(std::exchange(system.m_refCount, 1), 2);
+}
+
+// Threads start logs of their own while others make drivers, which starts the process's log.
+TEST_F(uLogSystemTest, StartsFromManyThreads) {
+    uLogSystem& system = *uLogSystem::GetLogSystem();
+    DestroyChannelDriver(CreateChannelDriver());
+    setenv("ORM_TEST_LEVEL", "3", 1);  // as in all tests
+    const int before = system.m_refCount;
+    for (int round = 0; round < 20; ++round) {
+        std::vector<std::thread> threads;
+        const auto nameOf = [round](int t) { return "log" + std::to_string(8 * round + t); };
+        for (int t = 0; t < 8; ++t) {
+            threads.emplace_back([&, t] {
+                EXPECT_TRUE(system.InitLog(nameOf(t).c_str(), "ORM_TEST_LEVEL", "ORM_TEST_DIR", true));
+                DestroyChannelDriver(CreateChannelDriver());
+                system.SetLoggingLevel(3);
+            });
+        }
+        for (auto& thread : threads) thread.join();
+        for (int t = 0; t < 8; ++t) {
+            const uLogger* const logger = system.LookupLogger(nameOf(t).c_str());
+            ASSERT_TRUE(logger != nullptr && logger->GetName() == m_folder / nameOf(t)) << nameOf(t);
+            const std::string lines = ReadAll(nameOf(t));
+            EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 2);
+        }
+    }
+    EXPECT_EQ(system.m_refCount, before + 20 * 8);
 }
 
 TEST_F(uLogSystemTest, LogsWithoutAHomeAndWithoutADirectory) {

@@ -19,15 +19,20 @@ TEST(uMutex, IsLockedAgainByItsOwnerAlone) {
     EXPECT_FALSE(mutex.IsLocked() || mutex.Unlock()) << "a free mutex has no owner";
     EXPECT_TRUE(mutex.Lock() && mutex.Lock());
     EXPECT_TRUE(pthread_equal(mutex.GetOwnerThreadHandle(), pthread_self()));
+    EXPECT_TRUE(mutex.Unlock());
+    std::atomic<pid_t> id = 0;
     std::atomic<bool> entered = false;
     std::thread other([&] {
+        id = gettid();
         EXPECT_FALSE(mutex.Unlock());
         mutex.Lock();
         entered = true;
         mutex.Unlock();
     });
-    EXPECT_TRUE(mutex.Unlock());
-    usleep(20000);
+    const auto waits = [&] {  // the thread sleeps
+        return test::ReadAll("/proc/self/task/" + std::to_string(id) + "/stat").find(") S ") != std::string::npos;
+    };
+    while (!entered && !waits()) std::this_thread::yield();
     EXPECT_FALSE(entered) << "one unlock of two frees nothing";
     EXPECT_TRUE(mutex.Unlock());
     other.join();

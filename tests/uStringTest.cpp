@@ -6,7 +6,7 @@
 #include <locale>
 
 #include "source_utilities/uEngineeringUnits.h"
-#include "support/Files.h"
+#include "support/ChangedLocale.h"
 
 namespace {
 
@@ -89,6 +89,12 @@ TEST(uString, WritesNumbers) {
     EXPECT_STREQ(uString::FromDouble(0.5, out, false, nullptr), "0.500000");
     EXPECT_STREQ(uString::FromDouble(out, 2, "/%.1f"), "0.500000/2.0");
     EXPECT_EQ(std::string(uString::FromDouble(1e300, out, false, "%2000f")).size(), 1023U);
+
+    // A host whose decimal point is a comma: what is written can be read, and the host's locale stays.
+    const test::ChangedLocale comma(LC_NUMERIC, "LC_NUMERIC", ".", ",");
+    EXPECT_EQ(uString::ToDouble(uString::FromDouble(3.75, out, false, nullptr)), 3.75) << out;
+    EXPECT_STREQ(uString::FromDoubleInEngrUnits(4700, out, false, "%.1f", true), "4.7k");
+    EXPECT_STREQ(std::localeconv()->decimal_point, ",");
 }
 
 TEST(uString, WritesEngineeringUnits) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <climits>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -10,8 +11,8 @@
 #include <sstream>
 #include <string_view>
 
-#include "source_utilities/CalendarTables.h"
-#include "source_utilities/LogCall.h"
+#include "source_utilities/internal/CalendarTables.h"
+#include "source_utilities/internal/LogCall.h"
 
 namespace Orm::Lux::Trace {
 namespace {
@@ -25,7 +26,7 @@ constexpr double kTicksPerSecond = kTicks;
 constexpr int kTypeShift = 56;
 constexpr unsigned long kCountMask = (1UL << kTypeShift) - 1;
 
-// The types of a receiver's status time stamps: one whose count stands alone, and those that count from a reference.
+// The types of a receiver's status time stamps: one whose count is absolute, and those that count from a reference.
 constexpr unsigned long kStandaloneType = 0xB0;
 constexpr std::array<unsigned long, 9> kReferencedTypes{0x88, 0x90, 0x98, 0xA0, 0xC0, 0xC8, 0xD8, 0xE0, 0xE8};
 
@@ -79,8 +80,8 @@ struct Offset {
 };
 
 // Stamps are compared as text between tools, which makes each rounding of these steps part of the result: a split in
-// integers differs for one word in a hundred. A time that no int holds is beyond that agreement, and beyond a double's
-// microseconds, of which these steps would give more than a thousand; it is split exactly.
+// integers differs for one word in a hundred. Above INT_MAX seconds there is nothing to agree with, and a double no longer resolves
+// microseconds (these steps can yield 1,000 or more): such a time is split exactly.
 Offset Split(unsigned long count, double time) noexcept {
     unsigned long whole = static_cast<unsigned long>(time);
     const auto wholeSeconds = static_cast<double>(whole);
@@ -226,9 +227,15 @@ char* uTimestampCD::FormatTime(char* buf, int len, const char* fmt) {
     uTimeSnapshot::FormatTime(buf, len, calendarFormat.c_str());
     if (m_status == STATUS_INVALID || !hasMicro) return buf;
 
-    // The base leaves nothing of a text that does not fit; digits alone would look like one that does.
+    // The base leaves nothing of a text that does not fit; digits without it would look like one that does. With a
+    // character before it, and room for that, a text that is empty in this locale does leave something.
     const std::size_t used = std::strlen(buf);
-    const bool isLost = used == 0 && !calendarFormat.empty();
+    bool isLost = false;
+    if (used == 0 && len < INT_MAX) {
+        std::string probe(static_cast<std::size_t>(len) + 1, '\0');
+        uTimeSnapshot::FormatTime(probe.data(), len + 1, ("x" + calendarFormat).c_str());
+        isLost = probe.front() == '\0';
+    }
     const std::size_t room = static_cast<std::size_t>(len) - used;
     const int digits = isLost ? len : std::snprintf(buf + used, room, "%03d", static_cast<int>(m_micro));
     if (static_cast<std::size_t>(digits) >= room) uTimeSnapshot(false).FormatTime(buf, len, "");

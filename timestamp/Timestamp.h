@@ -14,7 +14,7 @@ namespace Orm::Lux::Trace {
 // The decoders take words of trace hardware: the type in the upper 8 bits, below it a count of 56 bits in ticks of a
 // 170 MHz clock. They write what they do to the log.
 //
-// Errors:  std::bad_alloc alone.
+// Errors:  only std::bad_alloc.
 // Threads: one object belongs to one thread at a time, but the decoders only read it and may overlap each other.
 class ORM_EXPORT uTimestampCD : public ORM_LUX::uTimeSnapshot {
 public:
@@ -47,7 +47,7 @@ public:
     // start of recording; the object is not used.
     // Units:   transCycleFrequency in Hz; baseIndex and index count samples, and their difference is added to the
     //          cycles modulo 2^64. reserved is ignored.
-    // Returns: the decimal digits of the cycles, a fraction cut off; empty for type 0xB0. A quotient that is no count
+    // Returns: the decimal digits of the cycles, a fraction cut off; empty for type 0xB0. A quotient that is not a count
     //          (a negative or infinite frequency, too many cycles) counts as the nearest one, not-a-number as 0.
     std::string GetStmTODStamp(unsigned long stmData, unsigned long baseIndex, unsigned long index,
                                unsigned char reserved, double transCycleFrequency);
@@ -57,10 +57,9 @@ public:
 
     // Converts a receiver's time stamp word to calendar text. The object holds the calendar time of count 0. The 64-bit
     // reference count in arg_TODRef_H and arg_TODRef_L is added to the word's count modulo 2^64, except for type 0xB0.
-    // The steps of double precision, whose roundings may cost a microsecond, end at 2^31 seconds: a longer sum is split
-    // exactly.
+    // Below 2^31 seconds the conversion uses double precision and may be low by a microsecond; from there on it is exact.
     // Returns: the sum in the format " %m/%d/%Y %H:%M:%S:%s:%u", for example " 11/16/2026 15:47:08:007:042"; empty when
-    //          the word is no receiver status time stamp; "Invalid time" when the object is STATUS_INVALID or the sum
+    //          the word is not a receiver status time stamp; "Invalid time" when the object is STATUS_INVALID or the sum
     //          is.
     std::string GetRcvTODStamp(unsigned long RcvrData, unsigned int arg_TODRef_L, unsigned int arg_TODRef_H);
 

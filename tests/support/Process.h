@@ -26,4 +26,13 @@ inline Result Run(const std::string& directory, std::string settings, const std:
             ReadAll(folder / "err")};
 }
 
+// Returns: whether check holds in a child process, which ends without cleaning up.
+template <class Check> bool HoldsInChild(Check check) {
+    const pid_t child = fork();
+    if (child == 0) _exit(check() ? 0 : 1);
+    int status = -1;
+    waitpid(child, &status, 0);
+    return status == 0;
+}
+
 }  // namespace test

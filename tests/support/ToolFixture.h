@@ -7,12 +7,28 @@ namespace test {
 
 struct ToolFixture : testing::Test {
     // What stands before the tool on the command line are settings, or a program that runs it.
-    Result Tool(const std::string& arguments, const std::string& before = "") const {
-        return test::Run(m_folder.Path(), "HOME=/nonexistent", before + ORM_TOOL " " + arguments);
+    Result Tool(const std::string& arguments, const std::string& before = "",
+                const std::string& tool = ORM_TOOL) const {
+        return test::Run(m_folder.Path(), "HOME=" + m_home.Path(), before + tool + " " + arguments);
     }
 
-    // Before the tool: it runs with nobody's rights, so that permissions count.
-    const std::string m_asNobody = getuid() == 0 ? "setpriv --reuid=65534 --regid=65534 --clear-groups " : "";
+    // The same without the rights of root, so that permissions count. Nobody may be kept out of the folder of the build:
+    // he runs a copy of the tool and its libraries.
+    Result ToolAsNobody(const std::string& arguments) const {
+        if (getuid() != 0) return Tool(arguments);
+        static const TemporaryFolder copy;
+        const std::string tool = copy / "bin/orm-trace";
+        for (const auto& [file, path] : {std::pair(ORM_TOOL, tool),
+                                         {ORM_CORVA_LIBRARY, copy / "lib/libcorva.so"},
+                                         {ORM_DRIVER_LIBRARY, copy / "lib/libTalvoraFileChannelDriver.so"}}) {
+            if (std::filesystem::exists(path)) continue;
+            std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+            std::filesystem::copy_file(file, path);
+        }
+        return Tool(arguments, "setpriv --reuid=65534 --regid=65534 --clear-groups ", tool);
+    }
+
+    TemporaryFolder m_home;  // of the tool
     WorkingFolder m_folder;
 };
 

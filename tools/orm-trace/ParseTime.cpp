@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "source_utilities/CalendarTables.h"
+#include "source_utilities/internal/CalendarTables.h"
 
 namespace orm_trace {
 

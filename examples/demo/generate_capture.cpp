@@ -1,7 +1,7 @@
 // Makes the input of the demo: one capture, written as a TDF file and as a plain file of samples.
 //
-// Stands alone on purpose: it shares no code with the library, so that a mistake in the one is not repeated in the
-// other. docs/tdf.5.md describes what it writes.
+// It shares no code with the library, so that a mistake in one is not repeated in the other.
+// docs/tdf.5.md describes what it writes.
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
@@ -135,7 +135,7 @@ bool ParseSamples(std::string_view text, std::uint32_t& samples) {
 int main(int argc, char** argv) {
     std::uint32_t samples = kDefaultSamples;
     if (argc < 3 || argc > 4 || (argc == 4 && !ParseSamples(argv[3], samples))) {
-        std::fprintf(stderr, "usage: generate-trace OUT.tdf OUT.bin [SAMPLES]\nSAMPLES: 0 to %u, by default %u\n",
+        std::fprintf(stderr, "usage: generate-capture OUT.tdf OUT.bin [SAMPLES]\nSAMPLES: 0 to %u, by default %u\n",
                      kMaxSamples, kDefaultSamples);
         return 2;
     }
@@ -143,7 +143,7 @@ int main(int argc, char** argv) {
         Generate(argv[1], argv[2], samples);
         return 0;
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "generate-trace: %s\n", error.what());
+        std::fprintf(stderr, "generate-capture: %s\n", error.what());
         return 1;
     }
 }

@@ -7,6 +7,6 @@ namespace ORM_LUX {
 
 // Returns: the mutex that every user of uTime inside the library holds around GetLocal and the reading after it: the
 //          loggers of several threads, and the start-up. It is never destroyed: threads may log until the process ends.
-uMutex& SharedTimeMutex();
+uMutex& SharedTimeMutex() noexcept;
 
 }  // namespace ORM_LUX

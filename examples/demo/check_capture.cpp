@@ -1,5 +1,5 @@
-// A trace host in small: loads the driver library at run time, pages through a trace file by the abstract driver
-// interface alone and compares every sample with what the demo's capture is known to hold.
+// A trace host in small: loads the driver library at run time, pages through a trace file only by the abstract
+// driver interface, and compares every sample with what the demo's capture is known to hold.
 #include <dlfcn.h>
 
 #include <algorithm>
@@ -148,17 +148,17 @@ bool ParseNumber(std::string_view text, unsigned int& number) {
 int main(int argc, char** argv) {
     unsigned int expectedTotal = 0;
     if (argc != 4 || !ParseNumber(argv[3], expectedTotal)) {
-        std::fputs("usage: page-through-trace LIBRARY FILE EXPECTED_SAMPLES\n", stderr);
+        std::fputs("usage: check-capture LIBRARY FILE EXPECTED_SAMPLES\n", stderr);
         return 2;
     }
     try {
         Run(argv[1], argv[2], expectedTotal);
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "page-through-trace: %s\n", error.what());
+        std::fprintf(stderr, "check-capture: %s\n", error.what());
         return 1;
     }
     if (std::fflush(stdout) != 0) {
-        std::perror("page-through-trace: standard output");
+        std::perror("check-capture: standard output");
         return 1;
     }
     return 0;

@@ -6,14 +6,12 @@
 #include <dlfcn.h>
 
 #include <cstdio>
-#include <exception>
 #include <memory>
 #include <vector>
 
 #include "corva/cCorvaError.h"
 #include "driver/CChannelDriver.h"
 
-using Orm::Lux::Corva::cCorvaError;
 using Orm::Lux::Trace::CChannelDriver;
 
 void PrintTrace(CChannelDriver& driver, const char* path) {
@@ -33,19 +31,17 @@ void PrintTrace(CChannelDriver& driver, const char* path) {
 int main(int argc, char** argv) {
     if (argc != 3) return std::fputs("usage: page_through_trace LIBRARY TRACE\n", stderr), 2;
 
-    // The library is never unloaded: whatever it hands out, an error's text too, stays good.
+    // Never unloaded: an error's text must stay valid.
     void* const library = dlopen(argv[1], RTLD_NOW | RTLD_LOCAL);
     if (library == nullptr) return std::fprintf(stderr, "%s\n", dlerror()), 1;
     const auto create = reinterpret_cast<decltype(&CreateChannelDriver)>(dlsym(library, "CreateChannelDriver"));
     const auto destroy = reinterpret_cast<decltype(&DestroyChannelDriver)>(dlsym(library, "DestroyChannelDriver"));
-    if (create == nullptr || destroy == nullptr) return std::fprintf(stderr, "%s is no driver\n", argv[1]), 1;
+    if (create == nullptr || destroy == nullptr) return std::fprintf(stderr, "%s is not a driver\n", argv[1]), 1;
 
     try {
         const std::unique_ptr<CChannelDriver, decltype(destroy)> driver(create(), destroy);
         PrintTrace(*driver, argv[2]);
-    } catch (const cCorvaError& error) {  // the driver refuses, and says why
+    } catch (const Orm::Lux::Corva::cCorvaError& error) {  // the driver refuses, and says why
         return std::fprintf(stderr, "%s: severity %d: %s\n", argv[2], error.GetSeverity(), error.what()), 1;
-    } catch (const std::exception& error) {  // no memory
-        return std::fprintf(stderr, "%s\n", error.what()), 1;
     }
 }

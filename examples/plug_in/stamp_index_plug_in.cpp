@@ -4,10 +4,12 @@
 #include <string>
 #include <vector>
 
+#include "corva/cCorvaError.h"
 #include "source_utilities/uLogSystem.h"
 #include "tdf/TDFHandler.h"
 #include "timestamp/Timestamp.h"
 
+using Orm::Lux::Corva::cCorvaError;
 using Orm::Lux::Trace::TDFHandler;
 using Orm::Lux::Trace::uTimestampCD;
 using ORM_LUX::uLogger;
@@ -25,6 +27,17 @@ std::vector<unsigned long> LoadSamples(const char* path) {
     return samples;
 }
 
+bool HasSection(const char* path, const char* section) {
+    try {
+        unsigned int position = 0;
+        unsigned int length = 0;
+        TDFHandler().GetSectionDataPosition(path, section, 1, position, length);
+        return true;
+    } catch (const cCorvaError&) {
+        return false;
+    }
+}
+
 // A section is its header, and data behind it in as many pieces as one likes.
 void SaveText(const char* path, const char* section, std::string text) {
     TDFHandler tdf;
@@ -36,7 +49,8 @@ void SaveText(const char* path, const char* section, std::string text) {
 
 }  // namespace
 
-// What the host calls. Returns: how many stamps there are, -1 after a failure, which is in the log.
+// What the host calls. A capture that has its section of stamps already keeps it: of two equal sections readers would
+// find only the first. Returns: how many stamps there are, -1 after a failure, which is in the log.
 extern "C" __attribute__((visibility("default"))) int IndexStamps(const char* path) {
     // The log that the driver has started in this process, or else a file of that name.
     uLogSystem* const log = uLogSystem::GetLogSystem();
@@ -51,7 +65,7 @@ extern "C" __attribute__((visibility("default"))) int IndexStamps(const char* pa
             index += start.GetRcvTODStamp(sample, 0, 0) + "\n";
             ++count;
         }
-        SaveText(path, "StampIndex", index);
+        if (!HasSection(path, "StampIndex")) SaveText(path, "StampIndex", index);
         return count;
     } catch (const std::exception& error) {  // an error of the library, or no memory
         log->m_pLogger->Log(uLogger::LOG_E, uLogger::TD_TIME, "%s: %s", path, error.what());

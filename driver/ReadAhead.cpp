@@ -1,0 +1,54 @@
+// How the driver reads samples: by position, with a read-ahead for runs.
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "driver/TalvoraFileChannelDriver.h"
+#include "tdf/OpenFile.h"
+#include "tdf/TraceSection.h"
+
+namespace Orm::Lux::Trace {
+
+// Reads bytes at a position without the stream. A run that continues the one before is served from a read-ahead. Any
+// other drops it, so that bytes which somebody has changed are seen, and goes straight to the file. All is read by
+// position: a child process shares the stream's file offset and may move it.
+// Returns: the bytes read, fewer at the end of the file, where errno is left alone, and where reading fails, which sets
+//          errno.
+std::size_t TalvoraFileChannelDriver::ReadAhead(std::uint64_t position, std::size_t size, char* out) noexcept {
+    if (position != m_nextPosition) m_aheadSize = 0;
+    const bool continues = position == m_nextPosition;
+    std::size_t done = 0;
+    if (position >= m_aheadPosition && position < m_aheadPosition + m_aheadSize) {
+        const std::size_t at = position - m_aheadPosition;
+        done = std::min(size, m_aheadSize - at);
+        std::memcpy(out, m_ahead.data() + at, done);
+    }
+    const std::size_t left = size - done;
+    if (left != 0 && (!continues || left >= m_ahead.size())) {
+        done += ReadAt(m_file, out + done, left, position + done);
+    } else if (left != 0) {
+        m_aheadPosition = position + done;
+        m_aheadSize = ReadAt(m_file, m_ahead.data(), m_ahead.size(), m_aheadPosition);
+        const std::size_t got = std::min(left, m_aheadSize);
+        std::memcpy(out + done, m_ahead.data(), got);
+        done += got;
+    }
+    m_nextPosition = position + done;
+    return done;
+}
+
+// Returns: the whole samples read. What cannot be read by position is left to the stream, which keeps the error.
+std::size_t TalvoraFileChannelDriver::ReadSamples(unsigned int position, unsigned int count, unsigned long* buffer) {
+    if (m_file != nullptr && buffer != nullptr && count != 0 && !ferror_unlocked(m_file)) {
+        errno = 0;
+        const std::size_t size = std::size_t{kSampleSize} * count;
+        const std::size_t got = ReadAhead(position, size, reinterpret_cast<char*>(buffer));
+        if (got == size || errno == 0) return got / kSampleSize;
+    }
+    if (m_file == nullptr || std::fseek(m_file, static_cast<long>(position), SEEK_SET) != 0) {
+        FailReading("failed fseek");
+    }
+    return buffer != nullptr ? std::fread(buffer, kSampleSize, count, m_file) : 0;
+}
+
+}  // namespace Orm::Lux::Trace

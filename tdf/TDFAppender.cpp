@@ -1,0 +1,152 @@
+#include "tdf/TDFAppender.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+#include "tdf/CorvaErrors.h"
+#include "tdf/TDFFormat.h"
+#include "tdf/TDFSectionReader.h"
+
+namespace Orm::Lux::Trace {
+namespace {
+
+bool WriteLength(std::FILE* stream, std::uint64_t position, std::uint32_t length) noexcept {
+    const Field bytes = StoreLittleEndian(length);
+    return WriteAt(stream, bytes.data(), bytes.size(), position) == bytes.size();
+}
+
+// Whether a header with a printable name stands at this position, whatever its length field holds: a failed append may
+// leave such a one, and a damaged length must not cost the section.
+bool HasPrintableName(std::FILE* stream, std::uint64_t position) noexcept {
+    std::array<unsigned char, kFixedHeaderSize> fields{};
+    if (ReadAt(stream, fields.data(), fields.size(), position) < fields.size()) return false;
+    const std::uint32_t length = LoadLittleEndian(fields.data() + 2 * kFieldSize);
+    std::array<char, kMaxNameLength> name;
+    if (length == 0 || length > name.size()) return false;
+    if (ReadAt(stream, name.data(), length, position + fields.size()) < length) return false;
+    return std::all_of(name.begin(), name.begin() + length, [](char c) { return c >= ' ' && c <= '~'; });
+}
+
+// Whether a section begins at this position of a file of this size: one that readers follow, or one that only exceeds
+// their limits, or whose length is damaged. Other leftovers of a failed append do not count as a section.
+bool HasSectionAt(std::FILE* stream, std::uint64_t position, std::uint64_t size) noexcept {
+    TDFSectionReader reader(stream, position);
+    if (reader.Next() == TDFSectionReader::Step::kSection) return true;
+    const TDFDamage& damage = reader.Damage();
+    switch (damage.fault) {
+        case TDFFault::kLengthTooLong:
+        case TDFFault::kNameTooLong:
+            if (damage.offset + damage.claimed <= size) return true;
+            break;
+        case TDFFault::kReadError: return true;
+        default: break;
+    }
+    return HasPrintableName(stream, position);
+}
+
+}  // namespace
+
+TDFAppender::TDFAppender(const char* path) noexcept
+    : m_path(path), m_stream(OpenForUpdate(path)), m_isWritable(m_stream != nullptr) {
+    if (!m_stream) m_stream = OpenForReading(path);
+    if (!m_stream) m_error = errno;
+}
+
+bool TDFAppender::IsTDF() const {
+    struct stat status {};
+    if (!IsOpen()) {
+        if (m_error == ENOENT || m_error == ENOTDIR) return false;
+        Require(stat(m_path, &status) == 0 && !S_ISREG(status.st_mode), kBadFileToSave);
+        return false;
+    }
+    if (fstat(fileno(m_stream.get()), &status) == 0 && !S_ISREG(status.st_mode)) return false;
+    const TDFFile::Answer isTDF = TDFFile(m_stream.get()).HasIdentifier();
+    Require(isTDF != TDFFile::Answer::kUnreadable, kBadFileToSave);
+    return isTDF == TDFFile::Answer::kYes;
+}
+
+bool TDFAppender::IsSameFile(std::FILE* stream) const noexcept {
+    struct stat other {};
+    return fstat(fileno(stream), &other) == 0 && IsThisFile(other);
+}
+
+bool TDFAppender::IsNamed() const noexcept {
+    struct stat named {};
+    return stat(m_path, &named) == 0 && IsThisFile(named);
+}
+
+bool TDFAppender::IsThisFile(const struct stat& other) const noexcept {
+    struct stat own {};
+    return fstat(fileno(m_stream.get()), &own) == 0 && own.st_dev == other.st_dev && own.st_ino == other.st_ino;
+}
+
+void TDFAppender::RequireWritable() const { Require(m_isWritable, kCannotOpen); }
+
+void TDFAppender::RequireRoom(std::uint64_t length) const {
+    RequireWritable();
+    TDFSectionReader reader(m_stream.get(), kTDFIdentifier.size());
+    while (reader.Next() == TDFSectionReader::Step::kSection) continue;
+    Require(reader.Damage().fault != TDFFault::kReadError, kBadFileToSave);
+    Require(reader.Damage().fault == TDFFault::kNone,
+            "TDF file is damaged: a section appended to it could not be found.");
+    std::uint64_t size = 0;
+    Require(MeasureSize(m_stream.get(), size), kBadFileToSave);
+    Require(size + length <= kMaxPosition, kTooLarge);
+}
+
+void TDFAppender::AppendHeader(const char* name, std::uint32_t version, unsigned int& headerOffset) {
+    RequireWritable();
+    const std::size_t nameLength = name != nullptr ? std::strlen(name) : 0;
+    const std::uint64_t headerSize = kFixedHeaderSize + std::uint64_t{nameLength};
+    std::uint64_t offset = 0;
+    Require(MeasureSize(m_stream.get(), offset), kHeaderWriteError);
+    Require(offset + headerSize <= kMaxPosition, kTooLarge);
+    headerOffset = static_cast<unsigned int>(offset);
+
+    // Until the header is complete its length is 0, which no reader follows.
+    const FixedHeader fields = StoreHeader(0, version, static_cast<std::uint32_t>(nameLength));
+    const std::size_t written = WriteAt(m_stream.get(), fields.data(), fields.size(), offset);
+    Require(written >= kFieldSize, kHeaderWriteError);
+    Require(written == fields.size() && WriteAt(m_stream.get(), name, nameLength, offset + fields.size()) == nameLength,
+            "Write error -  TDF section name and version.");
+    Require(WriteLength(m_stream.get(), offset, static_cast<std::uint32_t>(headerSize)), kHeaderSizeWriteError);
+}
+
+void TDFAppender::AppendData(unsigned int headerOffset, const void* data, unsigned int elementSize,
+                             unsigned int elementCount, unsigned int& sectionLength) {
+    constexpr const char* kDataWriteError = "Write I/O error - unable to write section data.";
+    RequireWritable();
+    std::uint64_t size = 0;
+    Field field{};
+    Require(MeasureSize(m_stream.get(), size) &&
+                ReadAt(m_stream.get(), field.data(), field.size(), headerOffset) == field.size(),
+            "Write I/O error - unable to determine section length.");
+    const std::uint32_t length = LoadLittleEndian(field.data());
+    const std::uint64_t end = std::uint64_t{headerOffset} + length;
+    Require(length >= kFixedHeaderSize && end <= size, kBadOffset);
+    Require(end == size || !HasSectionAt(m_stream.get(), end, size),
+            "Section to save data to is followed by another section.");
+    const std::uint64_t added = std::uint64_t{elementSize} * elementCount;
+    Require(added <= kMaxPosition && end + added <= kMaxPosition, kTooLarge);
+    Require(elementSize != 0 || elementCount == 0, kDataWriteError);
+
+    Require(WriteAt(m_stream.get(), data, added, end) == added, kDataWriteError);
+    // Of what a failed append has left, nothing stays after the section: the chain ends at the end of the file.
+    if (added != 0 && end + added < size) {
+        Require(ftruncate(fileno(m_stream.get()), static_cast<off_t>(end + added)) == 0,
+                "Write error - section data corrupted.");
+    }
+    const std::uint32_t newLength = length + static_cast<std::uint32_t>(added);
+    sectionLength = newLength;
+    Require(WriteLength(m_stream.get(), headerOffset, newLength), kHeaderSizeWriteError);
+}
+
+void TDFAppender::Close() { Require(Orm::Lux::Trace::Close(std::move(m_stream)), kHeaderSizeWriteError); }
+
+}  // namespace Orm::Lux::Trace

@@ -1,0 +1,51 @@
+#include "tdf/TDFFile.h"
+
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <string>
+
+#include "tdf/CorvaErrors.h"
+#include "tdf/OpenFile.h"
+#include "tdf/TDFFormat.h"
+#include "tdf/TDFSectionReader.h"
+
+namespace Orm::Lux::Trace {
+
+TDFFile::Answer TDFFile::HasIdentifier() const noexcept {
+    TDFIdentifier found{};
+    errno = 0;
+    if (ReadAt(m_stream, found.data(), found.size(), 0) == found.size()) {
+        return found == kTDFIdentifier ? Answer::kYes : Answer::kNo;
+    }
+    struct stat status {};
+    const bool isUnreadable = errno != 0 && (fstat(fileno(m_stream), &status) != 0 || S_ISREG(status.st_mode));
+    return isUnreadable ? Answer::kUnreadable : Answer::kNo;
+}
+
+TDFFile::Answer TDFFile::Find(const char* name, std::uint32_t version, std::uint64_t start, Data& data) const noexcept {
+    if (name == nullptr) return Answer::kNo;
+    TDFSectionReader reader(m_stream, start);
+    if (!reader.Find(name, version)) {
+        return reader.Damage().fault == TDFFault::kReadError ? Answer::kUnreadable : Answer::kNo;
+    }
+    data = {reader.Section().DataPosition(), reader.Section().DataLength()};
+    return Answer::kYes;
+}
+
+TDFFile::Data TDFFile::Require(const char* name, std::uint32_t version, const char* notFound) const {
+    Data data;
+    switch (Find(name, version, kTDFIdentifier.size(), data)) {
+        case Answer::kYes: break;
+        case Answer::kNo: ThrowCorvaError(notFound);
+        case Answer::kUnreadable: ThrowCorvaError(kSectionReadError);
+    }
+    return data;
+}
+
+TDFFile::Data TDFFile::Require(const char* name, std::uint32_t version) const {
+    const std::string label = name != nullptr ? name : "";
+    return Require(name, version, (label + " section cannot be located in the file.").c_str());
+}
+
+}  // namespace Orm::Lux::Trace
