@@ -98,9 +98,10 @@ TEST_F(ToolWriterTest, WritersWaitForEachOther) {
     // A file that takes the name while the lock of another is waited for, and is the one to be written to then.
     const std::string other = "TDF2" + Section("other", 1, ""), section = Section("new", 1, "data");
     m_folder.Write("data", "data");
-    const std::pair<std::string, std::string> rows[] = {{"append t.tdf --section new:1@data", other + section},
-                                                        {"save data t.tdf", other + test::Trace("data")},
-                                                        {"create t.tdf --force --section new:1@data", "TDF2" + section}};
+    const std::pair<std::string, std::string> rows[] = {
+        {"append t.tdf --section new:1@data", other + section},
+        {"save data t.tdf", other + test::Trace("data")},
+        {"create t.tdf --force --section new:1@data", "TDF2" + section}};
     for (const auto& [arguments, expected] : rows) {
         m_folder.Write("t.tdf", m_before);
         std::filesystem::create_hard_link("t.tdf", "old.tdf");

@@ -22,7 +22,8 @@ AppendTarget::AppendTarget(const std::string& path)
 
 AppendTarget::~AppendTarget() {
     if (!m_unfinished || Cut()) return;
-    Report(m_path, "keeps an incomplete section from offset " + Position(m_sizeBefore) + " on: " + std::strerror(errno));
+    Report(m_path,
+           "keeps an incomplete section from offset " + Position(m_sizeBefore) + " on: " + std::strerror(errno));
 }
 
 std::uint64_t AppendTarget::Appended() const {

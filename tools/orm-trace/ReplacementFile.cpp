@@ -38,7 +38,8 @@ FilePtr Own(int descriptor) {
 
 TemporaryName::TemporaryName(std::string path)
     : m_path(std::move(path)),
-      m_guard([](const void* name) noexcept { unlink(static_cast<const TemporaryName*>(name)->m_path.c_str()); }, this) {}
+      m_guard([](const void* name) noexcept { unlink(static_cast<const TemporaryName*>(name)->m_path.c_str()); },
+              this) {}
 
 TemporaryName::~TemporaryName() { unlink(m_path.c_str()); }
 

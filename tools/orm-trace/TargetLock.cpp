@@ -31,7 +31,9 @@ FilePtr Open(const std::string& name, TargetLock::Purpose purpose) {
 }
 
 // Returns: false while somebody else has the lock. A file system without locks refuses in many ways.
-bool Lock(int descriptor) { return flock(descriptor, LOCK_EX | LOCK_NB) == 0 || (errno != EWOULDBLOCK && errno != EINTR); }
+bool Lock(int descriptor) {
+    return flock(descriptor, LOCK_EX | LOCK_NB) == 0 || (errno != EWOULDBLOCK && errno != EINTR);
+}
 
 }  // namespace
 
