@@ -41,7 +41,7 @@ struct ToolWriterTest : test::ToolFixture {
 };
 
 TEST_F(ToolWriterTest, LeavesATargetWholeAtASignal) {
-    const std::string data(32 << 20, 'd');
+    const std::string data(16 << 20, 'd');
     m_folder.Write("data", data);
     const std::pair<std::string, std::string> operations[] = {
         {"append t.tdf --section new:1@data", m_before + Section("new", 1, data)},
@@ -156,6 +156,7 @@ TEST_F(ToolWriterTest, SaysWhyItCannotWriteAndLeavesNothing) {
     EXPECT_EQ(Tool("append t.tdf --section v:1@/proc/version").code, 0);
     EXPECT_EQ(ReadAll("t.tdf"), m_before + Section("v", 1, ReadAll("/proc/version")));
     // The hidden file of an OUT that is to be replaced, while standard input has not ended.
+    m_folder.Write("err", "");
     mkfifo("fifo", 0600);
     for (const int signal : {SIGTERM, SIGQUIT, SIGUSR1, SIGALRM}) {
         const auto before = Files();
