@@ -74,8 +74,8 @@ TEST_F(ToolWriteTest, RefusesBeforeItWrites) {
         {"create n.tdf --section a1@d", 2, "a1@d: is not of the form NAME:VERSION@FILE"},
         {"create n.tdf --section a:x@d", 2, "is not of"}, {"create n.tdf --section a:1@", 2, "is not of"},
         {"create n.tdf --section a:4294967296@d", 2, "is not of"},
-        {"create n.tdf --section a:1@gone", 1, "gone: No such file or directory"},
-        {"create n.tdf --section a:1@dir.tdf", 1, "dir.tdf: Is a directory"},
+        {"create n.tdf --section a:1@gone", 4, "gone: No such file or directory"},
+        {"create n.tdf --section a:1@dir.tdf", 4, "dir.tdf: Is a directory"},
         {"create n.tdf --section a:1@d --section a:1@d", 1, "a:1@d: is named twice"},
         {"create n.tdf --section a:1@big", 1, "big: makes a section of 134217741 bytes, readers find sections of up to 134217728"},
         {"create n.tdf --section " + longName + ":1@d", 1, "d: the section's name has 4096 bytes, readers find names of up to 4095"},
@@ -87,7 +87,6 @@ TEST_F(ToolWriteTest, RefusesBeforeItWrites) {
         {"append tail.tdf --section b:1@d", 4, "tail.tdf: "}, {"append cut.tdf --section b:1@d", 4, "cut.tdf: "},
         {"save d t.tdf", 1, "t.tdf: has a section \"BinTraceData\":1 already"}, {"save d tail.tdf", 4, "tail.tdf: "},
         {"save d t.tdf --allow-duplicate --driver /gone", 5, "/gone"},
-        {"save gone t.tdf --allow-duplicate", 4, "gone: Failed to open gone for reading."},
         {"save big t.tdf --allow-duplicate", 1, "t.tdf: Talvora file channel driver: The trace makes a section"},
         {"stamp stm 1", 2, "--frequency is required"}, {"stamp stm 1 --frequency 0", 2, "--frequency"},
         {"stamp stm 1 --frequency inf", 2, "not a finite number"}, {"stamp stm 1 --frequency nan", 2, "not a finite number"},
@@ -109,28 +108,17 @@ TEST_F(ToolWriteTest, RefusesBeforeItWrites) {
             << arguments.substr(0, 99) << result.err;
         EXPECT_NE(result.err.find(reason), std::string::npos) << arguments.substr(0, 99) << result.err;
     }
-    // A limit on the size of files, and drivers that do not do as they should.
-    std::filesystem::resize_file(m_folder.Write("mid", ""), 100000);
-    const std::string save = "save d t.tdf --allow-duplicate --driver " ORM_STRANGE_DRIVER,
-                      limit = "prlimit --fsize=9999 ";
-    const std::tuple<std::string, std::string, std::string> troubles[] = {
-        {limit, "create n.tdf --section m:1@mid", "1 orm-trace: .n."},
-        {limit, "append t.tdf --section m:1@mid", "1 orm-trace: t.tdf: "},
-        {"STRANGE=null ", save, "5 orm-trace: " ORM_STRANGE_DRIVER ": makes no driver\n"},
-        {"STRANGE=throw ", save, "1 orm-trace: error: unknown\n"},
-        {"STRANGE=idle ", save, "1 orm-trace: t.tdf: the driver has not saved to it\n"}};
-    for (const auto& [before, arguments, expected] : troubles) {
-        const test::Result result = Tool(arguments, before);
-        EXPECT_EQ((std::to_string(result.code) + " " + result.err).substr(0, expected.size()), expected) << arguments;
+    // Drivers that do not do as they should.
+    const std::pair<std::string, std::string> troubles[] = {
+        {"null", "5 orm-trace: " ORM_STRANGE_DRIVER ": makes no driver\n"},
+        {"throw", "1 orm-trace: error: unknown\n"},
+        {"idle", "1 orm-trace: t.tdf: the driver has not saved to it\n"}};
+    for (const auto& [what, expected] : troubles) {
+        const test::Result result =
+            Tool("save d t.tdf --allow-duplicate --driver " ORM_STRANGE_DRIVER, "STRANGE=" + what + " ");
+        EXPECT_EQ((std::to_string(result.code) + " " + result.err).substr(0, expected.size()), expected) << what;
     }
-    // Standard input has not ended when the signal comes.
-    mkfifo("fifo", 0600);
-    const auto ended = test::Run(m_folder.Path(), "HOME=" + m_home.Path(),
-                                 "sh -c '" ORM_TOOL
-                                 " create n.tdf --section m:1@- <>fifo & until ls .n.*; do "
-                                 "[ $((n += 1)) -lt 5000 ] || { kill $!; exit 1; }; done 2>&-; kill $!; wait $!'");
-    EXPECT_EQ(ended.code, 143) << ended.err;
-    EXPECT_EQ(Files(), files + 2) << "nothing was made";
+    EXPECT_EQ(Files(), files) << "nothing was made";
     EXPECT_EQ(ReadAll("t.tdf"), good);
     EXPECT_EQ(Tool("append t.tdf --allow-duplicate --section a:1@d").code, 0);
     EXPECT_EQ(ReadAll("t.tdf"), good + Section("a", 1, "data"));

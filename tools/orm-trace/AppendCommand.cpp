@@ -3,6 +3,7 @@
 
 #include "tools/orm-trace/AppendTarget.h"
 #include "tools/orm-trace/Command.h"
+#include "tools/orm-trace/InputFile.h"
 #include "tools/orm-trace/Progress.h"
 #include "tools/orm-trace/SectionOptions.h"
 
@@ -18,8 +19,10 @@ public:
     }
 
     ExitCode Run(Output&) override {
+        InputFile(m_file).RequireIdentifier();  // a wrong name shows before standard input is waited for
+        auto sources = m_sections.Open();
         AppendTarget target(m_file);
-        auto sources = m_sections.Open(&target);
+        m_sections.RequireNew(sources, target);
         const Progress progress(m_file, m_sections.TotalSize(sources));
         for (SectionSource& source : sources) target.Append(source);
         target.Keep();

@@ -1,15 +1,12 @@
 // orm-trace create: makes a TDF file of sections.
-#include "tdf/TDFHandler.h"
-#include "tools/orm-trace/AppendTarget.h"
 #include "tools/orm-trace/Command.h"
 #include "tools/orm-trace/Progress.h"
 #include "tools/orm-trace/ReplacementFile.h"
 #include "tools/orm-trace/SectionOptions.h"
+#include "tools/orm-trace/SectionWriter.h"
 
 namespace orm_trace {
 namespace {
-
-using Orm::Lux::Trace::TDFHandler;
 
 class CreateCommand : public Command {
 public:
@@ -23,12 +20,11 @@ public:
 
     ExitCode Run(Output&) override {
         ReplacementFile file(m_out, m_force, "exists (--force replaces it)");
-        auto sources = m_sections.Open(nullptr);
-        Translated(ExitCode::kFailed, m_out, [&] { TDFHandler().CreateTDFFile(file.Path().c_str()); });
+        auto sources = m_sections.Open();
         const Progress progress(file.Path(), m_sections.TotalSize(sources));
-        AppendTarget target(file.Path());
-        for (SectionSource& source : sources) target.Append(source);
-        target.Keep();
+        const SectionWriter writer(file.Path(), m_out);
+        for (SectionSource& source : sources) writer.Append(source);
+        writer.RequireWholeChain(ExitCode::kFailed);
         file.Publish();
         return ExitCode::kOk;
     }

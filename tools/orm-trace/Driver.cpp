@@ -3,10 +3,14 @@
 #include <dlfcn.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 
+#include "tdf/OpenFile.h"
 #include "tools/orm-trace/Failure.h"
+#include "tools/orm-trace/Written.h"
 
 namespace orm_trace {
 namespace {
@@ -67,10 +71,14 @@ void* Driver::Find(const char* name) const noexcept { return dlsym(m_library.get
 
 unsigned int Driver::Load(const std::string& file) {
     m_file = file;
-    return Translated(ExitCode::kNotATrace, m_file, [&] {
+    try {
         m_driver->LoadFile(file, 0, kFileType);
         return m_driver->GetNumSamples();
-    });
+    } catch (const Orm::Lux::Corva::cCorvaErrorIF& error) {
+        // The driver does not say why a file cannot be opened. To try it says so.
+        const bool canOpen = Orm::Lux::Trace::OpenForReading(file.c_str()) != nullptr;
+        throw Failure(ExitCode::kNotATrace, file, canOpen ? error.what() : std::strerror(errno));
+    }
 }
 
 unsigned int Driver::Read(unsigned int first, unsigned int count, unsigned long* samples) {
@@ -82,7 +90,7 @@ unsigned int Driver::Read(unsigned int first, unsigned int count, unsigned long*
 }
 
 void Driver::Save(const std::string& target) {
-    Translated(ExitCode::kFailed, target, [&] { m_driver->SaveFile(target, kFileType); });
+    Written(target, " (saving " + m_file + ")", [&] { m_driver->SaveFile(target, kFileType); });
 }
 
 }  // namespace orm_trace

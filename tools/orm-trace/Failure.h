@@ -41,4 +41,13 @@ template <class Call> auto Translated(ExitCode code, const std::string& subject,
     }
 }
 
+// Does work with a file under a path of the tool's own making: a Failure of it is told of subject, as the user knows it.
+template <class Work> auto About(const std::string& subject, Work work) {
+    try {
+        return work();
+    } catch (const Failure& failure) {
+        throw Failure(failure.Code(), subject, failure.what());
+    }
+}
+
 }  // namespace orm_trace

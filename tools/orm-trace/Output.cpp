@@ -15,9 +15,10 @@ OutputFailure::OutputFailure(int error)
 
 Output::Output() {
     // A standard stream that the caller has closed stays closed for data, but its number must not fall to a trace file.
+    // To read from it then fails.
     const int data = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
     for (int standard = STDIN_FILENO; standard <= STDERR_FILENO; ++standard) {
-        if (fcntl(standard, F_GETFD) < 0) open("/dev/null", O_RDWR);
+        if (fcntl(standard, F_GETFD) < 0) open("/dev/null", standard == STDIN_FILENO ? O_WRONLY : O_RDWR);
     }
     dup2(STDERR_FILENO, STDOUT_FILENO);
     if (data >= 0) m_data.reset(fdopen(data, "wb"));

@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <filesystem>
 
+#include "tools/orm-trace/InterruptGuard.h"
+
 namespace orm_trace {
 namespace {
 
@@ -19,7 +21,9 @@ std::uint64_t SizeOf(const std::string& path) {
 
 Progress::Progress(std::string path, std::uint64_t total)
     : m_path(std::move(path)), m_total(total), m_before(SizeOf(m_path)) {
-    if (isatty(STDERR_FILENO)) m_thread = std::thread([this] { Watch(); });
+    if (!isatty(STDERR_FILENO)) return;
+    const BlockedSignals blocked;  // in the thread: signals are for the one that writes
+    m_thread = std::thread([this] { Watch(); });
 }
 
 Progress::~Progress() {

@@ -56,7 +56,7 @@ private:
         std::optional<SectionCopy> copy;
         std::optional<Progress> progress;
         if (replacement) {
-            copy.emplace(replacement->Path());
+            copy.emplace(replacement->Path(), m_out);
             progress.emplace(replacement->Path(), file.Size());
         }
         std::uint64_t count = 0;

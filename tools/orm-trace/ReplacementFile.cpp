@@ -1,15 +1,12 @@
 #include "tools/orm-trace/ReplacementFile.h"
 
 #include <fcntl.h>
-#include <limits.h>
-#include <signal.h>
 #include <stdio.h>
+#include <stdlib.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <utility>
@@ -19,65 +16,81 @@
 #include "tools/orm-trace/Failure.h"
 
 namespace orm_trace {
+
+using namespace Orm::Lux::Trace;
+
 namespace {
+
+constexpr int kOwnerOnly = 0600;  // until the file is complete
 
 [[noreturn]] void ThrowSystemError(const std::string& path) {
     throw Failure(ExitCode::kFailed, path, std::strerror(errno));
 }
 
-// What a signal that ends the tool must not leave behind. There is one replacement at a time.
-std::array<char, PATH_MAX> g_unfinished;
-
-void RemoveUnfinished(int signal) {
-    unlink(g_unfinished.data());
-    raise(signal);  // the default action is in place again
-}
-
-void RemoveAtSignals(const std::string& path) {
-    path.copy(g_unfinished.data(), g_unfinished.size() - 1);
-    struct sigaction action {};
-    action.sa_handler = RemoveUnfinished;
-    action.sa_flags = static_cast<int>(SA_RESETHAND);
-    for (const int signal : {SIGHUP, SIGINT, SIGTERM}) {
-        struct sigaction before {};
-        sigaction(signal, nullptr, &before);
-        if (before.sa_handler != SIG_IGN) sigaction(signal, &action, nullptr);
-    }
+// Returns: null, and the descriptor closed, where there is none or it cannot be had as a stream.
+FilePtr Own(int descriptor) {
+    FilePtr stream(descriptor < 0 ? nullptr : fdopen(descriptor, "r+b"));
+    if (!stream && descriptor >= 0) close(descriptor);
+    return stream;
 }
 
 }  // namespace
 
-ReplacementFile::ReplacementFile(std::string target, bool replace, const char* ifExists)
-    : m_target(std::move(target)), m_replace(replace), m_mode(ModeOfTarget(ifExists)) {
-    const std::filesystem::path path(m_target);
-    m_path = path.parent_path() / ("." + path.stem().string() + ".XXXXXX.tdf");
-    const int descriptor = mkostemps(m_path.data(), static_cast<int>(std::strlen(".tdf")), O_CLOEXEC);
-    if (descriptor < 0) ThrowSystemError(m_target);
-    close(descriptor);
-    RemoveAtSignals(m_path);
-}
+TemporaryName::TemporaryName(std::string path)
+    : m_path(std::move(path)),
+      m_guard([](const void* name) noexcept { unlink(static_cast<const TemporaryName*>(name)->m_path.c_str()); },
+              this) {}
 
-ReplacementFile::~ReplacementFile() {
-    if (!m_path.empty()) unlink(m_path.c_str());
+TemporaryName::~TemporaryName() { unlink(m_path.c_str()); }
+
+ReplacementFile::ReplacementFile(std::string target, bool replace, const char* ifExists)
+    : m_target(std::move(target)), m_replace(replace), m_ifExists(ifExists) {
+    ModeOfTarget();
+    if (!m_replace) MakeNameless();
+    if (!m_file) MakeHidden();
+    if (!m_file) ThrowSystemError(m_target);
+    std::fwrite(kTDFIdentifier.data(), 1, kTDFIdentifier.size(), m_file.get());
+    if (std::fflush(m_file.get()) != 0) ThrowSystemError(m_target);
 }
 
 void ReplacementFile::Publish() {
-    const int descriptor = open(m_path.c_str(), O_RDONLY | O_CLOEXEC);
-    const bool stored = descriptor >= 0 && fchmod(descriptor, m_mode) == 0 && fsync(descriptor) == 0;
-    const int error = errno;
-    if (descriptor >= 0) close(descriptor);
-    errno = error;
-    const unsigned flags = m_replace ? 0 : RENAME_NOREPLACE;
-    if (!stored || renameat2(AT_FDCWD, m_path.c_str(), AT_FDCWD, m_target.c_str(), flags) != 0) {
-        ThrowSystemError(m_target);
+    for (;;) {
+        std::optional<TargetLock> replaced;
+        struct stat status {};
+        if (m_replace && lstat(m_target.c_str(), &status) == 0) {
+            replaced.emplace(m_target, TargetLock::Purpose::kReplacing);
+        }
+        const int descriptor = fileno(m_file.get());
+        if (fchmod(descriptor, ModeOfTarget()) != 0 || fsync(descriptor) != 0) ThrowSystemError(m_target);
+        if (TakeName(!replaced)) return;
+        // Somebody has made a file of that name since it was looked for.
+        if (errno != EEXIST || !m_replace) ThrowSystemError(m_target);
     }
-    m_path.clear();
 }
 
-// Returns: the permissions that the file has or, as a new one, gets.
-mode_t ReplacementFile::ModeOfTarget(const char* ifExists) const {
-    using Orm::Lux::Trace::TDFHandler;
-    if (!TDFHandler().HasExtension(m_target.c_str(), Orm::Lux::Trace::kTDFExtension)) {
+// Leaves the file null where the file system has no files without a name, or the system no paths to them.
+void ReplacementFile::MakeNameless() {
+    const std::string folder = std::filesystem::path(m_target).parent_path() / ".";
+    FilePtr file = Own(open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, kOwnerOnly));
+    if (!file) return;
+    m_path = PathOfOpen(fileno(file.get()), "");
+    if (!m_path.empty()) m_file = std::move(file);
+}
+
+void ReplacementFile::MakeHidden() {
+    const std::filesystem::path path(m_target);
+    std::string hidden = path.parent_path() / ("." + path.stem().string() + ".XXXXXX.tdf");
+    const BlockedSignals blocked;
+    const int descriptor = mkostemps(hidden.data(), static_cast<int>(std::strlen(".tdf")), O_CLOEXEC);
+    if (descriptor < 0) return;
+    m_path = hidden;
+    m_hidden.emplace(std::move(hidden));
+    m_file = Own(descriptor);
+}
+
+// Returns: the permissions that the file has or, as a new one, gets. Errors: Failure, when it may not be made.
+mode_t ReplacementFile::ModeOfTarget() const {
+    if (!TDFHandler().HasExtension(m_target.c_str(), kTDFExtension)) {
         throw Failure(ExitCode::kUsage, m_target, "TDF file extension must be .tdf.");
     }
     struct stat status {};
@@ -88,8 +101,20 @@ mode_t ReplacementFile::ModeOfTarget(const char* ifExists) const {
         return 0666 & ~mask;
     }
     if (!S_ISREG(status.st_mode)) throw Failure(ExitCode::kFailed, m_target, "exists and is no regular file");
-    if (!m_replace) throw Failure(ExitCode::kFailed, m_target, ifExists);
+    if (!m_replace) throw Failure(ExitCode::kFailed, m_target, m_ifExists);
     return status.st_mode & 07777;
+}
+
+// Returns: false with errno set.
+bool ReplacementFile::TakeName(bool isFree) const {
+    const char* path = m_path.c_str();
+    const char* target = m_target.c_str();
+    if (m_hidden) {
+        if (renameat2(AT_FDCWD, path, AT_FDCWD, target, isFree ? RENAME_NOREPLACE : 0) == 0) return true;
+        if (!isFree || errno != EINVAL) return false;
+    }
+    // The way for a file without a name, and where the file system cannot tell a free name when it renames.
+    return linkat(AT_FDCWD, path, AT_FDCWD, target, AT_SYMLINK_FOLLOW) == 0;
 }
 
 }  // namespace orm_trace

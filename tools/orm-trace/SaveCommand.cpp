@@ -5,6 +5,7 @@
 #include "tools/orm-trace/AppendTarget.h"
 #include "tools/orm-trace/Command.h"
 #include "tools/orm-trace/Driver.h"
+#include "tools/orm-trace/InputFile.h"
 #include "tools/orm-trace/Progress.h"
 #include "tools/orm-trace/TraceSamples.h"
 
@@ -24,10 +25,11 @@ public:
     }
 
     ExitCode Run(Output&) override {
+        InputFile(m_target).RequireIdentifier();
+        Driver driver(m_driverPath);
+        const std::uint64_t samples = driver.Load(m_trace);  // which may wait, as for a FIFO
         AppendTarget target(m_target);
         if (!m_allowDuplicate) target.RequireNew(kTraceSection, kTraceVersion);
-        Driver driver(m_driverPath);
-        const std::uint64_t samples = driver.Load(m_trace);
         {
             const Progress progress(m_target, samples * kSampleSize);
             driver.Save(m_target);

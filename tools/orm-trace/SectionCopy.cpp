@@ -11,9 +11,9 @@ namespace orm_trace {
 
 using namespace Orm::Lux::Trace;
 
-SectionCopy::SectionCopy(const std::string& path) : m_path(path), m_stream(OpenEmpty(path.c_str())) {
-    Check(m_stream != nullptr);
-    Write(kTDFIdentifier.data(), kTDFIdentifier.size());
+SectionCopy::SectionCopy(const std::string& path, const std::string& name)
+    : m_path(path), m_name(name), m_stream(OpenForUpdate(path.c_str())) {
+    Check(m_stream != nullptr && fseeko(m_stream.get(), static_cast<off_t>(m_size), SEEK_SET) == 0);
 }
 
 void SectionCopy::Add(const InputFile& from, const Salvage::Item& item) {
@@ -32,17 +32,19 @@ void SectionCopy::Add(const InputFile& from, const Salvage::Item& item) {
 
 void SectionCopy::Verify() {
     Check(Orm::Lux::Trace::Close(std::move(m_stream)));
-    const InputFile file(m_path);
-    SectionWalk walk(file);
-    while (walk.Next()) continue;
-    if (walk.Damage()) throw Failure(ExitCode::kFailed, m_path, walk.Damage()->Message());
-    if (walk.Count() != m_count || file.Size() != m_size) {
-        throw Failure(ExitCode::kFailed, m_path, "does not have what was written");
-    }
+    About(m_name, [&] {
+        const InputFile file(m_path);
+        SectionWalk walk(file);
+        while (walk.Next()) continue;
+        if (walk.Damage()) throw Failure(ExitCode::kFailed, m_name, walk.Damage()->Message());
+        if (walk.Count() != m_count || file.Size() != m_size) {
+            throw Failure(ExitCode::kFailed, m_name, "does not have what was written");
+        }
+    });
 }
 
 void SectionCopy::Check(bool succeeded) const {
-    if (!succeeded) throw Failure(ExitCode::kFailed, m_path, std::strerror(errno));
+    if (!succeeded) throw Failure(ExitCode::kFailed, m_name, std::strerror(errno));
 }
 
 void SectionCopy::Write(const void* bytes, std::size_t size) {

@@ -1,5 +1,7 @@
 #include "tools/orm-trace/SectionOptions.h"
 
+#include <algorithm>
+#include <functional>
 #include <numeric>
 #include <set>
 #include <utility>
@@ -18,19 +20,26 @@ CLI::Option* SectionOptions::AddTo(CLI::App& app) {
         ->take_all();
 }
 
-std::vector<SectionSource> SectionOptions::Open(const AppendTarget* target) const {
+std::vector<SectionSource> SectionOptions::Open() const {
     std::vector<SectionSource> sources;
     std::set<std::pair<std::string, std::uint32_t>> seen;
     for (const std::string& text : m_texts) {
         const SectionSource& source = sources.emplace_back(text);
-        if (m_allowDuplicate) continue;
-        if (!seen.emplace(source.Name(), source.Version()).second) {
+        if (!seen.emplace(source.Name(), source.Version()).second && !m_allowDuplicate) {
             throw Failure(ExitCode::kFailed, text,
                           "is named twice, readers would not see the second (--allow-duplicate)");
         }
-        if (target != nullptr) target->RequireNew(source.Name(), source.Version());
     }
+    if (std::count_if(sources.begin(), sources.end(), std::mem_fn(&SectionSource::IsStandardInput)) > 1) {
+        throw Failure(ExitCode::kUsage, "standard input", "cannot be the data of two sections");
+    }
+    for (SectionSource& source : sources) source.Open();
     return sources;
+}
+
+void SectionOptions::RequireNew(const std::vector<SectionSource>& sources, const AppendTarget& target) const {
+    if (m_allowDuplicate) return;
+    for (const SectionSource& source : sources) target.RequireNew(source.Name(), source.Version());
 }
 
 std::uint64_t SectionOptions::TotalSize(const std::vector<SectionSource>& sources) {

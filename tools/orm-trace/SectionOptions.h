@@ -15,10 +15,12 @@ public:
     // Returns: the option --section.
     CLI::Option* AddTo(CLI::App& app);
 
-    // Opens every section's data. Unless duplicates are allowed, no two sections may have the same name and version,
-    // nor one the same as a section of target, if there is one.
-    // Errors: Failure.
-    std::vector<SectionSource> Open(const AppendTarget* target) const;
+    // Opens every section's data, and reads what standard input gives. Unless duplicates are allowed, no two sections may
+    // have the same name and version. Errors: Failure.
+    std::vector<SectionSource> Open() const;
+
+    // Errors: Failure (kFailed): duplicates are not allowed, and target has a section of the same name and version.
+    void RequireNew(const std::vector<SectionSource>& sources, const AppendTarget& target) const;
 
     // Units: bytes, of the data of all sections.
     static std::uint64_t TotalSize(const std::vector<SectionSource>& sources);

@@ -1,11 +1,14 @@
 #include "tools/orm-trace/SectionSource.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <utility>
 
 #include "tdf/TDFFormat.h"
 #include "tools/orm-trace/Failure.h"
@@ -15,6 +18,24 @@
 namespace orm_trace {
 
 using namespace Orm::Lux::Trace;
+
+namespace {
+
+// Opened by its number: what it is may be nothing that has a name, and may not stand at its beginning.
+FilePtr OpenStandardInput() {
+    const int flags = fcntl(STDIN_FILENO, F_GETFL);
+    if (flags >= 0 && (flags & O_ACCMODE) == O_WRONLY) {  // also what stands in for one that is closed
+        errno = EBADF;
+        return nullptr;
+    }
+    const int descriptor = fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    if (descriptor < 0) return nullptr;
+    FilePtr stream(fdopen(descriptor, "rb"));
+    if (!stream) close(descriptor);
+    return stream;
+}
+
+}  // namespace
 
 SectionSource::SectionSource(const std::string& text) {
     const std::size_t at = text.find('@');
@@ -32,50 +53,52 @@ SectionSource::SectionSource(const std::string& text) {
                       "the section's name has " + std::to_string(m_name.size()) +
                           " bytes, readers find names of up to " + std::to_string(kMaxNameLength));
     }
-    OpenData();
-    const std::uint64_t length = kFixedHeaderSize + m_name.size() + m_size;
-    if (length > kMaxSectionLength) {
-        throw Failure(ExitCode::kFailed, m_path,
-                      "makes a section of " + std::to_string(length) + " bytes, readers find sections of up to " +
-                          std::to_string(kMaxSectionLength));
-    }
+    m_isStandardInput = m_path == "-" || m_path == "/dev/stdin";
+    if (m_isStandardInput) m_path = "standard input";
 }
 
 std::string SectionSource::Label() const { return SectionLabel(m_name, m_version); }
 
-// What cannot be measured is copied first: how long a section is must be known before anything is written.
-void SectionSource::OpenData() {
-    const bool isStandardInput = m_path == "-";
-    if (isStandardInput) m_path = "standard input";
-    FilePtr input(isStandardInput ? std::fopen("/dev/stdin", "rbe") : std::fopen(m_path.c_str(), "rbe"));
+void SectionSource::Open() {
+    m_data = m_isStandardInput ? OpenStandardInput() : FilePtr(std::fopen(m_path.c_str(), "rbe"));
     struct stat status {};
-    if (input && fstat(fileno(input.get()), &status) == 0 && S_ISDIR(status.st_mode)) {
-        input.reset();
-        errno = EISDIR;
+    if (!m_data || fstat(fileno(m_data.get()), &status) != 0) {
+        throw Failure(ExitCode::kNotATrace, m_path, std::strerror(errno));
     }
-    if (!input) throw Failure(ExitCode::kFailed, m_path, std::strerror(errno));
-    m_data = std::move(input);
-    if (!isStandardInput && MeasureSize(m_data.get(), m_size)) {
-        std::rewind(m_data.get());
-        return;
+    if (S_ISDIR(status.st_mode)) throw Failure(ExitCode::kNotATrace, m_path, std::strerror(EISDIR));
+    const bool isMeasured = S_ISREG(status.st_mode) && status.st_size != 0 && !m_isStandardInput;
+    m_size = isMeasured ? static_cast<std::uint64_t>(status.st_size) : CopyData();
+    const std::uint64_t length = kFixedHeaderSize + m_name.size() + m_size;
+    if (length > kMaxSectionLength) {
+        throw Failure(ExitCode::kFailed, m_path,
+                      "makes a section of " + std::to_string(length) + (isMeasured ? " bytes" : " bytes or more") +
+                          ", readers find sections of up to " + std::to_string(kMaxSectionLength));
     }
-    std::rewind(m_data.get());
+}
+
+// Reads what cannot be measured to its end: how long a section is must be known before anything is written. A regular
+// file without a size may be one that the system makes while it is read.
+// Returns: the bytes read, no more than tell that the section would be too long.
+std::uint64_t SectionSource::CopyData() {
     FilePtr copy(std::tmpfile());
+    const auto check = [&](bool succeeded) {
+        if (succeeded) return;
+        throw Failure(ExitCode::kFailed, m_path, std::string("cannot be copied: ") + std::strerror(errno));
+    };
+    check(copy != nullptr);
     std::array<char, 64 * 1024> buffer;
-    m_size = 0;
-    while (const std::size_t got = Read(buffer.data(), buffer.size())) {
-        if (!copy || std::fwrite(buffer.data(), 1, got, copy.get()) != got) {
-            throw Failure(ExitCode::kFailed, m_path, std::string("cannot be copied: ") + std::strerror(errno));
-        }
-        m_size += got;
-        if (m_size > kMaxSectionLength) break;  // refused in any case
+    std::uint64_t size = 0;
+    while (const std::size_t got = size > kMaxSectionLength ? 0 : Read(buffer.data(), buffer.size())) {
+        check(std::fwrite(buffer.data(), 1, got, copy.get()) == got);
+        size += got;
     }
-    if (copy) std::rewind(copy.get());
+    check(std::fflush(copy.get()) == 0);
+    std::rewind(copy.get());
     m_data = std::move(copy);
+    return size;
 }
 
 std::size_t SectionSource::Read(char* buffer, std::size_t size) {
-    if (!m_data) return 0;
     const std::size_t got = std::fread(buffer, 1, size, m_data.get());
     if (std::ferror(m_data.get())) throw Failure(ExitCode::kFailed, m_path, std::strerror(errno));
     return got;

@@ -9,18 +9,23 @@
 
 namespace orm_trace {
 
-// A section as the command line names it, NAME:VERSION@FILE, with its data open and measured.
+// A section as the command line names it, NAME:VERSION@FILE.
 class SectionSource {
 public:
-    // The first @ ends the section, its last : begins the version; a FILE of - is standard input, which is read here.
-    // Errors: Failure: kUsage for a text of another form, kFailed for data that cannot be read, and for a section that
-    //         no reader would find because it is too long, or its name is.
+    // The first @ ends the section, its last : begins the version; a FILE of - is standard input.
+    // Errors: Failure: kUsage for a text of another form, kFailed for a name that is too long for readers.
     explicit SectionSource(const std::string& text);
+
+    // Opens the data and measures it. What has no size, as standard input, a pipe or a device, is read to its end.
+    // Errors: Failure: kNotATrace for data that cannot be opened, kFailed for data that cannot be read, and for a section
+    //         that is too long for readers.
+    void Open();
 
     const std::string& Name() const noexcept { return m_name; }
     std::uint32_t Version() const noexcept { return m_version; }
     const std::string& Path() const noexcept { return m_path; }
-    // Units: bytes, of the data.
+    bool IsStandardInput() const noexcept { return m_isStandardInput; }
+    // Units: bytes, of the data that is open.
     std::uint64_t Size() const noexcept { return m_size; }
     // Returns: name and version as they are shown, "name":version.
     std::string Label() const;
@@ -29,11 +34,12 @@ public:
     std::size_t Read(char* buffer, std::size_t size);
 
 private:
-    void OpenData();
+    std::uint64_t CopyData();
 
     std::string m_name;
     std::uint32_t m_version = 0;
     std::string m_path;
+    bool m_isStandardInput = false;
     Orm::Lux::Trace::FilePtr m_data;
     std::uint64_t m_size = 0;
 };
