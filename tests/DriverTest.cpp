@@ -254,7 +254,9 @@ TEST_F(DriverTest, ReadsAndSavesBesideAForkedChild) {
     }
     const int descriptor = fileno(m_fields.m_file);
     const pid_t moving = fork();
-    for (off_t at = 0; moving == 0; at += 4097) lseek(descriptor, at % 4000000, SEEK_SET);
+    if (moving == 0) {
+        for (off_t at = 0;; at += 4097) lseek(descriptor, at % 4000000, SEEK_SET);
+    }
     int wrong = 0;
     for (unsigned n = 0; n < 100; ++n) {
         const pid_t ending = fork();
