@@ -127,8 +127,8 @@ void TalvoraFileChannelDriver::SaveFile(std::string fileName, eTraceDataFileType
     // Do first whatever can fail without touching the target: a section that was begun cannot be removed.
     if (m_file == nullptr) FailSaving(EBADF);
     if (std::ferror(m_file)) FailSaving(EIO);
-    const unsigned int length = LengthToSave();
-    const std::uint64_t available = AvailableToSave(length);
+    std::uint64_t available = 0;
+    const unsigned int length = LengthToSave(available);
     if (available < length && target.IsSameFile(m_file)) {
         ThrowError(
             eFileIOError,
@@ -158,25 +158,19 @@ void TalvoraFileChannelDriver::SaveFile(std::string fileName, eTraceDataFileType
     target.Close();
 }
 
-// The bytes of the loaded trace: a file that is not a TDF file is saved whole, as far as a section may be long.
-unsigned int TalvoraFileChannelDriver::LengthToSave() const {
-    if (m_isTDF) return m_dataLength;
+// The bytes of the loaded trace: a file that is not a TDF file is saved whole, as far as a section may be long. Of these,
+// available are those that the file has: fewer where its end cuts the section.
+unsigned int TalvoraFileChannelDriver::LengthToSave(std::uint64_t& available) const {
     std::uint64_t size = 0;
     if (!MeasureSize(m_file, size)) FailSaving(errno);
-    const std::uint64_t length = size + kTraceHeaderSize;
-    if (length > kMaxSectionLength) {
-        ThrowError(eFileIOError, "Talvora file channel driver: The trace makes a section of " + std::to_string(length) +
-                                     " bytes, more than the " + std::to_string(kMaxSectionLength) +
-                                     " bytes that readers find.");
+    const std::uint64_t length = m_isTDF ? m_dataLength : size;
+    if (!m_isTDF && kTraceHeaderSize + length > kMaxSectionLength) {
+        ThrowError(eFileIOError, "Talvora file channel driver: The trace makes a section of " +
+                                     std::to_string(kTraceHeaderSize + length) + " bytes, more than the " +
+                                     std::to_string(kMaxSectionLength) + " bytes that readers find.");
     }
-    return static_cast<unsigned int>(size);
-}
-
-// The bytes of the loaded trace that its file has: fewer than its length where the end of the file cuts it.
-std::uint64_t TalvoraFileChannelDriver::AvailableToSave(unsigned int length) const {
-    std::uint64_t size = 0;
-    if (!MeasureSize(m_file, size)) FailSaving(errno);
-    return std::min<std::uint64_t>(length, size - std::min<std::uint64_t>(size, m_dataPosition));
+    available = std::min(length, size - std::min<std::uint64_t>(size, m_dataPosition));
+    return static_cast<unsigned int>(length);
 }
 
 void TalvoraFileChannelDriver::FailSaving(int error) const {

@@ -134,8 +134,7 @@ private:
     [[noreturn]] void Refuse(const char* operation) const;
     [[noreturn]] void FailReading(const char* logText) const;
     [[noreturn]] void FailSaving(int error) const;
-    unsigned int LengthToSave() const;
-    std::uint64_t AvailableToSave(unsigned int length) const;
+    unsigned int LengthToSave(std::uint64_t& available) const;
     void Close() noexcept;
     void FindSamples();
 

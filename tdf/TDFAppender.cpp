@@ -71,19 +71,23 @@ bool TDFAppender::IsTDF() const {
     return isTDF == TDFFile::Answer::kYes;
 }
 
+// A file of which nothing can be known has zeros in its status, as no file has.
 bool TDFAppender::IsSameFile(std::FILE* stream) const noexcept {
     struct stat other {};
-    return fstat(fileno(stream), &other) == 0 && IsThisFile(other);
+    fstat(fileno(stream), &other);
+    return IsThisFile(other);
 }
 
 bool TDFAppender::IsNamed() const noexcept {
     struct stat named {};
-    return stat(m_path, &named) == 0 && IsThisFile(named);
+    stat(m_path, &named);
+    return IsThisFile(named);
 }
 
 bool TDFAppender::IsThisFile(const struct stat& other) const noexcept {
     struct stat own {};
-    return fstat(fileno(m_stream.get()), &own) == 0 && own.st_dev == other.st_dev && own.st_ino == other.st_ino;
+    fstat(fileno(m_stream.get()), &own);
+    return own.st_ino == other.st_ino && own.st_dev == other.st_dev;
 }
 
 void TDFAppender::RequireWritable() const { Require(m_isWritable, kCannotOpen); }

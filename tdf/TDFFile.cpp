@@ -18,9 +18,10 @@ TDFFile::Answer TDFFile::HasIdentifier() const noexcept {
     if (ReadAt(m_stream, found.data(), found.size(), 0) == found.size()) {
         return found == kTDFIdentifier ? Answer::kYes : Answer::kNo;
     }
+    const int error = errno;
     struct stat status {};
-    const bool isUnreadable = errno != 0 && (fstat(fileno(m_stream), &status) != 0 || S_ISREG(status.st_mode));
-    return isUnreadable ? Answer::kUnreadable : Answer::kNo;
+    fstat(fileno(m_stream), &status);  // what has no status is not a regular file
+    return error != 0 && S_ISREG(status.st_mode) ? Answer::kUnreadable : Answer::kNo;
 }
 
 TDFFile::Answer TDFFile::Find(const char* name, std::uint32_t version, std::uint64_t start, Data& data) const noexcept {
@@ -35,11 +36,9 @@ TDFFile::Answer TDFFile::Find(const char* name, std::uint32_t version, std::uint
 
 TDFFile::Data TDFFile::Require(const char* name, std::uint32_t version, const char* notFound) const {
     Data data;
-    switch (Find(name, version, kTDFIdentifier.size(), data)) {
-        case Answer::kYes: break;
-        case Answer::kNo: ThrowCorvaError(notFound);
-        case Answer::kUnreadable: ThrowCorvaError(kSectionReadError);
-    }
+    const Answer isFound = Find(name, version, kTDFIdentifier.size(), data);
+    Orm::Lux::Trace::Require(isFound != Answer::kUnreadable, kSectionReadError);
+    Orm::Lux::Trace::Require(isFound == Answer::kYes, notFound);
     return data;
 }
 

@@ -54,8 +54,7 @@ const unsigned char* TDFSectionReader::Header(std::uint64_t position, std::size_
 // Classifies a failed header read: clean end, cut header, cut data or read error. headerSize is the size known so far.
 TDFSectionReader::Step TDFSectionReader::EndOfFile(std::uint64_t at, std::uint64_t headerSize) noexcept {
     std::uint64_t size = 0;
-    if (m_hasFailed || std::ferror(m_stream) || !MeasureSize(m_stream, size))
-        return Damaged({TDFFault::kReadError, at, 0, 0});
+    if (m_hasFailed || !MeasureSize(m_stream, size)) return Damaged({TDFFault::kReadError, at, 0, 0});
     if (size == at) return m_last = Step::kEnd;
     if (size < at) return Damaged({TDFFault::kDataCut, m_section.offset, m_section.length, size - m_section.offset});
     const TDFFault fault = size - at < headerSize ? TDFFault::kHeaderCut : TDFFault::kReadError;

@@ -4,6 +4,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <functional>
 #include <memory>
 
 #include "driver/CChannelDriver.h"
@@ -15,7 +16,8 @@
 
 namespace {
 test::BadBlock* g_standIn = nullptr;
-ssize_t g_piece = SSIZE_MAX;   // that the system reads at most at once; negative: it fails
+ssize_t g_piece = SSIZE_MAX;  // that the system reads at most at once; negative: it fails
+std::function<void()> g_duringRead;
 int g_goodReads = -1;          // that succeed before all fail; negative: no limit
 bool g_isInterrupted = false;  // the next call is, and every other one
 }  // namespace
@@ -28,6 +30,7 @@ extern "C" std::FILE* fdopen(int descriptor, const char* mode) noexcept {
 }
 
 extern "C" ssize_t pread(int descriptor, void* buffer, std::size_t size, off_t offset) {
+    if (g_duringRead) g_duringRead();
     if (g_piece < 0 || g_goodReads == 0) return errno = EIO, -1;
     if (g_goodReads > 0) --g_goodReads;
     if (g_piece != SSIZE_MAX && (g_isInterrupted = !g_isInterrupted)) return errno = EINTR, -1;
@@ -128,6 +131,29 @@ TEST(BadBlock, IsNotAMissingSection) {
         g_goodReads = -1;
         Expect({error, loadError, driver->GetNumSamples()},
                expected + ", " + expected + (expected.empty() ? ", 1" : ", 0"), good);
+    }
+    g_goodReads = 2;
+    char data[8];
+    unsigned read = 7;
+    const auto call = [&] { Orm::Lux::Trace::TDFHandler().LoadSectionData("t.tdf", "BinTraceData", 1, data, 8, read); };
+    Expect({test::ErrorOf(call), read}, readError + ", 0");
+    g_goodReads = -1;
+}
+
+// A target that loses its name during the save takes the section with it.
+TEST(BadBlock, OrAnotherTargetIsReported) {
+    const test::WorkingFolder folder;
+    const std::unique_ptr<Orm::Lux::Trace::CChannelDriver, decltype(&DestroyChannelDriver)> driver(
+        CreateChannelDriver(), &DestroyChannelDriver);
+    driver->LoadFile(folder.Write("p.bin", "12345678"), 0, kType);
+    for (const bool isReplaced : {false, true}) {
+        folder.Write("t.tdf", "TDF2");
+        folder.Write("other", "TDF2");
+        g_duringRead = [isReplaced] { isReplaced ? rename("other", "t.tdf") : unlink("t.tdf"); };
+        const std::string error = test::ErrorOf([&] { driver->SaveFile("t.tdf", kType); });
+        g_duringRead = nullptr;
+        Expect({error, test::ReadAll("t.tdf")},
+               std::string("File name passed to save file is not valid., ") + (isReplaced ? "TDF2" : ""), isReplaced);
     }
 }
 

@@ -75,6 +75,11 @@ TEST_F(TDFWriterTest, WritesWhatReadersFind) {
     stream = std::fopen("fields", "rb");
     EXPECT_FALSE(m_tdf.SaveNameVersion(stream, "ab", 3) || m_tdf.SaveNameVersion(nullptr, "ab", 3));
     std::fclose(stream);
+    char room[10];
+    stream = fmemopen(room, sizeof room, "wb");
+    std::setvbuf(stream, nullptr, _IONBF, 0);
+    EXPECT_FALSE(m_tdf.SaveNameVersion(stream, "longer", 3));
+    std::fclose(stream);
 }
 
 TEST_F(TDFWriterTest, RefusesWithoutTouchingTheFile) {
@@ -113,6 +118,7 @@ TEST_F(TDFWriterTest, TellsASuccessorFromLeftovers) {
         {"part of an append", "leftover bytes of an append", false},
         {"a header without its length", Section("b", 1, "", 0), true},
         {"a header whose name is not printable", Section("\x01", 1, "", 0), false},
+        {"a header whose name is printable but for its end", Section("n\x7F", 1, "", 0), false},
         {"a header whose name is cut", Section("bcd", 1, "", 0).substr(0, 14), false},
         {"a cut header", Section("b", 1, "x").substr(0, 12), false},
         {"zeros", std::string(64, '\0'), false},
@@ -291,7 +297,9 @@ TEST_F(SaveFileTest, RefusesATargetThatWouldLoseTheSection) {
     setrlimit(RLIMIT_NOFILE, &limit);
     Expect({error, ReadAll("t.tdf") == whole}, std::string(kBadFile) + ", true", "no descriptor");
     std::filesystem::create_symlink("/proc/self/mem", "unreadable.tdf");
-    Expect({Save("unreadable.tdf"), Save("p.bin/t.tdf")}, std::string(kBadFile) + ", ");
+    std::filesystem::create_symlink("loop.tdf", "loop.tdf");
+    Expect({Save("unreadable.tdf"), Save("loop.tdf"), Save("p.bin/t.tdf")},
+           std::string(kBadFile) + ", " + kBadFile + ", ");
     for (const char* name : {"dir.tdf", "fifo.tdf"}) {
         name[0] == 'd' ? mkdir(name, 0777) : mkfifo(name, 0);
         EXPECT_EQ(Save(name), "") << name;

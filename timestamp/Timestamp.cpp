@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <climits>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -231,9 +230,9 @@ char* uTimestampCD::FormatTime(char* buf, int len, const char* fmt) {
     // character before it, and room for that, a text that is empty in this locale does leave something.
     const std::size_t used = std::strlen(buf);
     bool isLost = false;
-    if (used == 0 && len < INT_MAX) {
-        std::string probe(static_cast<std::size_t>(len) + 1, '\0');
-        uTimeSnapshot::FormatTime(probe.data(), len + 1, ("x" + calendarFormat).c_str());
+    if (used == 0) {
+        std::string probe(static_cast<std::size_t>(std::min(len, 4096)) + 1, '\0');
+        uTimeSnapshot::FormatTime(probe.data(), static_cast<int>(probe.size()), ("x" + calendarFormat).c_str());
         isLost = probe.front() == '\0';
     }
     const std::size_t room = static_cast<std::size_t>(len) - used;
