@@ -37,15 +37,12 @@ TDFFile::Data TDFFile::Require(const char* name, std::uint32_t version, const ch
     Data data;
     switch (Find(name, version, kTDFIdentifier.size(), data)) {
         case Answer::kYes: break;
-        case Answer::kNo: ThrowCorvaError(notFound);
+        case Answer::kNo:
+            if (notFound != nullptr) ThrowCorvaError(notFound);
+            ThrowCorvaError(std::string(name != nullptr ? name : "") + " section cannot be located in the file.");
         case Answer::kUnreadable: ThrowCorvaError(kSectionReadError);
     }
     return data;
-}
-
-TDFFile::Data TDFFile::Require(const char* name, std::uint32_t version) const {
-    const std::string label = name != nullptr ? name : "";
-    return Require(name, version, (label + " section cannot be located in the file.").c_str());
 }
 
 }  // namespace Orm::Lux::Trace
