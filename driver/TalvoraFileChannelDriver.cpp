@@ -192,7 +192,7 @@ void TalvoraFileChannelDriver::LoadFile(std::string fileName, unsigned long, eTr
         m_numSamples = 0;
         m_dataPosition = 0;
         m_isTDF = false;
-        m_fileName = fileName;
+        m_fileName.swap(fileName);  // which needs no memory: no name of a file that is closed may stay
         m_file = OpenForReading(m_fileName.c_str()).release();
         if (m_file != nullptr) {
             FindSamples();
@@ -206,6 +206,7 @@ void TalvoraFileChannelDriver::LoadFile(std::string fileName, unsigned long, eTr
         ThrowError(eFileIOError, "");
     }
     m_dataLength = 0;
+    fileName.swap(m_fileName);
     m_fileName.clear();
     const std::string text = "Failed to open " + fileName + " for reading.";
     ORM_LOG_ERROR("%s", text.c_str());
