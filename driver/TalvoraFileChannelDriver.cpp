@@ -148,7 +148,11 @@ void TalvoraFileChannelDriver::SaveFile(std::string fileName, eTraceDataFileType
         errno = 0;
         const auto read = static_cast<unsigned int>(ReadAt(m_file, buffer.get(), chunk, position));
         isShort = read < chunk;
-        if (isShort && errno != 0) FailSaving(errno);
+        if (isShort && errno != 0) {
+            const int error = errno;
+            std::fputc(0, m_file);  // which a stream for reading refuses, and keeps the error for every later read
+            FailSaving(error);
+        }
         position += read;
         unsigned int sectionLength = 0;
         target.AppendData(headerOffset, buffer.get(), 1, read, sectionLength);
