@@ -297,7 +297,7 @@ TEST_F(SaveFileTest, RefusesATargetThatWouldLoseTheSection) {
         name[0] == 'd' ? mkdir(name, 0777) : mkfifo(name, 0);
         EXPECT_EQ(Save(name), "") << name;
     }
-    // The end of the format: what there is of a trace that is cut just fits, or it does not.
+    // The end of the format: the samples that a cut trace still has just fit, or they do not.
     m_folder.Write("cut.tdf", "TDF2" + Section("BinTraceData", 1, samples, 1000));
     for (const unsigned more : {0U, 1U}) {
         const std::uint64_t end = 0xFFFFFFFFUL - 24 - samples.size() + more;
