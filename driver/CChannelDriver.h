@@ -67,12 +67,12 @@ public:
     // Returns: the number of samples in the loaded trace, 0 when none is loaded.
     virtual unsigned int GetNumSamples() const = 0;
 
-    // Returns: the name of the traced processor, null when the driver knows none. Valid until the driver is destroyed.
+    // Returns: the name of the traced processor, null when the driver does not know it. Valid until the driver is destroyed.
     virtual const char* CpuName() const = 0;
 
     virtual void GetChannelStatus(_TraceChannelStatus& status) = 0;
 
-    // Returns: a time stamp of a kind as text, empty when the driver knows none. What the numbers mean depends on the
+    // Returns: a time stamp of a kind as text, empty when the driver has no stamps. What the numbers mean depends on the
     //          kind of stamp and is the driver's choice.
     virtual std::string GetTODStamp(eTODStampType type, unsigned long number1, unsigned long number2,
                                     unsigned long number3, unsigned char number4) = 0;

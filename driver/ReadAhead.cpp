@@ -15,8 +15,8 @@ namespace Orm::Lux::Trace {
 // Returns: the bytes read, fewer at the end of the file, where errno is left alone, and where reading fails, which sets
 //          errno.
 std::size_t TalvoraFileChannelDriver::ReadAhead(std::uint64_t position, std::size_t size, char* out) noexcept {
-    if (position != m_nextPosition) m_aheadSize = 0;
     const bool continues = position == m_nextPosition;
+    if (!continues) m_aheadSize = 0;
     std::size_t done = 0;
     if (position >= m_aheadPosition && position < m_aheadPosition + m_aheadSize) {
         const std::size_t at = position - m_aheadPosition;
@@ -39,7 +39,7 @@ std::size_t TalvoraFileChannelDriver::ReadAhead(std::uint64_t position, std::siz
 
 // Returns: the whole samples read. What cannot be read by position is left to the stream, which keeps the error.
 std::size_t TalvoraFileChannelDriver::ReadSamples(unsigned int position, unsigned int count, unsigned long* buffer) {
-    if (m_file != nullptr && buffer != nullptr && count != 0 && !ferror_unlocked(m_file)) {
+    if (m_file != nullptr && buffer != nullptr && count != 0) {
         errno = 0;
         const std::size_t size = std::size_t{kSampleSize} * count;
         const std::size_t got = ReadAhead(position, size, reinterpret_cast<char*>(buffer));

@@ -148,7 +148,11 @@ void TalvoraFileChannelDriver::SaveFile(std::string fileName, eTraceDataFileType
         errno = 0;
         const auto read = static_cast<unsigned int>(ReadAt(m_file, buffer.get(), chunk, position));
         isShort = read < chunk;
-        if (isShort && errno != 0) FailSaving(errno);
+        if (isShort && errno != 0) {
+            const int error = errno;
+            std::fputc(0, m_file);  // which a stream for reading refuses, and keeps the error for every later read
+            FailSaving(error);
+        }
         position += read;
         unsigned int sectionLength = 0;
         target.AppendData(headerOffset, buffer.get(), 1, read, sectionLength);
@@ -186,7 +190,7 @@ void TalvoraFileChannelDriver::LoadFile(std::string fileName, unsigned long, eTr
         m_numSamples = 0;
         m_dataPosition = 0;
         m_isTDF = false;
-        m_fileName = fileName;
+        m_fileName.swap(fileName);  // which needs no memory: no name of a file that is closed may stay
         m_file = OpenForReading(m_fileName.c_str()).release();
         if (m_file != nullptr) {
             FindSamples();
@@ -200,6 +204,7 @@ void TalvoraFileChannelDriver::LoadFile(std::string fileName, unsigned long, eTr
         ThrowError(eFileIOError, "");
     }
     m_dataLength = 0;
+    fileName.swap(m_fileName);
     m_fileName.clear();
     const std::string text = "Failed to open " + fileName + " for reading.";
     ORM_LOG_ERROR("%s", text.c_str());

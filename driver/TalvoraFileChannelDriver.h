@@ -53,9 +53,12 @@ public:
 
     // Appends the loaded samples to the TDF file fileName, as a section "BinTraceData", version 1. A file that is not a
     // TDF file is saved whole. The loaded file may be the target too. Of samples that the end of the loaded file cuts,
-    // those in the file are saved. A target that has such a section already gets another one, which readers do not see.
+    // those in the file are saved; of a TDF file that LoadFile refused, a section without data. A target that has such a
+    // section already gets another one, which readers do not see.
     // The target grows chunk by chunk, each of at most 128 KiB: a save that fails, or is killed, leaves the chunks
-    // written so far as a section that loads as a shorter trace. Use GetNumSamples to compare.
+    // written so far as a section that loads as a shorter trace. Use GetNumSamples to compare, and save into another
+    // file: in this one readers see the shorter trace, and a part of a chunk after it lets every later save fail.
+    // Needs 28 KiB of stack.
     // Does nothing, without an error, when fileName has another extension, or leads to no file, or to one that is not a
     // regular file with the TDF identifier.
     // Errors: only the last three can occur after something was written to the target:
@@ -68,7 +71,7 @@ public:
     //         samples that the end of the file cuts, with that file as target: "Talvora file channel driver: A trace
     //         that the end of its file cuts cannot be saved into that file.";
     //         no memory: "Talvora file channel driver: Memory allocation failure.";
-    //         a target that may not be written to: "Could not open TDF file as specified.";
+    //         a target that cannot be opened for writing: "Could not open TDF file as specified.";
     //         a target whose sections do not end at its end: "TDF file is damaged: a section appended to it could not
     //         be found.";
     //         a section that would end beyond 4 GiB: "TDF file would exceed 4 GiB.";
@@ -78,8 +81,8 @@ public:
     void SaveFile(std::string fileName, eTraceDataFileType type) override;
 
     // Opens fileName and finds its samples; the file stays open until the next LoadFile or the driver's end. The number
-    // is ignored. A FIFO or device never blocks here: a device such as /dev/null has no samples, and nothing fails; a
-    // FIFO has none either, and reading it fails. A file that another process holds a lease on is waited for.
+    // is ignored. A FIFO or device never blocks here: a character device has no samples, and nothing fails; a FIFO has
+    // no samples either, and reading it fails. A file that another process holds a lease on is waited for.
     // Needs 24 KiB of stack.
     // Errors: the first two leave the trace loaded before in place.
     //         type 1 or 3: "Talvora file channel driver: Can't open trace data file.\nThe Talvora File Channel Driver
@@ -101,8 +104,8 @@ public:
     // samplesRead: written once reading was tried, also when it failed. May be null.
     // Errors: StartSample beyond the number of samples: "Talvora file channel driver: The requested sample is not
     //         valid."; no file, a failed seek or read, a null buffer with something to read: "Talvora file channel
-    //         driver: File I/O error reading trace file.". Once a read has failed, each one fails until the next
-    //         LoadFile.
+    //         driver: File I/O error reading trace file.". Once a read has failed, also one of SaveFile, each one fails
+    //         until the next LoadFile.
     void SeekReadTraceData(unsigned int StartSample, unsigned int NumSamples, unsigned long* buffer,
                            unsigned int* samplesRead) override;
 

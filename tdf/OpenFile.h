@@ -13,8 +13,8 @@ struct FileCloser {
 };
 using FilePtr = std::unique_ptr<std::FILE, FileCloser>;
 
-// Opens an existing file for reading. A directory cannot be opened. A FIFO or a device never blocks here: the later seek
-// or read fails. Descriptors come from OpenDescriptor, with what it promises.
+// Opens an existing file for reading. A directory cannot be opened. A FIFO or a device never blocks here; what cannot be
+// done with it fails later. Descriptors come from OpenDescriptor, with what it promises.
 // Returns: null, with errno set, when path is null or cannot be opened.
 FilePtr OpenForReading(const char* path) noexcept;
 

@@ -22,15 +22,23 @@ bool WriteLength(std::FILE* stream, std::uint64_t position, std::uint32_t length
 }
 
 // Whether a header with a printable name stands at this position, whatever its length field holds: a failed append may
-// leave such a one, and a damaged length must not cost the section.
+// leave one, and a damaged length must not cost the section. So does what cannot be read.
 bool HasPrintableName(std::FILE* stream, std::uint64_t position) noexcept {
-    std::array<unsigned char, kFixedHeaderSize> fields{};
-    if (ReadAt(stream, fields.data(), fields.size(), position) < fields.size()) return false;
+    FixedHeader fields{};
+    errno = 0;
+    if (ReadAt(stream, fields.data(), fields.size(), position) < fields.size()) return errno != 0;
     const std::uint32_t length = LoadLittleEndian(fields.data() + 2 * kFieldSize);
     std::array<char, kMaxNameLength> name;
     if (length == 0 || length > name.size()) return false;
-    if (ReadAt(stream, name.data(), length, position + fields.size()) < length) return false;
+    if (ReadAt(stream, name.data(), length, position + fields.size()) < length) return errno != 0;
     return std::all_of(name.begin(), name.begin() + length, [](char c) { return c >= ' ' && c <= '~'; });
+}
+
+bool Cut(std::FILE* stream, std::uint64_t size) noexcept {
+    int result = 0;
+    do result = ftruncate(fileno(stream), static_cast<off_t>(size));
+    while (result != 0 && errno == EINTR);
+    return result == 0;
 }
 
 // Whether a section begins at this position of a file of this size: one that readers follow, or one that only exceeds
@@ -143,8 +151,7 @@ void TDFAppender::AppendData(unsigned int headerOffset, const void* data, unsign
     Require(WriteAt(m_stream.get(), data, added, end) == added, kDataWriteError);
     // Of what a failed append has left, nothing stays after the section: the chain ends at the end of the file.
     if (added != 0 && end + added < size) {
-        Require(ftruncate(fileno(m_stream.get()), static_cast<off_t>(end + added)) == 0,
-                "Write error - section data corrupted.");
+        Require(Cut(m_stream.get(), end + added), "Write error - section data corrupted.");
     }
     const std::uint32_t newLength = length + static_cast<std::uint32_t>(added);
     sectionLength = newLength;

@@ -33,7 +33,7 @@ public:
     bool IsNamed() const noexcept;
 
     // Checks that a section of length bytes, header included, can be appended and will be found.
-    // Errors: "Could not open TDF file as specified." (no permission to write), "File name passed to save file is not
+    // Errors: "Could not open TDF file as specified." (it cannot be written to), "File name passed to save file is not
     //         valid." (the file cannot be read), "TDF file is damaged: a section appended to it could not be found.",
     //         "TDF file would exceed 4 GiB.".
     void RequireRoom(std::uint64_t length) const;

@@ -37,14 +37,10 @@ TDFFile::Answer TDFFile::Find(const char* name, std::uint32_t version, std::uint
 TDFFile::Data TDFFile::Require(const char* name, std::uint32_t version, const char* notFound) const {
     Data data;
     const Answer isFound = Find(name, version, kTDFIdentifier.size(), data);
-    Orm::Lux::Trace::Require(isFound != Answer::kUnreadable, kSectionReadError);
-    Orm::Lux::Trace::Require(isFound == Answer::kYes, notFound);
-    return data;
-}
-
-TDFFile::Data TDFFile::Require(const char* name, std::uint32_t version) const {
-    const std::string label = name != nullptr ? name : "";
-    return Require(name, version, (label + " section cannot be located in the file.").c_str());
+    if (isFound == Answer::kYes) return data;
+    if (isFound == Answer::kUnreadable) ThrowCorvaError(kSectionReadError);
+    if (notFound != nullptr) ThrowCorvaError(notFound);
+    ThrowCorvaError(std::string(name != nullptr ? name : "") + " section cannot be located in the file.");
 }
 
 }  // namespace Orm::Lux::Trace

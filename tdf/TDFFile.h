@@ -31,11 +31,10 @@ public:
     // data: written for kYes only.
     Answer Find(const char* name, std::uint32_t version, std::uint64_t start, Data& data) const noexcept;
 
-    // The same from the identifier on, for callers that need the section.
-    // Errors: cCorvaError: notFound; "Read I/O error - section data corrupted." where the file cannot be read.
-    Data Require(const char* name, std::uint32_t version, const char* notFound) const;
-    // With the text name + " section cannot be located in the file.".
-    Data Require(const char* name, std::uint32_t version) const;
+    // The same from the identifier on, for callers that need the section. Looking for it needs no memory.
+    // Errors: cCorvaError: notFound, or, when that is null, name + " section cannot be located in the file.";
+    //         "Read I/O error - section data corrupted." where the file cannot be read.
+    Data Require(const char* name, std::uint32_t version, const char* notFound = nullptr) const;
 
 private:
     std::FILE* m_stream;

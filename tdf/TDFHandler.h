@@ -17,6 +17,7 @@ namespace Trace {
 //          rollback: what was written before a failure stays, after everything that could be read before. Every write
 //          and the closing are checked; nothing is buffered. The limits of readers are not enforced.
 // Opening: each operation opens the file once, and asks only the file that is open.
+// Stack:   up to 28 KiB.
 //
 // Units:   positions and lengths are bytes; positions count from the start of the file. All are 32 bits wide, and files
 //          of 4 GiB or more are outside the format.
@@ -87,8 +88,8 @@ public:
     // not tested whether the file is a TDF file, nor whether its chain of sections is whole: after damage no section
     // is found.
     // headerOffset: 0 from the start of the call; where the section begins, once the file has been measured.
-    // Errors: "File name passed to save file is not valid.", "Could not open TDF file as specified." (it may not be
-    //         written to), "TDF file would exceed 4 GiB." (nothing has been written up to here), "Write error -  TDF
+    // Errors: "File name passed to save file is not valid.", "Could not open TDF file as specified." (it cannot be
+    //         opened for writing), "TDF file would exceed 4 GiB." (nothing has been written up to here), "Write error -  TDF
     //         section header size.", "Write error -  TDF section name and version.", "Write error - size of TDF
     //         header." (the length field is 0 then: the chain of sections ends there).
     void SaveSectionHeader(const char* path, const char* name, unsigned int version, unsigned int& headerOffset);

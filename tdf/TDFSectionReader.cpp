@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <utility>
 
 #include "tdf/OpenFile.h"
 
 namespace Orm::Lux::Trace {
+
 TDFSectionReader::Step TDFSectionReader::Next() noexcept {
     if (m_last != Step::kSection) return m_last;
 
@@ -57,8 +59,10 @@ TDFSectionReader::Step TDFSectionReader::EndOfFile(std::uint64_t at, std::uint64
     if (m_hasFailed || !MeasureSize(m_stream, size)) return Damaged({TDFFault::kReadError, at, 0, 0});
     if (size == at) return m_last = Step::kEnd;
     if (size < at) return Damaged({TDFFault::kDataCut, m_section.offset, m_section.length, size - m_section.offset});
-    const TDFFault fault = size - at < headerSize ? TDFFault::kHeaderCut : TDFFault::kReadError;
-    return Damaged({fault, at, headerSize, size - at});
+    if (size - at < headerSize) return Damaged({TDFFault::kHeaderCut, at, headerSize, size - at});
+    // The file has grown since the read, which is repeated once: its size may also promise more than it holds.
+    if (std::exchange(m_repeatedAt, at) != at) return Next();
+    return Damaged({TDFFault::kReadError, at, headerSize, size - at});
 }
 
 TDFSectionReader::Step TDFSectionReader::Damaged(const TDFDamage& damage) noexcept {

@@ -101,7 +101,8 @@ private:
     std::uint64_t m_windowPosition;  // of the window's first byte in the file
     std::size_t m_windowSize = 0;    // bytes that it holds
     std::size_t m_chunk = kFirstChunk;
-    bool m_hasFailed = false;  // the last read of the window, other than by the end of the file
+    bool m_hasFailed = false;                 // the last read of the window, other than by the end of the file
+    std::uint64_t m_repeatedAt = UINT64_MAX;  // the section whose header was read again, in a file that grows
     Step m_last = Step::kSection;
     TDFSection m_section;
     TDFDamage m_damage;

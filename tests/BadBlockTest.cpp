@@ -1,9 +1,12 @@
-// Files that cannot be read throughout. Whatever the library opens gives the bytes of a stand-in.
+// Files that cannot be read throughout, or change while they are read. Whatever the library opens gives the bytes of a
+// stand-in, where there is one.
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <limits.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <cstdarg>
 #include <functional>
 #include <memory>
 
@@ -16,10 +19,13 @@
 
 namespace {
 test::BadBlock* g_standIn = nullptr;
-ssize_t g_piece = SSIZE_MAX;  // that the system reads at most at once; negative: it fails
-std::function<void()> g_duringRead;
+ssize_t g_piece = SSIZE_MAX;   // that the system reads at most at once; negative: it fails
 int g_goodReads = -1;          // that succeed before all fail; negative: no limit
 bool g_isInterrupted = false;  // the next call is, and every other one
+int g_ends = -1;               // of files that reads meet before g_atEnd is called, once
+std::function<void()> g_atEnd;
+std::vector<int> g_openErrors;  // of the next openings, the last first
+std::vector<int> g_cutErrors;   // of the next cuts of a file, the last first
 }  // namespace
 
 extern "C" std::FILE* fdopen(int descriptor, const char* mode) noexcept {
@@ -30,11 +36,35 @@ extern "C" std::FILE* fdopen(int descriptor, const char* mode) noexcept {
 }
 
 extern "C" ssize_t pread(int descriptor, void* buffer, std::size_t size, off_t offset) {
-    if (g_duringRead) g_duringRead();
     if (g_piece < 0 || g_goodReads == 0) return errno = EIO, -1;
     if (g_goodReads > 0) --g_goodReads;
     if (g_piece != SSIZE_MAX && (g_isInterrupted = !g_isInterrupted)) return errno = EINTR, -1;
-    return syscall(SYS_pread64, descriptor, buffer, std::min(size, static_cast<std::size_t>(g_piece)), offset);
+    const ssize_t got =
+        syscall(SYS_pread64, descriptor, buffer, std::min(size, static_cast<std::size_t>(g_piece)), offset);
+    if (got == 0 && g_ends >= 0 && g_ends-- == 0) g_atEnd();
+    return got;
+}
+
+// Returns: whether a call fails, with the next of these errors.
+static bool Fails(std::vector<int>& errors) {
+    if (errors.empty()) return false;
+    errno = errors.back();
+    errors.pop_back();
+    return true;
+}
+
+extern "C" int open(const char* path, int flags, ...) {
+    if (Fails(g_openErrors)) return -1;
+    std::va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
+    va_end(arguments);
+    return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
+}
+
+extern "C" int ftruncate(int descriptor, off_t size) noexcept {
+    if (Fails(g_cutErrors)) return -1;
+    return static_cast<int>(syscall(SYS_ftruncate, descriptor, size));
 }
 
 namespace {
@@ -69,6 +99,16 @@ TEST(BadBlock, IsReportedByTheDriver) {
     Expect({readAt(300, 100), read}, ", 100", "behind the bad block");
     Expect({readAt(0, 300), read}, kFileError + ", 200", "what could be read is delivered");
     Expect({readAt(300, 100), read}, kFileError + ", 100", "until the file is loaded again");
+    driver->LoadFile(trace, 0, kType);
+    for (const unsigned start : {200, 0}) {
+        g_piece = 800;
+        g_goodReads = 2;  // one of them interrupted
+        Expect({readAt(start, 300), read}, ", 300", "what fails by position is tried again");
+        g_piece = SSIZE_MAX;
+        g_goodReads = -1;
+    }
+    load();
+    Expect({readAt(0, 300), read}, kFileError + ", 200", "as before");
     const auto save = [&] { return test::ErrorOf([&] { driver->SaveFile("t.tdf", kType); }); };
     Expect({save(), std::filesystem::file_size("t.tdf")}, kFileError + "\nInput/output error, 4", "not begun");
     load();
@@ -108,6 +148,10 @@ TEST(BadBlock, IsToldFromPiecesAndFromTheEnd) {
         char bytes[8] = "~~~~~~~";
         EXPECT_EQ(Orm::Lux::Trace::ReadAt(stream.get(), bytes, 6, 0), piece > 0 ? 6U : 0U);
         EXPECT_EQ(bytes[6], '~') << piece;
+        char more[40];
+        errno = 0;
+        Expect({Orm::Lux::Trace::ReadAt(stream.get(), more, sizeof more, 0), errno}, piece > 0 ? "16, 0" : "0, 5",
+               piece);
     }
     g_piece = SSIZE_MAX;
 }
@@ -120,7 +164,7 @@ TEST(BadBlock, IsNotAMissingSection) {
         CreateChannelDriver(), &DestroyChannelDriver);
     const std::string readError = "Read I/O error - section data corrupted.";
     for (const auto& [good, expected] :
-         {std::pair(0, std::string("Could not open TDF file as specified.")), {1, readError}, {2, std::string()}}) {
+         {std::pair(2, std::string()), {0, "Could not open TDF file as specified."}, {1, readError}}) {
         g_goodReads = good;
         Orm::Lux::Trace::TDFHandler tdf;
         unsigned position = 7, length = 7;
@@ -132,28 +176,117 @@ TEST(BadBlock, IsNotAMissingSection) {
         Expect({error, loadError, driver->GetNumSamples()},
                expected + ", " + expected + (expected.empty() ? ", 1" : ", 0"), good);
     }
-    g_goodReads = 2;
-    char data[8];
-    unsigned read = 7;
-    const auto call = [&] { Orm::Lux::Trace::TDFHandler().LoadSectionData("t.tdf", "BinTraceData", 1, data, 8, read); };
-    Expect({test::ErrorOf(call), read}, readError + ", 0");
-    g_goodReads = -1;
+    // The last read of a search meets the end of the file: that fails too.
+    int good = 0;
+    for (std::string error; error != "Section size cannot be located in the file."; ++good) {
+        unsigned length = 7;
+        g_goodReads = good;
+        error =
+            test::ErrorOf([&] { Orm::Lux::Trace::TDFHandler().GetSectionDataLengthInBytes("t.tdf", "b", 1, length); });
+        g_goodReads = -1;
+    }
+    EXPECT_EQ(good - 1, 4);
 }
 
-// A target that loses its name during the save takes the section with it.
-TEST(BadBlock, OrAnotherTargetIsReported) {
+// An opening that is interrupted, or finds a lease, is made again; devices refuse with the error of a lease too.
+TEST(Opening, IsRepeatedWhereThatCanHelp) {
     const test::WorkingFolder folder;
+    folder.Write("f", "x");
+    const std::tuple<const char*, std::vector<int>, int> rows[] = {{"f", {EINTR, EINTR}, 0},
+                                                                   {"f", {EINTR, EWOULDBLOCK, EWOULDBLOCK}, 0},
+                                                                   {"f", {EMFILE}, EMFILE},
+                                                                   {"/dev/null", {EWOULDBLOCK}, EWOULDBLOCK},
+                                                                   {"gone", {}, ENOENT}};
+    const int input = dup(0);
+    for (const auto& [path, errors, expected] : rows) {
+        close(0);  // the number of a standard stream is not taken
+        g_openErrors = errors;
+        errno = 0;
+        const Orm::Lux::Trace::FilePtr stream = Orm::Lux::Trace::OpenForReading(path);
+        const int error = errno;
+        EXPECT_EQ(stream != nullptr ? 0 : error, expected) << path;
+        EXPECT_TRUE((stream == nullptr || fileno(stream.get()) > 2) && fcntl(0, F_GETFD) < 0) << path;
+        dup2(input, 0);
+    }
+    close(input);
+}
+
+// One read of a save fails, each in turn: the error says so, and one of the trace is kept until the next load.
+TEST(BadBlock, IsReportedByASaveWhereverItIs) {
+    const test::WorkingFolder folder;
+    const std::string before = "TDF2" + test::Section("a", 1, "x"), samples(300000, 's');
+    folder.Write("p.bin", samples);
+    const std::unique_ptr<Orm::Lux::Trace::CChannelDriver, decltype(&DestroyChannelDriver)> driver(
+        CreateChannelDriver(), &DestroyChannelDriver);
+    int good = 0, ofTrace = 0;
+    for (std::string error = "none yet"; !error.empty();) {
+        folder.Write("t.tdf", before);
+        driver->LoadFile("p.bin", 0, kType);
+        g_goodReads = good++;
+        error = test::ErrorOf([&] { driver->SaveFile("t.tdf", kType); });
+        g_goodReads = -1;
+        const bool isOfTrace = error == kFileError + "\nInput/output error";
+        ofTrace += isOfTrace;
+        EXPECT_EQ(error.find("damaged"), std::string::npos) << good;
+        unsigned long sample = 0;
+        unsigned read = 0;
+        Expect({test::ErrorOf([&] { driver->SeekReadTraceData(0, 1, &sample, &read); }), read},
+               isOfTrace ? kFileError + ", 1" : ", 1", good);
+        EXPECT_EQ(test::ReadAll("t.tdf").substr(0, before.size()), before) << good;
+    }
+    Expect({ofTrace, test::ReadAll("t.tdf") == before + test::Trace(samples)}, "3, true");
+}
+
+TEST(ChangingFile, IsReadAsItIsNow) {
+    const test::WorkingFolder folder;
+    Orm::Lux::Trace::TDFHandler tdf;
+    for (const auto& [name, expected] :
+         {std::pair("b", ", 3"), {"c", "Section size cannot be located in the file., 0"}}) {
+        folder.Write("t.tdf", "TDF2" + test::Section("a", 1, "x"));
+        g_ends = 1;  // the first follows the first section, the second is met where its successor would begin
+        g_atEnd = [] { std::ofstream("t.tdf", std::ios::app) << test::Section("b", 1, "123"); };
+        unsigned length = 7;
+        const std::string error = test::ErrorOf([&] { tdf.GetSectionDataLengthInBytes("t.tdf", name, 1, length); });
+        Expect({error, length}, expected, name);
+    }
+    // A target that loses its name during a save.
     const std::unique_ptr<Orm::Lux::Trace::CChannelDriver, decltype(&DestroyChannelDriver)> driver(
         CreateChannelDriver(), &DestroyChannelDriver);
     driver->LoadFile(folder.Write("p.bin", "12345678"), 0, kType);
-    for (const bool isReplaced : {false, true}) {
+    for (const char* replaced : {"gone", "other.tdf"}) {
+        folder.Write("other.tdf", "TDF2");
         folder.Write("t.tdf", "TDF2");
-        folder.Write("other", "TDF2");
-        g_duringRead = [isReplaced] { isReplaced ? rename("other", "t.tdf") : unlink("t.tdf"); };
-        const std::string error = test::ErrorOf([&] { driver->SaveFile("t.tdf", kType); });
-        g_duringRead = nullptr;
-        Expect({error, test::ReadAll("t.tdf")},
-               std::string("File name passed to save file is not valid., ") + (isReplaced ? "TDF2" : ""), isReplaced);
+        g_atEnd = [&] {
+            std::filesystem::rename("t.tdf", "gone");
+            std::filesystem::rename(replaced, "t.tdf");
+        };
+        g_ends = 0;
+        EXPECT_EQ(test::ErrorOf([&] { driver->SaveFile("t.tdf", kType); }),
+                  std::string_view(replaced) == "gone" ? "" : "File name passed to save file is not valid.");
+    }
+}
+
+// What a failed append left is cut off, through an interruption; what cannot be looked at is kept.
+TEST(BadBlock, BehindASectionIsNotCutOff) {
+    const test::WorkingFolder folder;
+    const std::string whole = "TDF2" + test::Section("a", 1, "x"), left(40, '\0');
+    const std::string followed = "Section to save data to is followed by another section.";
+    const std::tuple<int, std::vector<int>, std::string, std::string> rows[] = {
+        {0, {}, "Write I/O error - unable to determine section length.", whole + left},
+        {1, {}, followed, whole + left},
+        {3, {}, followed, whole + left},
+        {-1, {EINTR, EINTR}, "", "TDF2" + test::Section("a", 1, "xd")},
+        {-1, {EIO}, "Write error - section data corrupted.", whole + "d" + left.substr(1)}};
+    for (const auto& [good, cutErrors, expected, bytes] : rows) {
+        folder.Write("t.tdf", whole + left);
+        unsigned length = 7;
+        char data = 'd';
+        g_goodReads = good;
+        g_cutErrors = cutErrors;
+        const std::string error =
+            test::ErrorOf([&] { Orm::Lux::Trace::TDFHandler().SaveSectionData("t.tdf", "a", 4, &data, 1, 1, length); });
+        g_goodReads = -1;
+        Expect({error, test::ReadAll("t.tdf") == bytes}, expected + ", true", good);
     }
 }
 

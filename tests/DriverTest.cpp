@@ -1,5 +1,6 @@
 // Loading and reading traces through the built library, in this process.
 #include <fcntl.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 
@@ -255,6 +256,7 @@ TEST_F(DriverTest, ReadsAndSavesBesideAForkedChild) {
     const int descriptor = fileno(m_fields.m_file);
     const pid_t moving = fork();
     if (moving == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
         for (off_t at = 0;; at += 4097) lseek(descriptor, at % 4000000, SEEK_SET);
     }
     int wrong = 0;

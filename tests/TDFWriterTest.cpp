@@ -117,8 +117,8 @@ TEST_F(TDFWriterTest, TellsASuccessorFromLeftovers) {
     const std::tuple<const char*, std::string, bool> rows[] = {
         {"part of an append", "leftover bytes of an append", false},
         {"a header without its length", Section("b", 1, "", 0), true},
-        {"a header whose name is not printable", Section("\x01", 1, "", 0), false},
-        {"a header whose name is printable but for its end", Section("n\x7F", 1, "", 0), false},
+        {"a header whose name is not printable", Section("a\x1F", 1, "", 0), false},
+        {"the same, after the printable letters", Section("a\x7F", 1, "", 0), false},
         {"a header whose name is cut", Section("bcd", 1, "", 0).substr(0, 14), false},
         {"a cut header", Section("b", 1, "x").substr(0, 12), false},
         {"zeros", std::string(64, '\0'), false},
@@ -304,11 +304,12 @@ TEST_F(SaveFileTest, RefusesATargetThatWouldLoseTheSection) {
         name[0] == 'd' ? mkdir(name, 0777) : mkfifo(name, 0);
         EXPECT_EQ(Save(name), "") << name;
     }
-    // The end of the format: the section just fits, or it does not.
+    // The end of the format: the samples that a cut trace still has just fit, or they do not.
+    m_folder.Write("cut.tdf", "TDF2" + Section("BinTraceData", 1, samples, 1000));
     for (const unsigned more : {0U, 1U}) {
         const std::uint64_t end = 0xFFFFFFFFUL - 24 - samples.size() + more;
         test::WriteLarge("t.tdf", end);
-        Expect({LoadAndSave("p.bin", "t.tdf"), std::filesystem::file_size("t.tdf") - end},
+        Expect({LoadAndSave("cut.tdf", "t.tdf"), std::filesystem::file_size("t.tdf") - end},
                more == 0 ? ", 40" : std::string(kTooLarge) + ", 0", more);
     }
     // Samples that were cut after the file was loaded, into the same file.
