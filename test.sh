@@ -1,9 +1,28 @@
 #!/usr/bin/env bash
 # Builds the library, the tool and the tests, and passes the tests. Installs what is missing first.
-# Run without arguments, from anywhere; with the name of another preset (debug, clang, asan, tsan) it tests that build.
 set -euo pipefail
 cd -- "$(dirname -- "${BASH_SOURCE[0]}")"
 readonly preset=${1:-release}
+
+usage() {
+    cat <<'EOF'
+usage: ./test.sh [release | debug | clang | asan | tsan | coverage]
+
+Builds in build/PRESET and passes the tests of that build, those of release by default. Installs what is missing first.
+EOF
+}
+
+case $preset in
+    -h | --help)
+        usage
+        exit 0
+        ;;
+    release | debug | clang | asan | tsan | coverage) ;;
+    *)
+        usage >&2
+        exit 2
+        ;;
+esac
 
 step() {
     printf '\n== %s\n' "$*"

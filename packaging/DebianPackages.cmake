@@ -13,7 +13,6 @@ set(library_package ${name}${PROJECT_VERSION_MAJOR})
 set(debian_dir ${CMAKE_CURRENT_BINARY_DIR}/debian)
 
 set(CPACK_GENERATOR DEB)
-set(CPACK_SOURCE_IGNORE_FILES "/\\\\.git(/|$)" "/build[^/]*/" "/Testing/")
 set(CPACK_PACKAGE_NAME ${name})
 set(CPACK_PACKAGE_CONTACT "The developers of OrmTrace <developers@orm-trace.example>" CACHE STRING
     "The packages' maintainer, with an address")
@@ -39,10 +38,10 @@ endif()
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME ${library_package})
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_LIBRARY_DESCRIPTION "trace file channel driver
- A host loads this library to page through captured traces: 64-bit samples
- kept in TDF container files or in plain files. Plug-ins find the reader and
- writer of TDF files, a decoder of hardware time stamps and a support library
- in it.")
+A host loads this library to page through captured traces: 64-bit samples
+kept in TDF container files or in plain files. Plug-ins find the reader and
+writer of TDF files, a decoder of hardware time stamps and a support library
+in it.")
 file(CONFIGURE OUTPUT debian/shlibs CONTENT
     "libTalvoraFileChannelDriver @PROJECT_VERSION_MAJOR@ @library_package@ (>= @PROJECT_VERSION@)\n" @ONLY)
 file(CONFIGURE OUTPUT debian/triggers CONTENT "activate-noawait ldconfig\n")
@@ -52,15 +51,15 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME ${name}-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SHLIBDEPS OFF)
 set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "trace file channel driver (development files)
- The public headers of the trace file channel driver and of its services, for
- authors of hosts and of plug-ins, and what CMake and pkg-config find it by.")
+The public headers of the trace file channel driver and of its services, for
+authors of hosts and of plug-ins, and what CMake and pkg-config find it by.")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME ${name}-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_TOOLS_DESCRIPTION "trace file channel driver (command-line tool)
- The tool orm-trace looks into, checks, repairs and writes TDF trace files, and
- decodes the time stamps in them. With it come the manual pages, of the format
- too, and the completion for bash.")
+The tool orm-trace looks into, checks, repairs and writes TDF trace files, and
+decodes the time stamps in them. With it come the manual pages, of the format
+too, and the completion for bash.")
 if(ORM_BUILD_TOOL)
     list(APPEND CPACK_COMPONENTS_ALL tools)
     set(CPACK_COMPONENT_TOOLS_DEPENDS library)
@@ -92,3 +91,4 @@ ${library_package}: library-not-linked-against-libc *orm-trace/libcorva.so*\n")
 install(FILES ${debian_dir}/${library_package} DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides
     COMPONENT library EXCLUDE_FROM_ALL)
 include(CPack)
+file(REMOVE ${CMAKE_BINARY_DIR}/CPackSourceConfig.cmake)  # "git archive" makes an archive of the sources

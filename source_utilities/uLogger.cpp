@@ -46,12 +46,16 @@ struct StampStyle {
     int length = 0;
 };
 
-// Appends text to buf of size bytes, of which used are taken by text before it; what does not fit is cut.
-int Append(char* buf, int size, int used, const char* text, int length) {
-    const int fitting = std::max(0, std::min(length, size - 1 - used));
-    std::memcpy(buf + used, text, static_cast<std::size_t>(fitting));
-    buf[used + fitting] = '\0';
-    return used + fitting;
+// Puts a text of length characters, in an array that may be longer, into buf of size bytes, cut to fit.
+template <std::size_t N> int Put(char* buf, int size, const std::array<char, N>& text, int length) {
+    const int fitting = std::min(length, size - 1);
+    if (size > static_cast<int>(N)) {
+        std::memcpy(buf, text.data(), N);  // a known size, which is faster
+    } else {
+        std::memcpy(buf, text.data(), static_cast<std::size_t>(fitting));
+    }
+    buf[fitting] = '\0';
+    return fitting;
 }
 
 }  // namespace
@@ -181,7 +185,7 @@ int uLogger::SprintfLevel(unsigned level, char* buf, int size) {
     const auto letter = [level](unsigned bit, char c) { return (level & bit) != 0 ? c : ' '; };
     const std::array<char, 6> block{letter(LOG_M, 'M'), letter(LOG_W, 'W'), letter(LOG_F, 'F'),
                                     letter(LOG_A, 'A'), letter(LOG_E, 'E'), ' '};
-    return Append(buf, size, 0, block.data(), static_cast<int>(block.size()));
+    return Put(buf, size, block, static_cast<int>(block.size()));
 }
 
 int uLogger::SprintfCurrentTime(char* buf, int size, TIME_DATE td) {
@@ -189,7 +193,7 @@ int uLogger::SprintfCurrentTime(char* buf, int size, TIME_DATE td) {
     static std::array<StampStyle, 3> styles{
         {{"%m/%d/%y | ", 0}, {"%H:%M:%S:000 | ", 9}, {"%m/%d/%y %H:%M:%S:000 | ", 18}}};
     if (buf == nullptr || size < 1) return 0;
-    if (td < TD_DATE || td > TD_DATE_TIME) return Append(buf, size, 0, " ", 1);
+    if (td < TD_DATE || td > TD_DATE_TIME) return Put(buf, size, std::array<char, 1>{' '}, 1);
 
     const ScopedLock lock(SharedTimeMutex());
     timeval clock{};
@@ -209,7 +213,7 @@ int uLogger::SprintfCurrentTime(char* buf, int size, TIME_DATE td) {
         const std::array<char, 3> digits{digit(milli / 100), digit(milli / 10), digit(milli)};
         std::memcpy(style.text.data() + style.milliSeconds, digits.data(), digits.size());
     }
-    return Append(buf, size, 0, style.text.data(), style.length);
+    return Put(buf, size, style.text, style.length);
 }
 
 int uLogger::AddToLog(char* line, int length) {

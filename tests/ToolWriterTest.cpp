@@ -147,7 +147,7 @@ TEST_F(ToolWriterTest, SaysWhyItCannotWriteAndLeavesNothing) {
     // clang-format on
     for (const auto& [before, arguments, expected] : rows) {
         const test::Result result = before == "nobody" ? ToolAsNobody(arguments) : Tool(arguments, before);
-        const std::string last = result.err.substr(result.err.rfind("orm-trace: ") + 11);
+        const std::string err = "orm-trace: " + result.err, last = err.substr(err.rfind("orm-trace: ") + 11);
         EXPECT_EQ(test::Show(result.code, last), expected + '\n') << arguments << result.err;
         EXPECT_EQ(Files(), files) << arguments;
         EXPECT_TRUE(ReadAll("t.tdf") == m_before && ReadAll("locked.tdf") == m_before) << arguments;

@@ -94,7 +94,7 @@ TEST(uFile, OpensAsFopenDoes) {
     std::filesystem::create_directory("folder");
     // clang-format off
     const char* const modes[] = {"r", "rb", "r+", "rb+", "w", "w+b", "wx", "w+x", "a", "ab+", "rx", "re", "rm", "rc",
-        "webxmc+", "rbbbbb+", "rq", "q", "+", "er", "r,ccs=UTF-8", "w+,ccs=UTF-16LE", "ax,ccs=UTF-8", "w,ccs=none"};
+        "webxmc+", "rmmmmm+", "rq", "q", "+", "er", "r,ccs=UTF-8", "w+,ccs=UTF-16LE", "ax,ccs=UTF-8", "w,ccs=none"};
     // clang-format on
     for (const char* mode : modes) {
         if (ORM_IS_SANITIZED && std::strchr(mode, ',') != nullptr) continue;  // the C library leaks its converters
@@ -127,22 +127,17 @@ TEST(uFile, OpensAsFopenDoes) {
 
 TEST(uFile, WaitsForTheOtherEndOfAFifo) {
     const test::WorkingFolder folder;
-    ASSERT_EQ(mkfifo("fifo", 0600), 0);
     static std::atomic<int> interruptions;
     struct sigaction action {};
     action.sa_handler = [](int) { ++interruptions; };
-    sigaction(SIGUSR1, &action, nullptr);
+    ASSERT_EQ(mkfifo("fifo", 0600) + sigaction(SIGUSR1, &action, nullptr), 0);
     std::thread writer([reader = pthread_self()] {
-        while (interruptions < 20) {
-            pthread_kill(reader, SIGUSR1);
-            usleep(100);
-        }
-        uFile file("fifo", "w");
-        EXPECT_TRUE(file.Open() && file.WriteString("line") && file.Close());
+        for (; interruptions < 20; usleep(100)) pthread_kill(reader, SIGUSR1);
+        std::ofstream("fifo") << "line";
     });
     uFile file("fifo", "r");
     char line[8] = "";
-    EXPECT_TRUE(file.Open() && file.ReadString(line, 8)) << strerror(errno);
+    EXPECT_TRUE(file.Open() && file.ReadString(line, 8)) << std::strerror(errno);
     EXPECT_STREQ(line, "line");
     const int unblocked = open("fifo", O_RDWR | O_NONBLOCK | O_CLOEXEC);
     writer.join();
@@ -154,13 +149,15 @@ TEST(uFile, WaitsForTheOtherEndOfAFifo) {
 TEST(uFile, KeepsFromTheStandardStreams) {
     const test::WorkingFolder folder;
     EXPECT_TRUE(test::HoldsInChild([] {
-        for (int stream = 0; stream < 3; ++stream) close(stream);
         uFile file("file", "w"), more("more", "w");
-        const bool isAbove = file.Open() && fileno(file.m_stream) > 2 && fcntl(0, F_GETFD) < 0;
+        for (const int stream : {2, 1, 0}) {
+            close(stream);
+            if (!file.Open() || fileno(file.m_stream) < 3 || fcntl(stream, F_GETFD) >= 0) return false;
+        }
         // Nor where that leaves none to move it to.
         const rlimit none{3, 3};
         setrlimit(RLIMIT_NOFILE, &none);
-        return isAbove && fcntl(fileno(file.m_stream), F_GETFD) == FD_CLOEXEC && !more.Open() && fcntl(0, F_GETFD) < 0;
+        return fcntl(fileno(file.m_stream), F_GETFD) == FD_CLOEXEC && !more.Open() && fcntl(0, F_GETFD) < 0;
     }));
 }
 
