@@ -67,8 +67,8 @@ TEST_F(ToolWriteTest, RefusesBeforeItWrites) {
     // clang-format off
     const std::tuple<std::string, int, std::string> rows[] = {
         {"create t.tdf", 1, "t.tdf: exists (--force replaces it)"},
-        {"create dir.tdf --force", 1, "dir.tdf: exists and is no regular file"},
-        {"create link.tdf --force", 1, "link.tdf: exists and is no regular file"},
+        {"create dir.tdf --force", 1, "dir.tdf: exists and is not a regular file"},
+        {"create link.tdf --force", 1, "link.tdf: exists and is not a regular file"},
         {"create t.bin", 2, "t.bin: TDF file extension must be .tdf."},
         {"create no/t.tdf", 1, "no/t.tdf: No such file or directory"},
         {"create n.tdf --section a1@d", 2, "a1@d: is not of the form NAME:VERSION@FILE"},

@@ -83,17 +83,17 @@ TEST_F(ToolWriterTest, WritersWaitForEachOther) {
         std::vector<pid_t> tools;
         std::string complete = m_before;
         for (int n = 0; n < 8; ++n) {
-            const std::string name(1, static_cast<char>('n' + n)), data(1000000, name[0]);
+            const std::string name(1, static_cast<char>('n' + n)), data(8000000, name[0]);
             tools.push_back(Start("append t.tdf --section " + name + ":1@" + m_folder.Write(name, data)));
         }
         for (const pid_t tool : tools) EXPECT_EQ(End(tool), 0) << ReadAll("err");
         const std::string now = ReadAll("t.tdf");
-        for (std::size_t at = complete.size(); at < now.size() && complete.size() < 9000000; at = complete.size()) {
+        for (std::size_t at = complete.size(); at < now.size() && complete.size() < 72000000; at = complete.size()) {
             const std::string name = now.substr(at + 12, 1);
-            complete += Section(name, 1, std::string(1000000, name[0]));
+            complete += Section(name, 1, std::string(8000000, name[0]));
             EXPECT_EQ(std::filesystem::remove(name), true) << "twice: " << name;
         }
-        EXPECT_TRUE(now == complete && now.size() > 8000000) << now.size();
+        EXPECT_TRUE(now == complete && now.size() > 64000000) << now.size();
     }
     // A file that takes the name while the lock of another is waited for, and is the one to be written to then.
     const std::string other = "TDF2" + Section("other", 1, ""), section = Section("new", 1, "data");
@@ -147,7 +147,7 @@ TEST_F(ToolWriterTest, SaysWhyItCannotWriteAndLeavesNothing) {
     // clang-format on
     for (const auto& [before, arguments, expected] : rows) {
         const test::Result result = before == "nobody" ? ToolAsNobody(arguments) : Tool(arguments, before);
-        const std::string last = result.err.substr(result.err.rfind("orm-trace: ") + 11);
+        const std::string err = "orm-trace: " + result.err, last = err.substr(err.rfind("orm-trace: ") + 11);
         EXPECT_EQ(test::Show(result.code, last), expected + '\n') << arguments << result.err;
         EXPECT_EQ(Files(), files) << arguments;
         EXPECT_TRUE(ReadAll("t.tdf") == m_before && ReadAll("locked.tdf") == m_before) << arguments;

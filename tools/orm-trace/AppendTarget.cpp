@@ -39,13 +39,13 @@ void AppendTarget::Keep() {
     m_unfinished.reset();
 }
 
-// Makes the file what it was, as long as nobody has cut more of it. A signal handler calls it too.
+// Makes the file what it was, unless somebody has cut more of it. A signal handler calls it too.
 // Returns: false with errno set when that fails.
 bool AppendTarget::Cut() const noexcept {
     struct stat status {};
     const auto size = static_cast<off_t>(m_sizeBefore);
-    if (fstat(m_descriptor, &status) != 0) return false;
-    return status.st_size <= size || ftruncate(m_descriptor, size) == 0;
+    if (fstat(m_descriptor, &status) == 0 && status.st_size <= size) return true;
+    return ftruncate(m_descriptor, size) == 0;
 }
 
 }  // namespace orm_trace

@@ -41,7 +41,7 @@ template <class Call> auto Translated(ExitCode code, const std::string& subject,
     }
 }
 
-// Does work with a file under a path of the tool's own making: a Failure of it is told of subject, as the user knows it.
+// Does work with a file under a path of the tool's own making: the subject of its Failure is the name that the user knows.
 template <class Work> auto About(const std::string& subject, Work work) {
     try {
         return work();

@@ -100,7 +100,7 @@ mode_t ReplacementFile::ModeOfTarget() const {
         umask(mask);
         return 0666 & ~mask;
     }
-    if (!S_ISREG(status.st_mode)) throw Failure(ExitCode::kFailed, m_target, "exists and is no regular file");
+    if (!S_ISREG(status.st_mode)) throw Failure(ExitCode::kFailed, m_target, "exists and is not a regular file");
     if (!m_replace) throw Failure(ExitCode::kFailed, m_target, m_ifExists);
     return status.st_mode & 07777;
 }

@@ -15,7 +15,7 @@ public:
     SectionWriter(std::string path, std::string name);
 
     // Returns: the size of the file, which its chain of sections fills.
-    // Errors:  Failure with this code: it is no TDF file, or the chain does not end at its end, so that what is appended
+    // Errors:  Failure with this code: it is not a TDF file, or the chain does not end at its end, so that what is appended
     //          could not be found.
     std::uint64_t RequireWholeChain(ExitCode code) const;
 

@@ -62,9 +62,9 @@ bool TargetLock::HasName() const {
     return fstat(Descriptor(), &open) == 0 && open.st_dev == named.st_dev && open.st_ino == named.st_ino;
 }
 
-std::string PathOfOpen(int descriptor, const std::string& elsewise) {
+std::string PathOfOpen(int descriptor, const std::string& fallback) {
     std::string path = "/proc/self/fd/" + std::to_string(descriptor);
-    return access(path.c_str(), F_OK) == 0 ? path : elsewise;
+    return access(path.c_str(), F_OK) == 0 ? path : fallback;
 }
 
 }  // namespace orm_trace

@@ -34,7 +34,7 @@ private:
     std::string m_path;
 };
 
-// Returns: a path that leads to an open file; elsewise where the system has no such paths.
-std::string PathOfOpen(int descriptor, const std::string& elsewise);
+// Returns: a path that leads to an open file; fallback where the system has no such paths.
+std::string PathOfOpen(int descriptor, const std::string& fallback);
 
 }  // namespace orm_trace
