@@ -47,8 +47,8 @@ void RemoveAtSignals(const std::string& path) {
 
 }  // namespace
 
-ReplacementFile::ReplacementFile(std::string target, bool replace, const char* ifExists)
-    : m_target(std::move(target)), m_replace(replace), m_mode(ModeOfTarget(ifExists)) {
+ReplacementFile::ReplacementFile(std::string target, bool replace, const char* ifExists, bool isTdf)
+    : m_target(std::move(target)), m_replace(replace), m_isTdf(isTdf), m_mode(ModeOfTarget(ifExists)) {
     const std::filesystem::path path(m_target);
     m_path = path.parent_path() / ("." + path.stem().string() + ".XXXXXX.tdf");
     const int descriptor = mkostemps(m_path.data(), static_cast<int>(std::strlen(".tdf")), O_CLOEXEC);
@@ -77,7 +77,7 @@ void ReplacementFile::Publish() {
 // Returns: the permissions that the file has or, as a new one, gets.
 mode_t ReplacementFile::ModeOfTarget(const char* ifExists) const {
     using Orm::Lux::Trace::TDFHandler;
-    if (!TDFHandler().HasExtension(m_target.c_str(), Orm::Lux::Trace::kTDFExtension)) {
+    if (m_isTdf && !TDFHandler().HasExtension(m_target.c_str(), Orm::Lux::Trace::kTDFExtension)) {
         throw Failure(ExitCode::kUsage, m_target, "TDF file extension must be .tdf.");
     }
     struct stat status {};

@@ -1,4 +1,4 @@
-// A TDF file that is made under another name first.
+// A file that is made under another name first.
 #pragma once
 
 #include <sys/types.h>
@@ -10,9 +10,10 @@ namespace orm_trace {
 // A file beside the one to be made, which takes its place when it is complete, and is gone otherwise.
 class ReplacementFile {
 public:
-    // replace: a regular file of that name may exist. Errors: Failure: kUsage for a name without the extension .tdf,
-    //          kFailed when the file exists and is not to be replaced (ifExists says so), or cannot be made.
-    ReplacementFile(std::string target, bool replace, const char* ifExists);
+    // replace: a regular file of that name may exist. isTdf: it is to be a TDF file.
+    // Errors:  Failure: kUsage for a TDF file's name without the extension .tdf, kFailed when the file exists and is not
+    //          to be replaced (ifExists says so), or cannot be made.
+    ReplacementFile(std::string target, bool replace, const char* ifExists, bool isTdf = true);
     ~ReplacementFile();
     ReplacementFile(const ReplacementFile&) = delete;
     ReplacementFile& operator=(const ReplacementFile&) = delete;
@@ -28,6 +29,7 @@ private:
 
     std::string m_target;
     bool m_replace;
+    bool m_isTdf;
     mode_t m_mode;
     std::string m_path;  // empty once the file has its name
 };
