@@ -74,8 +74,8 @@ TEST_F(ToolWriteTest, RefusesBeforeItWrites) {
         {"create n.tdf --section a1@d", 2, "a1@d: is not of the form NAME:VERSION@FILE"},
         {"create n.tdf --section a:x@d", 2, "is not of"}, {"create n.tdf --section a:1@", 2, "is not of"},
         {"create n.tdf --section a:4294967296@d", 2, "is not of"},
-        {"create n.tdf --section a:1@gone", 1, "gone: No such file or directory"},
-        {"create n.tdf --section a:1@dir.tdf", 1, "dir.tdf: Is a directory"},
+        {"create n.tdf --section a:1@gone", 4, "gone: No such file or directory"},
+        {"create n.tdf --section a:1@dir.tdf", 4, "dir.tdf: Is a directory"},
         {"create n.tdf --section a:1@d --section a:1@d", 1, "a:1@d: is named twice"},
         {"create n.tdf --section a:1@big", 1, "big: makes a section of 134217741 bytes, readers find sections of up to 134217728"},
         {"create n.tdf --section " + longName + ":1@d", 1, "d: the section's name has 4096 bytes, readers find names of up to 4095"},
@@ -98,7 +98,7 @@ TEST_F(ToolWriteTest, RefusesBeforeItWrites) {
         {"stamp rcv 1 --zero '2026-02-29 00:00:00'", 2, "--zero: no time"},
         {"stamp rcv 1 --zero '2026-02-28 00:00:00.1234567'", 2, "--zero: no time"},
         {"stamp rcv --only-stamps 1 --zero '2026-02-28 00:00:00'", 2, "--only-stamps"},
-        {"samples t.tdf --from 010", 3, "begins 9 samples beyond"}, {"samples t.tdf --format 1", 2, "--format"},
+        {"samples t.tdf --from 010", 3, "has no sample 10: the trace ends before sample 1"}, {"samples t.tdf --format 1", 2, "--format"},
         {"", 2, ""}, {"samples", 2, ""}, {"samples a --from -1", 2, ""}, {"samples a --count", 2, ""}, {"samples a b", 2, ""},
         {"samples a --from 4294967296", 2, ""}, {"samples a --format xml", 2, ""}};
     // clang-format on

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "tools/orm-trace/ChainScan.h"
 #include "tools/orm-trace/Failure.h"
@@ -32,6 +33,8 @@ public:
     }
 
 private:
+    static constexpr std::size_t kMaxKnown = 1024;  // without one of them, the scan only has to find it again
+
     // A section that is not shown yet.
     struct Kept {
         Item item;  // its name is elsewhere: this object moves
@@ -78,9 +81,7 @@ private:
     // The file ends within the last section, if its length is true.
     std::uint64_t EndCutSection() {
         const std::uint64_t size = m_file.Size();
-        auto known = Chain(m_last->item.section.offset + 1, size);
-        if (!known) known = m_known = FindSectionAcross(m_file, m_last->item.section.offset + 1, size);
-        if (known) return EndBefore(*known);
+        if (const auto known = FindWithinLast(size)) return EndBefore(*known);
         m_last->SetEnd(size, State::kCut);
         return size;
     }
@@ -97,12 +98,9 @@ private:
 
     // Behind the last section, if there is one, is nothing that could be a header.
     std::uint64_t PassGarbage(std::uint64_t at) {
-        if (m_last) {
-            auto known = Chain(m_last->item.section.offset + 1, at);
-            if (!known || *known >= at)
-                known = m_known = FindSectionAcross(m_file, m_last->item.section.offset + 1, at);
-            if (known) return EndBefore(*known);
-        }
+        const bool endsAsItSays =
+            m_last && (m_last->item.state == State::kIntact || m_last->item.state == State::kFoundByScan);
+        if (const auto known = endsAsItSays ? FindWithinLast(at) : std::nullopt) return EndBefore(*known);
         return GoOn(at, FindNext(at + 1, at));
     }
 
@@ -116,6 +114,16 @@ private:
         }
         m_last->SetEnd(next, State::kShortened);
         return next;
+    }
+
+    // Returns: a section that shows that the last one, which has the bytes before `to` for itself, does not end there.
+    std::optional<std::uint64_t> FindWithinLast(std::uint64_t to) {
+        const std::uint64_t from = m_last->item.section.offset + 1;
+        if (const auto chain = Chain(from, to); chain && *chain < to) return chain;
+        const auto found = FindSectionAcross(m_file, from, to);
+        if (found) m_known.push_back(*found);
+        if (m_known.size() > kMaxKnown) m_known.erase(m_known.begin());
+        return found;
     }
 
     // Bytes that are in no section go to the one before them if that is wanted. Returns: their end.
@@ -132,7 +140,7 @@ private:
     std::uint64_t FindNext(std::uint64_t from, std::uint64_t trusted) {
         Chain(from, trusted);
         const std::uint64_t bound = Bound(from);
-        const bool isTdf = m_file.HasIdentifier() || m_totals.sections != 0;
+        const bool isTdf = m_file.HasIdentifier() || m_last || m_totals.sections != 0;
         return FindSection(m_file, from, bound, isTdf).value_or(bound);
     }
 
@@ -144,11 +152,10 @@ private:
     }
 
     // Returns: where the first section beyond a position begins that is known already, or the end of the file.
-    std::uint64_t Bound(std::uint64_t at) const {
-        for (const auto& known : {m_known, m_salvage.m_chain}) {
-            if (known && *known > at) return *known;
-        }
-        return m_file.Size();
+    std::uint64_t Bound(std::uint64_t at) {
+        while (!m_known.empty() && m_known.back() <= at) m_known.pop_back();
+        if (!m_known.empty()) return m_known.back();
+        return m_salvage.m_chain && *m_salvage.m_chain > at ? *m_salvage.m_chain : m_file.Size();
     }
 
     bool IsRoomFor(std::uint64_t end) const {
@@ -191,10 +198,10 @@ private:
     const InputFile& m_file;
     Visitor& m_visitor;
     Totals m_totals;
-    bool m_isFound = false;                // a damage was passed
-    std::optional<std::uint64_t> m_known;  // where a section begins that was found across the end of another one
-    std::optional<Kept> m_last;            // whose end may change
-    std::optional<Kept> m_before;          // which is the last one again when that is none
+    bool m_isFound = false;              // a damage was passed
+    std::vector<std::uint64_t> m_known;  // where sections begin that were found across the ends of others, nearest last
+    std::optional<Kept> m_last;          // whose end may change
+    std::optional<Kept> m_before;        // which is the last one again when that is none
 };
 
 Salvage::Totals Salvage::Visit(Visitor& visitor) { return Pass(*this, visitor).Run(); }

@@ -12,9 +12,10 @@ namespace orm_trace {
 // A section as the command line names it, NAME:VERSION@FILE, with its data open and measured.
 class SectionSource {
 public:
-    // The first @ ends the section, its last : begins the version; a FILE of - is standard input, which is read here.
-    // Errors: Failure: kUsage for a text of another form, kFailed for data that cannot be read, and for a section that
-    //         no reader would find because it is too long, or its name is.
+    // The first @ ends the section, its last : begins the version; in the name, \xHH is a byte and \\ a backslash. A FILE
+    // of - is standard input, which is read here.
+    // Errors: Failure: kUsage for a text of another form, kNotATrace for data that cannot be opened, kFailed for what
+    //         cannot be read, and for a section that no reader would find because it is too long, or its name is.
     explicit SectionSource(const std::string& text);
 
     const std::string& Name() const noexcept { return m_name; }

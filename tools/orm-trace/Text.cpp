@@ -66,6 +66,10 @@ std::string Counted(std::uint64_t number, std::string_view thing) {
     return (std::to_string(number) + ' ').append(thing) + (number == 1 ? "" : "s");
 }
 
+std::string Missing(std::uint64_t missing, std::uint64_t wanted, std::string_view thing) {
+    return std::to_string(missing) + " of " + Counted(wanted, thing) + (missing == 1 ? " is missing" : " are missing");
+}
+
 std::string SectionLabel(std::string_view name, std::uint32_t version) {
     return '"' + Escaped(name) + "\":" + std::to_string(version);
 }

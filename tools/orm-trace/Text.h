@@ -20,6 +20,9 @@ std::string WithoutControls(std::string_view text);
 // Returns: a number of things, as "1 section" or "2 sections".
 std::string Counted(std::uint64_t number, std::string_view thing);
 
+// Returns: for example: 1 of 9 bytes is missing
+std::string Missing(std::uint64_t missing, std::uint64_t wanted, std::string_view thing);
+
 // Returns: name and version as they are shown, "name":version.
 std::string SectionLabel(std::string_view name, std::uint32_t version);
 
