@@ -1,6 +1,5 @@
 // Looking into, checking and repairing files from the shell.
 #include <nlohmann/json.hpp>
-#include <random>
 
 #include "support/ToolFixture.h"
 
@@ -90,46 +89,70 @@ TEST_F(ToolInspectTest, SaysWhatIsWrongAndWhere) {
     EXPECT_EQ(Tool("probe --json /gone").code, 5);
 }
 
-// A file of generated sections is damaged in generated ways; what no damage touched comes out, and the result is whole.
-TEST_F(ToolInspectTest, RecoversEveryUndamagedSection) {
-    const int rounds = std::getenv("ORM_TEST_EXHAUSTIVE") != nullptr ? 1000 : 150;
-    std::mt19937 random(7);
-    for (int round = 0; round < rounds; ++round) {
-        std::string file = "TDF2";
-        std::vector<std::pair<std::size_t, std::string>> sections;
-        for (int n = 0; n < 6; ++n) {
-            sections.emplace_back(file.size(), Section("s" + std::to_string(n), static_cast<unsigned>(random() % 3),
-                                                       std::string(random() % 400, static_cast<char>('a' + n))));
-            file += sections.back().second;
-        }
-        std::size_t at = 4 + random() % (file.size() - 4), end = file.size();
-        const int kind = round % 3;
-        if (kind == 0) file.resize(at);  // cut
-        if (kind == 1) {                 // overwritten
-            end = std::min(at + 1 + random() % 40, file.size());
-            for (std::size_t n = at; n < end; ++n) file[n] = static_cast<char>(random());
-        }
-        if (kind == 2) file += std::string(1 + random() % 11, '\x7F'), at = end;  // an append that never finished
-        m_folder.Write("in.tdf", file);
-        std::filesystem::remove("out.tdf");
-        const test::Result result = Tool("recover in.tdf -o out.tdf");
-        ASSERT_TRUE(result.code == 0 || result.code == 3 || (result.code == 4 && at < sections[1].first))
-            << round << result.err;
-        if (result.code == 4) continue;
-        const std::string out = ReadAll("out.tdf");
-        EXPECT_EQ(Tool("verify out.tdf").code, 0) << round;
-        EXPECT_EQ(ReadAll("in.tdf"), file) << round;
-        for (const auto& [begin, bytes] : sections) {
-            const bool isDamaged = begin + bytes.size() > at && begin < end && kind != 2;
-            EXPECT_TRUE(isDamaged || out.find(bytes) != std::string::npos)
-                << round << ' ' << begin << ' ' << at << '-' << end;
-        }
+TEST_F(ToolInspectTest, WritesNamesThatCanBeToldApart) {
+    m_folder.Write("d", "data");
+    // The name as it is written, on the command line and in lists; the bytes that it has.
+    const std::pair<std::string, std::string> rows[] = {
+        {"a\\x0Ab", "a\nb"}, {"a\\\\x0Ab", "a\\x0Ab"}, {"\\x40\\x3A1", "@:1"}};
+    std::string create = "create t.tdf", bytes = "TDF2";
+    for (const auto& [text, name] : rows) {
+        create += " --section '" + text + ":1@d'";
+        bytes += Section(name, 1, "data");
     }
-    m_folder.Write("t.tdf", "TDF2" + Section("a", 1, "123") + "tail");
-    EXPECT_EQ(Tool("recover t.tdf -o tail.tdf --tail").code, 3);
-    EXPECT_EQ(ReadAll("tail.tdf"), "TDF2" + Section("a", 1, "123tail"));
-    for (const char* out : {"t.tdf", "tail.tdf"})
-        EXPECT_EQ(Tool(std::string("recover t.tdf -o ") + out).code, 1) << "exists";
+    EXPECT_EQ(Tool(create).code, 0);
+    EXPECT_EQ(ReadAll("t.tdf"), bytes);
+    const std::string list = Tool("list t.tdf").out;
+    EXPECT_NE(list.find("\"a\\x0Ab\"\n"), list.npos) << list;
+    EXPECT_NE(list.find("\"a\\\\x0Ab\"\n"), list.npos) << list;
+    for (const auto& [text, name] : rows)
+        EXPECT_EQ(Tool("dump t.tdf --format raw --section '" + text + ":1'").out, "data") << text;
+    for (const char* text : {"a\\", "a\\n", "a\\x4", "a\\xg0", "a\\x00"})
+        EXPECT_EQ(Tool(std::string("create n.tdf --section '") + text + ":1@d'").code, 2) << text;
+
+    // Names of files, in texts and in documents that fail.
+    const std::string file = "a\033[1m\nb.tdf", shown = "a\\x1B[1m\\x0Ab.tdf";
+    m_folder.Write(file, "TDF2" + Section("a", 1, "x"));
+    for (const char* command : {"info", "verify", "recover -o 'o\033.tdf'"})
+        EXPECT_EQ(Tool(std::string(command) + " '" + file + "'").out.find('\033'), std::string::npos) << command;
+    EXPECT_EQ(Tool("verify '" + file + "'").out, shown + ": 1 section, ends on a section boundary\n");
+    for (const std::string command :
+         {"info", "verify", "list", "recover --dry-run", "stamp stm --frequency 1 --file", "probe"}) {
+        const test::Result result = Tool(command + " gone.tdf --json");
+        EXPECT_NE(result.code, 0);
+        const auto document = nlohmann::json::parse(result.out);
+        EXPECT_NE(
+            (document.contains("files") ? document["files"][0] : document)["error_subject"].dump().find("gone.tdf"),
+            std::string::npos)
+            << result.out;
+    }
+    const auto exists = nlohmann::json::parse(Tool("recover t.tdf -o t.tdf --json").out);
+    EXPECT_EQ(exists["error_subject"], "t.tdf");
+}
+
+TEST_F(ToolInspectTest, FindsEveryDuplicate) {
+    std::string bytes = "TDF2";
+    for (unsigned n = 0; n < 40000; ++n) bytes += Section("n", n, "");
+    m_folder.Write("t.tdf", bytes + Section("n", 39999, "") + Section("n", 0, ""));
+    const std::string found = Tool("verify t.tdf").err;
+    EXPECT_NE(found.find("section 40000 \"n\":39999 "), found.npos) << found;
+    EXPECT_NE(found.find("section 40001 \"n\":0 "), found.npos) << found;
+}
+
+TEST_F(ToolInspectTest, LeavesHomesAlone) {
+    m_folder.Write("p.bin", "12345678");
+    m_folder.Write("t.tdf", "TDF2");
+    // The commands that load a driver, and whether they create its directories.
+    const std::tuple<const char*, const char*, bool> rows[] = {{"", "samples p.bin", false},
+                                                               {"", "save p.bin t.tdf", false},
+                                                               {"", "stamp stm --frequency 1 --file p.bin", false},
+                                                               {"ORM_TRACE_LOGGING=1 ", "samples p.bin", true},
+                                                               {"", "probe", true}};
+    for (const auto& [settings, command, creates] : rows) {
+        std::filesystem::create_directory("home");
+        const auto result = Tool(command, settings + ("HOME=" + m_folder / "home "));
+        EXPECT_EQ(std::filesystem::exists("home/.ORM-trace"), creates) << command << result.err;
+        std::filesystem::remove_all("home");
+    }
 }
 
 }  // namespace

@@ -97,7 +97,7 @@ TEST_F(ToolWriteTest, RefusesBeforeItWrites) {
         {"stamp rcv 1 --zero '2026-02-29 00:00:00'", 2, "--zero: no time"},
         {"stamp rcv 1 --zero '2026-02-28 00:00:00.1234567'", 2, "--zero: no time"},
         {"stamp rcv --only-stamps 1 --zero '2026-02-28 00:00:00'", 2, "--only-stamps"},
-        {"samples t.tdf --from 010", 3, "begins 9 samples beyond"}, {"samples t.tdf --format 1", 2, "--format"},
+        {"samples t.tdf --from 010", 3, "has no sample 10: the trace ends before sample 1"}, {"samples t.tdf --format 1", 2, "--format"},
         {"", 2, ""}, {"samples", 2, ""}, {"samples a --from -1", 2, ""}, {"samples a --count", 2, ""}, {"samples a b", 2, ""},
         {"samples a --from 4294967296", 2, ""}, {"samples a --format xml", 2, ""}};
     // clang-format on

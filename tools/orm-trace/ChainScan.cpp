@@ -7,14 +7,14 @@
 #include <vector>
 
 #include "tdf/TDFSectionReader.h"
+#include "tools/orm-trace/HeaderSearch.h"
 
 namespace orm_trace {
 namespace {
 
 using namespace Orm::Lux::Trace;
 
-constexpr std::size_t kPage = 256 * 1024;  // positions that are looked at between two reads
-constexpr std::size_t kMaxTextName = 255;  // bytes
+constexpr std::uint64_t kPage = 256 * 1024;  // positions that are looked at between two reads
 
 // Positions, which are added and forgotten downwards.
 class Positions {
@@ -24,20 +24,16 @@ public:
         const auto found = m_blocks.find(position / kBlock);
         return found != m_blocks.end() && found->second.test(position % kBlock);
     }
-    // Forgets those that no section which begins here or before can reach.
-    void ForgetBeyond(std::uint64_t position) {
-        if (position % kBlock == 0) m_blocks.erase((position + kMaxSectionLength) / kBlock + 1);
+    // Forgets those up to a page further than any section that begins at `end` or before can reach.
+    void ForgetBeyond(std::uint64_t end) {
+        const std::uint64_t block = (end + kMaxSectionLength) / kBlock + 1;
+        for (std::uint64_t n = block + kPage / kBlock + 1; n-- > block;) m_blocks.erase(n);
     }
 
 private:
     static constexpr std::uint64_t kBlock = 512;
     std::unordered_map<std::uint64_t, std::bitset<kBlock>> m_blocks;  // those that hold a position
 };
-
-bool IsText(std::string_view name) {
-    return !name.empty() && name.size() <= kMaxTextName &&
-           std::all_of(name.begin(), name.end(), [](char c) { return c >= ' ' && c <= '~'; });
-}
 
 }  // namespace
 
@@ -50,9 +46,11 @@ std::optional<std::uint64_t> FindChainToEnd(const InputFile& file, std::uint64_t
     std::vector<unsigned char> page(pageSize + kFixedHeaderSize + kMaxTextName);
     for (std::uint64_t end = size; end > from;) {
         const std::uint64_t begin = end - std::min(pageSize, end - from);
-        const std::size_t read = file.ReadAt(begin, page.data(), page.size());
-        for (std::uint64_t at = end; at-- > begin;) {
-            chains.ForgetBeyond(at);
+        // A header in a hole would have the length 0.
+        const bool isHole = file.NextData(begin) >= std::min(size, end + kFixedHeaderSize);
+        const std::size_t read = isHole ? 0 : file.ReadAt(begin, page.data(), page.size());
+        chains.ForgetBeyond(end);
+        for (std::uint64_t at = isHole ? begin : end; at-- > begin;) {
             const auto offset = static_cast<std::size_t>(at - begin);
             if (read < offset + kFixedHeaderSize) continue;
             const unsigned char* fields = page.data() + offset;
@@ -62,7 +60,7 @@ std::optional<std::uint64_t> FindChainToEnd(const InputFile& file, std::uint64_t
             const auto* name = reinterpret_cast<const char*>(fields + kFixedHeaderSize);
             const std::size_t nameLength = LoadLittleEndian(fields + 2 * kFieldSize);
             const std::size_t nameRead = std::min(nameLength, read - offset - kFixedHeaderSize);
-            if (at < trusted && !(nameRead == nameLength && IsText({name, nameRead}))) continue;
+            if (at < trusted && !(nameRead == nameLength && IsTextName({name, nameRead}))) continue;
             chains.Add(at);
             first = at;
         }

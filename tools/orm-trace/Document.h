@@ -36,10 +36,8 @@ ExitCode ForEachFile(const std::vector<std::string>& files, Output& out, bool as
         ExitCode worst = ExitCode::kOk;
         if (json) json->Begin('[', "files");
         for (const std::string& file : files) {
-            Json name;
-            AddBytes(name, "file", file);
             if (json) json->Begin('{');
-            if (json) json->Members(name);
+            if (json) json->Members(FileMember(file));
             const std::size_t depth = json ? json->Depth() : 0;
             try {
                 worst = std::max(worst, work(file, json));

@@ -35,6 +35,34 @@ std::string LibraryPath(std::string path) {
     return variable != nullptr && *variable != '\0' ? variable : LibraryBesideTool();
 }
 
+// While it exists the environment has no HOME, if that is wanted, without which the start-up creates nothing.
+class HiddenHome {
+public:
+    explicit HiddenHome(bool isWanted) {
+        const char* home = isWanted ? std::getenv("HOME") : nullptr;
+        m_isHidden = home != nullptr;
+        if (!m_isHidden) return;
+        m_home = home;
+        unsetenv("HOME");
+    }
+    ~HiddenHome() {
+        if (m_isHidden) setenv("HOME", m_home.c_str(), 1);
+    }
+    HiddenHome(const HiddenHome&) = delete;
+    HiddenHome& operator=(const HiddenHome&) = delete;
+
+private:
+    bool m_isHidden;
+    std::string m_home;
+};
+
+// Whether the library's settings have it write a log.
+bool IsLogging() {
+    const char* setting = std::getenv("ORM_TRACE_LOGGING");
+    const int level = setting != nullptr ? static_cast<int>(std::strtol(setting, nullptr, 10)) : 0;
+    return level >= 1 && level <= 6;
+}
+
 template <class Function> Function Lookup(void* library, const char* name, const std::string& path) {
     void* symbol = dlsym(library, name);
     if (symbol == nullptr) throw Failure(ExitCode::kNoDriver, path, std::string("is no channel driver: no ") + name);
@@ -45,13 +73,16 @@ template <class Function> Function Lookup(void* library, const char* name, const
 
 void Driver::LibraryCloser::operator()(void* handle) const noexcept { dlclose(handle); }
 
-Driver::Driver(std::string path) : m_driver(nullptr, nullptr) {
+Driver::Driver(std::string path, bool withDirectories) : m_driver(nullptr, nullptr) {
     path = LibraryPath(std::move(path));
     m_library.reset(dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL));
     if (!m_library) throw Failure(ExitCode::kNoDriver, path, dlerror());
     const auto create = Lookup<CChannelDriver* (*)()>(m_library.get(), "CreateChannelDriver", path);
     const auto destroy = Lookup<DestroyFunction>(m_library.get(), "DestroyChannelDriver", path);
-    m_driver = {create(), destroy};
+    {
+        const HiddenHome hidden(!withDirectories && !IsLogging());
+        m_driver = {create(), destroy};
+    }
     if (!m_driver) throw Failure(ExitCode::kNoDriver, path, "makes no driver");
 }
 

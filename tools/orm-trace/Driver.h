@@ -14,9 +14,10 @@ namespace orm_trace {
 class Driver {
 public:
     // Loads the library from path; when that is empty, from what the environment variable ORM_TRACE_DRIVER names, else
-    // from beside the tool.
+    // from beside the tool. Its start-up creates the directories of a host below HOME only if that is wanted, or the log
+    // is on (ORM_TRACE_LOGGING).
     // Errors: Failure (kNoDriver).
-    explicit Driver(std::string path);
+    explicit Driver(std::string path, bool withDirectories = false);
 
     // The library's file; and all that is loaded. Valid while this lives.
     std::string Path() const;

@@ -9,6 +9,7 @@
 #include "tools/orm-trace/Command.h"
 #include "tools/orm-trace/NumberOption.h"
 #include "tools/orm-trace/ParseNumber.h"
+#include "tools/orm-trace/SectionName.h"
 #include "tools/orm-trace/SectionWalk.h"
 #include "tools/orm-trace/Text.h"
 
@@ -53,7 +54,7 @@ struct Choice {
     void SetNameVersion(const std::string& text) {
         const std::size_t colon = text.rfind(':');
         if (colon != text.npos) version = ParseNumber(text.substr(colon + 1));
-        name = version ? text.substr(0, colon) : text;
+        name = SectionName(version ? text.substr(0, colon) : text);
     }
     bool Fits(const SectionWalk& walk) const {
         if (number) return walk.Number() == *number;
@@ -119,10 +120,11 @@ private:
     ExitCode Dump(const InputFile& file, const SectionWalk& walk, const Range& range, Output& out) const {
         const std::uint64_t wanted =
             range.to.value_or(std::max<std::uint64_t>(walk.Section().DataLength(), range.from));
-        const std::uint64_t end = std::min(wanted, walk.DataThere());
+        const std::uint64_t end = std::min(wanted, std::max(walk.DataThere(), range.from));
+        std::uint64_t at = range.from;
         std::vector<char> page(kPage);
         std::string text;
-        for (std::uint64_t at = range.from; at < end;) {
+        while (at < end) {
             const auto size = static_cast<std::size_t>(std::min<std::uint64_t>(kPage, end - at));
             const std::size_t got = file.ReadAt(walk.Section().DataPosition() + at, page.data(), size);
             if (got == 0) break;
@@ -130,13 +132,11 @@ private:
             Print(bytes, at, text, out);
             at += got;
         }
-        const std::uint64_t there = end - std::min(range.from, end);
-        const std::uint64_t asked = wanted - range.from;
-        const bool isBeyond = range.from > walk.Section().DataLength();
-        if (there == asked && !isBeyond) return ExitCode::kOk;
-        Report(m_file, isBeyond ? "begins beyond the " + std::to_string(walk.Section().DataLength()) + " bytes of data"
-                                : std::to_string(asked - there) + " of " + std::to_string(asked) +
-                                      " bytes are missing: the data ends at byte " + std::to_string(walk.DataThere()));
+        if (at == wanted && at <= walk.Section().DataLength()) return ExitCode::kOk;
+        const std::string what =
+            at == wanted ? "has no byte " + std::to_string(at) : Missing(wanted - at, wanted - range.from, "byte");
+        Report(m_file, what + ": the data ends before byte " +
+                           std::to_string(std::min<std::uint64_t>(at, walk.Section().DataLength())));
         return ExitCode::kIncomplete;
     }
 

@@ -4,33 +4,46 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
-#include <unordered_map>
+#include <vector>
 
 #include "tools/orm-trace/InputFile.h"
 #include "tools/orm-trace/SectionWalk.h"
 
 namespace orm_trace {
 
-// Remembers sections by a hash of name and version, and compares with the file when one recurs. It remembers a bounded
-// number of them, so that memory stays bounded too.
+// Remembers a part of the sections of a file by a hash of name and version, and compares with the file when one recurs.
+// A file with many sections is walked over once for each part, so that memory stays below 64 MiB.
 class Duplicates {
 public:
-    static constexpr std::size_t kLimit = 32 * 1024;  // sections, different ones
+    // count: the sections of the file. Returns: into how many parts they are divided.
+    static std::uint64_t Parts(std::uint64_t count) noexcept { return count / kLimit + 1; }
 
-    explicit Duplicates(const InputFile& file) : m_file(file) {}
+    Duplicates(const InputFile& file, std::uint64_t part, std::uint64_t parts)
+        : m_file(file), m_part(part), m_parts(parts) {}
+
+    // Returns: whether the section belongs to this part.
+    bool Has(const Orm::Lux::Trace::TDFSection& section) const noexcept { return Hash(section) % m_parts == m_part; }
 
     // Returns: the offset of the first section that has the name and version of this one, if there is one before it.
+    // REQUIRES: the section belongs to this part. Errors: Failure.
     std::optional<std::uint32_t> Find(const Orm::Lux::Trace::TDFSection& section);
 
-    // Whether there were more sections than are remembered: later ones were compared with those alone.
-    bool IsFull() const noexcept { return m_isFull; }
-
 private:
+    struct Slot {
+        std::uint32_t hash = 0;
+        std::uint32_t offset = 0;  // 0 when the slot is free: no section begins there
+    };
+    static constexpr std::uint64_t kLimit = 15U << 17;  // sections of a part, on average: 2^21 fill half of the slots
+
+    static std::uint64_t Hash(const Orm::Lux::Trace::TDFSection& section) noexcept;
+    void Grow();
     bool IsSame(std::uint32_t offset, const Orm::Lux::Trace::TDFSection& section) const;
 
     const InputFile& m_file;
-    std::unordered_map<std::size_t, std::uint32_t> m_offsets;  // of the first section with this hash
-    bool m_isFull = false;
+    std::uint64_t m_part;
+    std::uint64_t m_parts;
+    std::vector<Slot> m_slots = std::vector<Slot>(64);  // a power of two; the next free one takes what collides
+    std::size_t m_used = 0;
 };
 
 }  // namespace orm_trace

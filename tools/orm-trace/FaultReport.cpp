@@ -34,7 +34,7 @@ ExitCode ReportDamage(const std::string& path, const SectionWalk& walk, JsonWrit
     if (json) json->End();
     if (json) json->Value("bytes_behind", Number64(walk.BytesBehind()));
     if (walk.BytesBehind() != 0) {
-        Report(path, std::to_string(walk.BytesBehind()) + " bytes behind the last section, from offset " +
+        Report(path, Counted(walk.BytesBehind(), "byte") + " behind the last section, from offset " +
                          Position(walk.Damage()->damage.offset));
     }
     return walk.Damage() ? ExitCode::kNotATrace : ExitCode::kOk;

@@ -7,6 +7,7 @@
 #include "tools/orm-trace/Command.h"
 #include "tools/orm-trace/Document.h"
 #include "tools/orm-trace/FaultReport.h"
+#include "tools/orm-trace/Text.h"
 #include "tools/orm-trace/TraceSamples.h"
 
 namespace orm_trace {
@@ -45,8 +46,8 @@ private:
             json->Value("kind", isTdf ? "tdf" : "plain");
             json->Value("size", Number64(file.Size()));
         } else {
-            out.Write(path + "\n  kind      " + (isTdf ? "TDF" : "plain") + "\n  size      " +
-                      std::to_string(file.Size()) + " bytes\n");
+            out.Write(WithoutControls(path) + "\n  kind      " + (isTdf ? "TDF" : "plain") + "\n  size      " +
+                      Counted(file.Size(), "byte") + '\n');
         }
         return isTdf ? DescribeTdf(file, out, json) : DescribePlain(file, out, json);
     }

@@ -1,5 +1,8 @@
 #include "tools/orm-trace/InputFile.h"
 
+#include <unistd.h>
+
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <utility>
@@ -22,6 +25,17 @@ InputFile::InputFile(std::string path) : m_path(std::move(path)), m_stream(OpenF
     m_hasIdentifier = ReadAt(0, found.data(), found.size()) == found.size() && found == kTDFIdentifier;
 }
 
+void InputFile::Measure() const {
+    std::uint64_t size = 0;
+    if (!MeasureSize(m_stream.get(), size)) throw Failure(ExitCode::kNotATrace, m_path, std::strerror(errno));
+    if (size < m_size) ThrowShorter();
+    m_size = size;
+}
+
+void InputFile::ThrowShorter() const {
+    throw Failure(ExitCode::kNotATrace, m_path, "became shorter while it was being read");
+}
+
 bool InputFile::IsNamedTdf() const noexcept { return TDFHandler().HasExtension(m_path.c_str(), kTDFExtension); }
 
 void InputFile::RequireIdentifier() const {
@@ -38,6 +52,12 @@ std::size_t InputFile::ReadAt(std::uint64_t offset, void* buffer, std::size_t si
                       "cannot be read at offset " + Position(offset + read) + ": " + std::strerror(errno));
     }
     return read;
+}
+
+std::uint64_t InputFile::NextData(std::uint64_t offset) const noexcept {
+    const off_t data = lseek(fileno(m_stream.get()), static_cast<off_t>(offset), SEEK_DATA);
+    if (data >= 0) return std::max(static_cast<std::uint64_t>(data), offset);
+    return errno == ENXIO ? std::max(m_size, offset) : offset;
 }
 
 }  // namespace orm_trace

@@ -15,9 +15,16 @@ void AddBytes(Json& object, const std::string& key, std::string_view bytes) {
     if (!isText) object[key + "_hex"] = HexOf(bytes);
 }
 
+Json FileMember(const std::string& path) {
+    Json object;
+    AddBytes(object, "file", path);
+    return object;
+}
+
 Json ErrorMember(const Failure& failure) {
     Json object;
     AddBytes(object, "error", failure.what());
+    AddBytes(object, "error_subject", failure.Subject());
     return object;
 }
 

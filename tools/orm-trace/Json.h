@@ -19,7 +19,10 @@ inline Json Number64(std::uint64_t number) { return std::to_string(number); }
 // Adds bytes under key: as they are when they are UTF-8, else escaped, and their digits under key_hex.
 void AddBytes(Json& object, const std::string& key, std::string_view bytes);
 
-// Returns: an object with the member "error" alone.
+// Returns: an object with a file's name, the member "file".
+Json FileMember(const std::string& path);
+
+// Returns: an object with the members "error", the reason, and "error_subject", the file or whatever else it concerns.
 Json ErrorMember(const Failure& failure);
 
 // Writes one document. Objects and arrays are open until they are ended; a key is null within an array.

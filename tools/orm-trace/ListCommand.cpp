@@ -21,11 +21,9 @@ public:
 
     ExitCode Run(Output& out) override {
         return WithDocument(out, m_json, "list", [&](JsonWriter* json) {
+            if (json) json->Members(FileMember(m_file));
             const InputFile file(m_file);
             file.RequireIdentifier();
-            Json name;
-            AddBytes(name, "file", m_file);
-            if (json) json->Members(name);
             if (json) json->Begin('[', "sections");
             if (!json) out.Write("     index      offset      length     version    data at data length  name\n");
             SectionWalk walk(file);

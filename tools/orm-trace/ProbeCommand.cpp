@@ -12,6 +12,7 @@
 #include "tools/orm-trace/Command.h"
 #include "tools/orm-trace/Document.h"
 #include "tools/orm-trace/Driver.h"
+#include "tools/orm-trace/Text.h"
 
 namespace orm_trace {
 namespace {
@@ -57,7 +58,9 @@ public:
         if (!m_json) m_out.Write(std::string(name) + '\n');
     }
     void Line(const std::string& key, const std::optional<std::string>& value) {
-        if (!m_json) return m_out.Write("  " + key + "  " + value.value_or("(unset)") + '\n');
+        if (!m_json) {
+            return m_out.Write("  " + WithoutControls(key) + "  " + WithoutControls(value.value_or("(unset)")) + '\n');
+        }
         Json object;
         object[key] = nullptr;
         if (value) AddBytes(object, key, *value);
@@ -79,7 +82,7 @@ public:
 
     ExitCode Run(Output& out) override {
         return WithDocument(out, m_json, "probe", [&](JsonWriter* json) {
-            std::optional<Driver> driver(m_path);
+            std::optional<Driver> driver(std::in_place, m_path, true);
             Groups groups(out, json);
             PrintLibraries(*driver, groups);
             PrintEnvironment(groups);

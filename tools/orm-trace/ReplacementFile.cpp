@@ -43,13 +43,13 @@ TemporaryName::TemporaryName(std::string path)
 
 TemporaryName::~TemporaryName() { unlink(m_path.c_str()); }
 
-ReplacementFile::ReplacementFile(std::string target, bool replace, const char* ifExists)
-    : m_target(std::move(target)), m_replace(replace), m_ifExists(ifExists) {
+ReplacementFile::ReplacementFile(std::string target, bool replace, const char* ifExists, bool isTdf)
+    : m_target(std::move(target)), m_replace(replace), m_ifExists(ifExists), m_isTdf(isTdf) {
     ModeOfTarget();
     if (!m_replace) MakeNameless();
     if (!m_file) MakeHidden();
     if (!m_file) ThrowSystemError(m_target);
-    std::fwrite(kTDFIdentifier.data(), 1, kTDFIdentifier.size(), m_file.get());
+    if (m_isTdf) std::fwrite(kTDFIdentifier.data(), 1, kTDFIdentifier.size(), m_file.get());
     if (std::fflush(m_file.get()) != 0) ThrowSystemError(m_target);
 }
 
@@ -90,7 +90,7 @@ void ReplacementFile::MakeHidden() {
 
 // Returns: the permissions that the file has or, as a new one, gets. Errors: Failure, when it may not be made.
 mode_t ReplacementFile::ModeOfTarget() const {
-    if (!TDFHandler().HasExtension(m_target.c_str(), kTDFExtension)) {
+    if (m_isTdf && !TDFHandler().HasExtension(m_target.c_str(), kTDFExtension)) {
         throw Failure(ExitCode::kUsage, m_target, "TDF file extension must be .tdf.");
     }
     struct stat status {};

@@ -1,4 +1,4 @@
-// A TDF file that has no name until it is complete.
+// A file that has no name until it is complete.
 #pragma once
 
 #include <sys/types.h>
@@ -31,10 +31,11 @@ private:
 // a file, or the file system has no such files, it has a hidden name beside the target.
 class ReplacementFile {
 public:
-    // Makes the file, a TDF file without sections.
-    // replace: a regular file of that name may exist. Errors: Failure: kUsage for a name without the extension .tdf,
-    //          kFailed when the file exists and is not to be replaced (ifExists says so), or cannot be made.
-    ReplacementFile(std::string target, bool replace, const char* ifExists);
+    // Makes the file: with isTdf a TDF file without sections, else an empty one.
+    // replace: a regular file of that name may exist.
+    // Errors:  Failure: kUsage for a TDF file's name without the extension .tdf, kFailed when the file exists and is not
+    //          to be replaced (ifExists says so), or cannot be made.
+    ReplacementFile(std::string target, bool replace, const char* ifExists, bool isTdf = true);
     // Returns: a path that leads to the file.
     const std::string& Path() const noexcept { return m_path; }
 
@@ -52,6 +53,7 @@ private:
     std::string m_target;
     bool m_replace;
     const char* m_ifExists;
+    bool m_isTdf;
     std::string m_path;
     Orm::Lux::Trace::FilePtr m_file;
     std::optional<TemporaryName> m_hidden;

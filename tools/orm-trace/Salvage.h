@@ -9,74 +9,70 @@
 
 namespace orm_trace {
 
-// Looks through a file, and then visits what it has found, as often as wanted.
+// Goes through a file, as often as wanted, and shows what it finds: sections, what is wrong, and what is left out. Every
+// byte of the file is in one section, or is left out.
 //
-// The sections that lookups see come first; the last of them may have another length than it says:
+// Where the headers lead, the sections are those that lookups see. Behind a damage it looks for more, first for a chain
+// of sections that reaches the end of the file, then before that for sections that stand for themselves. The section at
+// the damage may get another length than it says:
 //
-//   the end of the file cuts it               up to the end of the file
-//   a section found by scan begins within it  up to that section
-//   with withTail, nothing is found behind it, though there are bytes    up to the end of the file
-//
-// Behind it come the sections that the scan has found. Those bytes of the file that are in no section are the gap.
+//   the end of the file cuts it                     up to the end of the file
+//   a section found by the scan begins within it    up to that section
+//   its header has a name, but no usable length     up to the section found behind it, or the end of the file
+//   bytes behind it are in no section, and are wanted with it (withTail)    the same
 class Salvage {
 public:
-    enum class State { kIntact, kCut, kShortened, kExtended, kFoundByScan };
+    enum class State { kIntact, kCut, kShortened, kRebuilt, kExtended, kFoundByScan };
 
     struct Item {
-        Orm::Lux::Trace::TDFSection section;  // as its header tells; the name is valid until the next step
+        Orm::Lux::Trace::TDFSection section;  // as its header tells
         std::uint32_t length = 0;             // that it gets, header included
         State state = State::kIntact;
     };
 
-    // Errors: Failure (kFailed).
-    Salvage(const InputFile& file, bool withTail);
+    // Bytes that are left out, [begin, end).
+    struct Gap {
+        // Whether the section before it could have them (kOffered), would be longer than readers find, or is not there.
+        enum class Tail { kOffered, kTooLong, kNoSection };
 
-    // Calls visit(item) for each section. Errors: those of visit.
-    template <class Visit> void ForEach(Visit visit) const {
-        SectionWalk walk(m_file);
-        Item item;
-        while (walk.Count() < m_count && walk.Next()) {
-            item.section = walk.Section();
-            const bool isLast = walk.Count() == m_count;
-            item.length = isLast ? m_lastLength : item.section.length;
-            item.state = isLast ? m_lastState : State::kIntact;
-            visit(item);
-        }
-        if (!m_chain) return;
-        SectionWalk found(m_file, *m_chain);
-        item.state = State::kFoundByScan;
-        while (found.Next()) {
-            item.section = found.Section();
-            item.length = item.section.length;
-            visit(item);
-        }
-    }
+        std::uint64_t begin = 0;
+        std::uint64_t end = 0;
+        Tail tail = Tail::kNoSection;
+    };
 
-    // What is damaged, if anything is; a wrong identifier is no fault of a section.
-    const std::optional<Fault>& Damage() const noexcept { return m_damage; }
-    bool IsWhole() const noexcept { return m_file.HasIdentifier() && !m_damage; }
-    bool IsEmpty() const noexcept { return m_count == 0 && !m_chain; }
+    // Takes what is found, in the order of the file. What is passed is valid during the call.
+    class Visitor {
+    public:
+        virtual ~Visitor() = default;
+        virtual void OnSection(const Item&) {}
+        virtual void OnGap(const Gap&) {}
+        virtual void OnFault(const Fault&) {}
+    };
 
-    // The gap [GapBegin, GapEnd); without sections found by scan behind it, it is a tail.
-    std::uint64_t GapBegin() const noexcept { return m_gapBegin; }
-    std::uint64_t GapEnd() const noexcept { return m_gapEnd; }
-    bool HasTail() const noexcept { return !m_chain && m_gapBegin < m_gapEnd; }
-    // Whether the last section stays one that readers find when it gets the tail.
-    bool CanTakeTail() const noexcept;
+    struct Totals {
+        std::uint64_t sections = 0;
+        std::uint64_t faults = 0;
+        std::uint64_t recovered = 0;  // bytes, the identifier included
+        std::uint64_t leftOut = 0;    // bytes
+        std::uint64_t gaps = 0;
+        std::uint64_t firstGap = 0;    // where it begins
+        std::uint64_t lastGapEnd = 0;  // where the last one ends
+
+        friend bool operator==(const Totals&, const Totals&) = default;
+    };
+
+    Salvage(const InputFile& file, bool withTail) : m_file(file), m_withTail(withTail) {}
+
+    // Errors: Failure, and those of the visitor.
+    Totals Visit(Visitor& visitor);
 
 private:
-    void Survey(SectionWalk& walk);
+    class Pass;
 
     const InputFile& m_file;
-    std::optional<Fault> m_damage;
-    std::uint64_t m_count = 0;  // of the sections that lookups see
-    Orm::Lux::Trace::TDFSection m_last;
-    std::uint64_t m_lastData = 0;    // position
-    std::uint32_t m_lastLength = 0;  // that it gets
-    State m_lastState = State::kIntact;
-    std::optional<std::uint64_t> m_chain;  // where the sections found by scan begin
-    std::uint64_t m_gapBegin = 0;
-    std::uint64_t m_gapEnd = 0;
+    bool m_withTail;
+    bool m_isScanned = false;
+    std::optional<std::uint64_t> m_chain;  // where the chain to the end of the file begins, once it is scanned for
 };
 
 }  // namespace orm_trace

@@ -1,4 +1,5 @@
 // orm-trace samples: prints the samples of a trace.
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstdint>
@@ -43,12 +44,7 @@ public:
         Driver driver(m_driverPath);
         TraceSamples samples(driver, m_file);
         const std::uint64_t total = samples.Total();
-        if (m_from > total) {
-            Report(m_file,
-                   "begins " + std::to_string(m_from - total) + " samples beyond the last of " + std::to_string(total));
-            return ExitCode::kIncomplete;
-        }
-        samples.Require(m_from, m_count.has_value() ? std::uint64_t{*m_count} : total - m_from);
+        samples.Require(m_from, m_count.has_value() ? *m_count : total - std::min<std::uint64_t>(total, m_from));
         while (const auto page = samples.Next()) out.Write(Text(page->samples, page->count));
         return samples.Finish();
     }

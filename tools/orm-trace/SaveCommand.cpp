@@ -7,6 +7,7 @@
 #include "tools/orm-trace/Driver.h"
 #include "tools/orm-trace/InputFile.h"
 #include "tools/orm-trace/Progress.h"
+#include "tools/orm-trace/Text.h"
 #include "tools/orm-trace/TraceSamples.h"
 
 namespace orm_trace {
@@ -38,9 +39,9 @@ public:
             throw Failure(ExitCode::kFailed, m_target, "the driver has not saved to it");
         const std::uint64_t saved = (target.Appended() - kTraceHeaderSize + kSampleSize - 1) / kSampleSize;
         target.Keep();
-        if (saved == samples) return ExitCode::kOk;
-        Report(m_trace, std::to_string(samples - saved) + " of " + std::to_string(samples) +
-                            " samples are missing: the trace ends before sample " + std::to_string(saved));
+        if (saved >= samples) return ExitCode::kOk;  // a trace that is being written may have grown
+        Report(m_trace,
+               Missing(samples - saved, samples, "sample") + ": the trace ends before sample " + std::to_string(saved));
         return ExitCode::kIncomplete;
     }
 

@@ -1,8 +1,8 @@
 #include "tools/orm-trace/SectionCopy.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include "tools/orm-trace/Failure.h"
 #include "tools/orm-trace/SectionWalk.h"
@@ -11,45 +11,58 @@ namespace orm_trace {
 
 using namespace Orm::Lux::Trace;
 
-SectionCopy::SectionCopy(const std::string& path, const std::string& name)
-    : m_path(path), m_name(name), m_stream(OpenForUpdate(path.c_str())) {
-    Check(m_stream != nullptr && fseeko(m_stream.get(), static_cast<off_t>(m_size), SEEK_SET) == 0);
+namespace {
+
+FilePtr Open(const std::string& path, const std::string& name) {
+    FilePtr stream = OpenForUpdate(path.c_str());
+    if (!stream) throw Failure(ExitCode::kFailed, name, std::strerror(errno));
+    return stream;
 }
 
-void SectionCopy::Add(const InputFile& from, const Salvage::Item& item) {
-    const Field length = StoreLittleEndian(item.length);
-    Write(length.data(), length.size());
-    const std::uint64_t end = std::uint64_t{item.section.offset} + item.length;
-    for (std::uint64_t at = item.section.offset + length.size(); at < end;) {
-        const auto size = static_cast<std::size_t>(std::min<std::uint64_t>(m_page.size(), end - at));
-        const std::size_t got = from.ReadAt(at, m_page.data(), size);
-        if (got == 0) throw Failure(ExitCode::kFailed, from.Path(), "has become shorter meanwhile");
-        Write(m_page.data(), got);
-        at += got;
+}  // namespace
+
+SectionCopy::SectionCopy(const InputFile& from, std::string path, std::string name)
+    : m_from(from),
+      m_path(std::move(path)),
+      m_name(std::move(name)),
+      m_stream(Open(m_path, m_name)),
+      m_bytes(fileno(m_stream.get()), m_name) {
+    m_bytes.Write(kTDFIdentifier.data(), kTDFIdentifier.size());
+}
+
+void SectionCopy::Add(const Salvage::Item& item) {
+    const std::uint64_t begin = item.section.offset;
+    const std::uint64_t end = begin + item.length;
+    const bool isAsItIs = item.length == item.section.length;
+    if (begin != m_runEnd || !isAsItIs) CopyRun();
+    if (m_runBegin == m_runEnd) m_runBegin = begin;
+    if (!isAsItIs) {
+        const Field length = StoreLittleEndian(item.length);
+        m_bytes.Write(length.data(), length.size());
+        m_runBegin = begin + length.size();
     }
+    m_runEnd = end;
     ++m_count;
 }
 
 void SectionCopy::Verify() {
-    Check(Orm::Lux::Trace::Close(std::move(m_stream)));
+    CopyRun();
+    m_bytes.Finish();
+    if (!Orm::Lux::Trace::Close(std::move(m_stream))) throw Failure(ExitCode::kFailed, m_name, std::strerror(errno));
     About(m_name, [&] {
         const InputFile file(m_path);
         SectionWalk walk(file);
         while (walk.Next()) continue;
         if (walk.Damage()) throw Failure(ExitCode::kFailed, m_name, walk.Damage()->Message());
-        if (walk.Count() != m_count || file.Size() != m_size) {
+        if (walk.Count() != m_count || file.Size() != m_bytes.Size()) {
             throw Failure(ExitCode::kFailed, m_name, "does not have what was written");
         }
     });
 }
 
-void SectionCopy::Check(bool succeeded) const {
-    if (!succeeded) throw Failure(ExitCode::kFailed, m_name, std::strerror(errno));
-}
-
-void SectionCopy::Write(const void* bytes, std::size_t size) {
-    Check(std::fwrite(bytes, 1, size, m_stream.get()) == size);
-    m_size += size;
+void SectionCopy::CopyRun() {
+    m_bytes.Copy(m_from, m_runBegin, m_runEnd);
+    m_runBegin = m_runEnd;
 }
 
 }  // namespace orm_trace

@@ -3,9 +3,9 @@
 
 #include <cstdint>
 #include <string>
-#include <vector>
 
 #include "tdf/OpenFile.h"
+#include "tools/orm-trace/ByteCopy.h"
 #include "tools/orm-trace/InputFile.h"
 #include "tools/orm-trace/Salvage.h"
 
@@ -14,25 +14,27 @@ namespace orm_trace {
 // Errors: each operation throws Failure for what cannot be read, written or confirmed.
 class SectionCopy {
 public:
-    // The file, which has the identifier, is that which path leads to; messages call it by its name.
-    SectionCopy(const std::string& path, const std::string& name);
+    // The file, which holds the identifier at most, is that which path leads to; messages call it by its name.
+    SectionCopy(const InputFile& from, std::string path, std::string name);
 
     // Copies a section byte for byte but for its length.
-    void Add(const InputFile& from, const Salvage::Item& item);
+    void Add(const Salvage::Item& item);
 
     // Closes the file, and checks that lookups reach every section that was copied, and that nothing is behind them.
     void Verify();
 
 private:
-    void Check(bool succeeded) const;
-    void Write(const void* bytes, std::size_t size);
+    void CopyRun();
 
+    const InputFile& m_from;
     std::string m_path;
     std::string m_name;
     Orm::Lux::Trace::FilePtr m_stream;
-    std::uint64_t m_size = Orm::Lux::Trace::kTDFIdentifier.size();
+    ByteCopy m_bytes;
     std::uint64_t m_count = 0;
-    std::vector<char> m_page = std::vector<char>(128 * 1024);
+    // Sections that follow each other and stay as they are, which are copied together.
+    std::uint64_t m_runBegin = 0;
+    std::uint64_t m_runEnd = 0;
 };
 
 }  // namespace orm_trace

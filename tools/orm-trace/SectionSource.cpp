@@ -13,6 +13,7 @@
 #include "tdf/TDFFormat.h"
 #include "tools/orm-trace/Failure.h"
 #include "tools/orm-trace/ParseNumber.h"
+#include "tools/orm-trace/SectionName.h"
 #include "tools/orm-trace/Text.h"
 
 namespace orm_trace {
@@ -45,7 +46,10 @@ SectionSource::SectionSource(const std::string& text) {
     if (!version || *version > UINT32_MAX || at + 1 == text.size()) {
         throw Failure(ExitCode::kUsage, text, "is not of the form NAME:VERSION@FILE");
     }
-    m_name = text.substr(0, colon);
+    m_name = SectionName(text.substr(0, colon));
+    if (m_name.find('\0') != m_name.npos) {
+        throw Failure(ExitCode::kUsage, text, "has a zero byte in its name, which no lookup finds");
+    }
     m_version = static_cast<std::uint32_t>(*version);
     m_path = text.substr(at + 1);
     if (m_name.size() > kMaxNameLength) {

@@ -12,7 +12,8 @@ namespace orm_trace {
 // A section as the command line names it, NAME:VERSION@FILE.
 class SectionSource {
 public:
-    // The first @ ends the section, its last : begins the version; a FILE of - is standard input.
+    // The first @ ends the section, its last : begins the version; in the name, \xHH is a byte and \\ a backslash. A FILE
+    // of - is standard input.
     // Errors: Failure: kUsage for a text of another form, kFailed for a name that is too long for readers.
     explicit SectionSource(const std::string& text);
 

@@ -60,18 +60,27 @@ std::string Fault::Message() const {
     return text;
 }
 
-SectionWalk::SectionWalk(const InputFile& file, std::uint64_t start) : m_file(file), m_reader(file.Stream(), start) {
+SectionWalk::SectionWalk(const InputFile& file, std::uint64_t start)
+    : m_file(file), m_reader(file.Stream(), start), m_end(start) {
     std::clearerr(file.Stream());
     fseeko(file.Stream(), static_cast<off_t>(start), SEEK_SET);
 }
 
 bool SectionWalk::Next() {
     switch (m_reader.Next()) {
-        case TDFSectionReader::Step::kSection: ++m_count; return true;
-        case TDFSectionReader::Step::kEnd: return false;
+        case TDFSectionReader::Step::kSection:
+            ++m_count;
+            m_end = Section().End();
+            if (m_end > m_file.Size()) m_file.Measure();
+            return true;
+        case TDFSectionReader::Step::kEnd:
+            if (m_end < m_file.Size()) m_file.Measure();  // the reader has found a smaller size
+            return false;
         case TDFSectionReader::Step::kDamage: break;
     }
-    const TDFDamage& damage = m_reader.Damage();
+    m_file.Measure();
+    TDFDamage damage = m_reader.Damage();
+    if (damage.fault == TDFFault::kDataCut) damage.available = m_file.Size() - std::min(m_file.Size(), damage.offset);
     const bool canRead = damage.fault != TDFFault::kReadError;
     m_damage = Fault{damage, damage.fault == TDFFault::kDataCut ? Number() : m_count,
                      canRead ? NameAt(m_file, damage.offset) : std::nullopt};
@@ -85,7 +94,7 @@ std::uint64_t SectionWalk::DataThere() const noexcept {
 
 std::uint64_t SectionWalk::BytesBehind() const noexcept {
     if (!m_damage || m_damage->damage.fault == TDFFault::kDataCut) return 0;
-    return m_file.Size() - m_damage->damage.offset;
+    return m_file.Size() - std::min(m_file.Size(), m_damage->damage.offset);
 }
 
 }  // namespace orm_trace

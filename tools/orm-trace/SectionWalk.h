@@ -28,7 +28,7 @@ public:
     // REQUIRES: no other walk over the file is under way.
     explicit SectionWalk(const InputFile& file, std::uint64_t start = Orm::Lux::Trace::kTDFIdentifier.size());
 
-    // Returns: false behind the last section.
+    // Returns: false behind the last section. Errors: Failure (kNotATrace): the file became shorter.
     bool Next();
 
     // Valid until the next step.
@@ -46,6 +46,7 @@ public:
 private:
     const InputFile& m_file;
     Orm::Lux::Trace::TDFSectionReader m_reader;
+    std::uint64_t m_end;  // of the section, or where the first one is looked for
     std::uint64_t m_count = 0;
     std::optional<Fault> m_damage;
 };

@@ -1,18 +1,60 @@
 #include "tools/orm-trace/Text.h"
 
 #include <array>
+#include <charconv>
 #include <cstdio>
 
 namespace orm_trace {
 namespace {
 
-// Returns: text, with the control bytes and those above limit as \xNN.
-std::string Escape(std::string_view text, unsigned char limit) {
+bool IsControl(unsigned char byte) { return byte < 0x20 || byte == 0x7F; }
+
+void AppendByte(std::string& text, unsigned char byte) {
+    ((text += "\\x") += "0123456789ABCDEF"[byte >> 4]) += "0123456789ABCDEF"[byte & 0xF];
+}
+
+}  // namespace
+
+std::string Escaped(std::string_view bytes) {
+    std::string text;
+    for (const char c : bytes) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (IsControl(byte) || byte > 0x7F) {
+            AppendByte(text, byte);
+        } else {
+            text.append(c == '\\' ? 2 : 1, c);
+        }
+    }
+    return text;
+}
+
+std::optional<std::string> Unescaped(std::string_view text) {
+    std::string bytes;
+    for (std::size_t n = 0; n < text.size(); ++n) {
+        if (text[n] != '\\') {
+            bytes += text[n];
+        } else if (text.substr(n + 1, 1) == "\\") {
+            bytes += text[++n];
+        } else {
+            unsigned char byte = 0;
+            const char* const digits = text.data() + n + 2;
+            if (text.size() - n < 4 || text[n + 1] != 'x' ||
+                std::from_chars(digits, digits + 2, byte, 16).ptr != digits + 2) {
+                return std::nullopt;
+            }
+            bytes += static_cast<char>(byte);
+            n += 3;
+        }
+    }
+    return bytes;
+}
+
+std::string WithoutControls(std::string_view text) {
     std::string clean;
     for (const char c : text) {
         const auto byte = static_cast<unsigned char>(c);
-        if (byte < 0x20 || byte == 0x7F || byte > limit) {
-            ((clean += "\\x") += "0123456789ABCDEF"[byte >> 4]) += "0123456789ABCDEF"[byte & 0xF];
+        if (IsControl(byte)) {
+            AppendByte(clean, byte);
         } else {
             clean += c;
         }
@@ -20,11 +62,13 @@ std::string Escape(std::string_view text, unsigned char limit) {
     return clean;
 }
 
-}  // namespace
+std::string Counted(std::uint64_t number, std::string_view thing) {
+    return (std::to_string(number) + ' ').append(thing) + (number == 1 ? "" : "s");
+}
 
-std::string Escaped(std::string_view bytes) { return Escape(bytes, 0x7F); }
-
-std::string WithoutControls(std::string_view text) { return Escape(text, 0xFF); }
+std::string Missing(std::uint64_t missing, std::uint64_t wanted, std::string_view thing) {
+    return std::to_string(missing) + " of " + Counted(wanted, thing) + (missing == 1 ? " is missing" : " are missing");
+}
 
 std::string SectionLabel(std::string_view name, std::uint32_t version) {
     return '"' + Escaped(name) + "\":" + std::to_string(version);

@@ -2,16 +2,26 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
 namespace orm_trace {
 
-// Returns: bytes, with control and non-ASCII ones as \xNN.
+// Returns: bytes, with control and non-ASCII ones as \xNN, and a backslash as two.
 std::string Escaped(std::string_view bytes);
 
-// The same with the control bytes alone: for paths and messages, whose encoding is that of the terminal.
+// Returns: the bytes that Escaped has written so; nothing for a text with a backslash that begins neither.
+std::optional<std::string> Unescaped(std::string_view text);
+
+// Returns: text with its control bytes as \xNN: for paths and messages, whose encoding is that of the terminal.
 std::string WithoutControls(std::string_view text);
+
+// Returns: a number of things, as "1 section" or "2 sections".
+std::string Counted(std::uint64_t number, std::string_view thing);
+
+// Returns: for example: 1 of 9 bytes is missing
+std::string Missing(std::uint64_t missing, std::uint64_t wanted, std::string_view thing);
 
 // Returns: name and version as they are shown, "name":version.
 std::string SectionLabel(std::string_view name, std::uint32_t version);

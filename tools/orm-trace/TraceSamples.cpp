@@ -5,6 +5,7 @@
 
 #include "tdf/TDFHandler.h"
 #include "tools/orm-trace/Output.h"
+#include "tools/orm-trace/Text.h"
 
 namespace orm_trace {
 namespace {
@@ -42,12 +43,14 @@ std::optional<TraceSamples::Page> TraceSamples::Next() {
 }
 
 ExitCode TraceSamples::Finish() const {
-    if (m_read == m_wanted) return ExitCode::kOk;
-    const std::string reason = m_served < m_total ? "a driver cannot address a file of 4 GiB or more, and serves " +
-                                                        std::to_string(m_served) + " samples of this one"
-                                                  : "the trace ends before sample " + std::to_string(m_next);
-    Report(m_file,
-           std::to_string(m_wanted - m_read) + " of " + std::to_string(m_wanted) + " samples are missing: " + reason);
+    if (m_read == m_wanted && m_next <= m_total) return ExitCode::kOk;
+    const std::string what =
+        m_wanted == 0 ? "has no sample " + std::to_string(m_next) : Missing(m_wanted - m_read, m_wanted, "sample");
+    const std::string reason = m_served < m_total
+                                   ? "a driver cannot address a file of 4 GiB or more, and serves " +
+                                         std::to_string(m_served) + " samples of this one"
+                                   : "the trace ends before sample " + std::to_string(std::min(m_next, m_total));
+    Report(m_file, what + ": " + reason);
     return ExitCode::kIncomplete;
 }
 

@@ -29,14 +29,14 @@ public:
     // Returns: the samples in the file, of which the driver may serve fewer: it counts bytes in 32 bits.
     std::uint64_t Total() const noexcept { return m_total; }
 
-    // Chooses the run: count samples from first on. Called once, before Next.
+    // Chooses the run: count samples from first on, which may be beyond the last one. Called once, before Next.
     void Require(std::uint64_t first, std::uint64_t count);
 
     // Returns: the next page, valid until the next call; nothing behind the last. A run without samples is read all the
     //          same: a file that cannot be read at all says so then. Errors: Failure.
     std::optional<Page> Next();
 
-    // Returns: kOk, or kIncomplete when samples are missing, which is reported.
+    // Returns: kOk, or kIncomplete when samples are missing or the run begins beyond the last one, which is reported.
     ExitCode Finish() const;
 
 private:

@@ -28,24 +28,28 @@ private:
     static ExitCode Verify(const std::string& path, Output& out, JsonWriter* json) {
         const InputFile file(path);
         file.RequireIdentifier();
-        Duplicates duplicates(file);
         SectionWalk walk(file);
+        while (walk.Next()) continue;
         if (json) json->Begin('[', "unreachable");
-        while (walk.Next()) ReportUnreachable(path, walk, duplicates.Find(walk.Section()), json);
+        const std::uint64_t parts = Duplicates::Parts(walk.Count());
+        for (std::uint64_t part = 0; part < parts; ++part) ReportUnreachable(file, {file, part, parts}, json);
         if (json) json->End();
-        if (duplicates.IsFull()) {
-            Report(path, "duplicates were looked for of the first " + std::to_string(Duplicates::kLimit) +
-                             " different sections alone");
-        }
         if (json) {
-            json->Value("duplicates_complete", !duplicates.IsFull());
             json->Value("sections", Number64(walk.Count()));
             json->Value("ends_on_section_boundary", !walk.Damage());
         } else {
-            out.Write(path + ": " + std::to_string(walk.Count()) + " sections, " +
+            out.Write(WithoutControls(path) + ": " + Counted(walk.Count(), "section") + ", " +
                       (walk.Damage() ? "damaged" : kOnBoundary) + '\n');
         }
         return ReportDamage(path, walk, json);
+    }
+
+    static void ReportUnreachable(const InputFile& file, Duplicates duplicates, JsonWriter* json) {
+        SectionWalk walk(file);
+        while (walk.Next()) {
+            if (!duplicates.Has(walk.Section())) continue;
+            ReportUnreachable(file.Path(), walk, duplicates.Find(walk.Section()), json);
+        }
     }
 
     // A section that no lookup finds is no damage: files may be written so.
