@@ -8,6 +8,7 @@
 #include <cstring>
 #include <limits>
 #include <locale>
+#include <memory>
 #include <sstream>
 #include <string_view>
 
@@ -231,10 +232,11 @@ char* uTimestampCD::FormatTime(char* buf, int len, const char* fmt) {
     // before it, and room for that, a text that is empty in this locale does leave something.
     const std::size_t used = std::strlen(buf);
     bool isLost = false;
-    if (used == 0 && len < INT_MAX) {
-        std::string probe(static_cast<std::size_t>(len) + 1, '\0');
-        uTimeSnapshot::FormatTime(probe.data(), len + 1, ("x" + calendarFormat).c_str());
-        isLost = probe.front() == '\0';
+    if (used == 0) {
+        const int more = static_cast<int>(std::min(len + 1L, long{INT_MAX}));
+        const auto probe = std::make_unique_for_overwrite<char[]>(static_cast<std::size_t>(more));
+        uTimeSnapshot::FormatTime(probe.get(), more, ("x" + calendarFormat).c_str());
+        isLost = probe[0] == '\0';
     }
     const std::size_t room = static_cast<std::size_t>(len) - used;
     const int digits = isLost ? len : std::snprintf(buf + used, room, "%03d", static_cast<int>(m_micro));
