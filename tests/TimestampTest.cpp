@@ -64,6 +64,7 @@ TEST(Timestamp, FormatsWithinEveryLength) {
          {std::pair<const char*, std::string>{kStampFormat, " 11/16/2026 15:47:08:007:042"},
           {"%u%H%u:%u", "15:042"},
           {"%p%u", "042"},
+          {"aa%Y%u", "aa2026042"},
           {"%u", "042"}}) {
         for (unsigned len = 1; len < 40; ++len) {
             std::string buffer(48, '~');

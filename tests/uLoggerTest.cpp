@@ -261,7 +261,8 @@ TEST_F(uLoggerTest, LosesNoLineThatItReported) {
     std::ifstream file(log);
     for (std::string line; std::getline(file, line); ++parts) {
         const std::size_t at = std::min(line.rfind('<'), line.size());
-        EXPECT_EQ(line.find(line.substr(at, 3)), at) << "a part of its own goes on in " << line;
+        const std::string writer = line.substr(at, 3);
+        EXPECT_TRUE(writer.size() < 3 || line.find(writer) == at) << "a part of its own goes on in " << line;
         ++found[line.substr(at) + '\n'];
     }
     for (int writer = 0; writer < 3; ++writer) {

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <limits>
 #include <locale>
+#include <memory>
 #include <sstream>
 #include <string_view>
 
