@@ -7,7 +7,6 @@
 #include <cstring>
 #include <limits>
 #include <locale>
-#include <memory>
 #include <sstream>
 #include <string_view>
 
