@@ -1,8 +1,6 @@
 #include "tools/orm-trace/HeaderSearch.h"
 
 #include <algorithm>
-#include <array>
-#include <vector>
 
 #include "tdf/TDFSectionReader.h"
 #include "tools/orm-trace/Text.h"
@@ -11,64 +9,22 @@ namespace orm_trace {
 namespace {
 
 using namespace Orm::Lux::Trace;
+using Bytes = std::span<const unsigned char>;
 
-constexpr std::uint64_t kPage = 256 * 1024;  // positions that are looked at between two reads
-constexpr std::size_t kMinTextName = 2;      // bytes, of a name that stands for itself
+constexpr std::size_t kPage = 256 * 1024;
+constexpr std::size_t kLargestHeader = kFixedHeaderSize + kMaxTextName;  // of a section with a text as its name
+constexpr std::size_t kMinTextName = 2;                                  // bytes, of a name that stands for itself
+constexpr std::uint64_t kEnough = UINT64_MAX;                            // a position beyond all others
 
-constexpr std::uint64_t kEnough = UINT64_MAX;  // a position beyond all others
+std::uint32_t LengthOf(Bytes header) { return LoadLittleEndian(header.data()); }
+std::uint32_t NameLengthOf(Bytes header) { return LoadLittleEndian(header.data() + 2 * kFieldSize); }
 
-// Calls visit(at, end) for each well-formed header in [from, to) with a name that stands for itself, where end is that
-// of its section. It returns where to go on. It may change `to`.
-template <class Visit>
-void ForEachHeader(const InputFile& file, std::uint64_t from, const std::uint64_t& to, Visit visit) {
-    std::vector<unsigned char> page;
-    while (from < to) {
-        // A header in a hole would have the length 0.
-        const std::uint64_t data = file.NextData(from);
-        if (data > from + kFixedHeaderSize) from = data - kFixedHeaderSize;
-        if (from >= to) return;
-        const std::uint64_t end = from + std::min(kPage, to - from);
-        page.resize(static_cast<std::size_t>(end - from) + kFixedHeaderSize + kMaxTextName);
-        const std::size_t read = file.ReadAt(from, page.data(), page.size());
-        std::uint64_t at = from;
-        while (at < std::min(end, to)) {
-            const auto offset = static_cast<std::size_t>(at - from);
-            if (read < offset + kFixedHeaderSize) return;
-            const unsigned char* fields = page.data() + offset;
-            const std::size_t nameLength = LoadLittleEndian(fields + 2 * kFieldSize);
-            const auto* name = reinterpret_cast<const char*>(fields + kFixedHeaderSize);
-            if (nameLength < kMinTextName || nameLength > std::min(kMaxTextName, read - offset - kFixedHeaderSize) ||
-                CheckHeader(fields, at).fault != TDFFault::kNone || !IsTextName({name, nameLength})) {
-                ++at;
-            } else {
-                at = visit(at, at + LoadLittleEndian(fields));
-            }
-        }
-        from = at;
-    }
-}
-
-// What is at a position where a section ends.
-struct Next {
-    bool isHeader = false;                  // that could be one of a section, though its length may be wild
-    std::optional<std::uint64_t> end = {};  // of the section, if the header is well-formed
-};
-
-Next ReadNext(const InputFile& file, std::uint64_t at) {
-    std::array<unsigned char, kFixedHeaderSize> fields;
-    if (file.ReadAt(at, fields.data(), fields.size()) < fields.size()) return {};
-    const bool hasName = ReadNamedHeader(file, at).has_value();
-    if (CheckHeader(fields.data(), at).fault != TDFFault::kNone) return {hasName};
-    const std::uint64_t end = at + LoadLittleEndian(fields.data());
-    const std::uint32_t nameLength = LoadLittleEndian(fields.data() + 2 * kFieldSize);
-    if (hasName || (nameLength != 0 && nameLength <= kMaxTextName && end <= file.Size())) return {true, end};
-    return {};
-}
-
-bool FollowsIdentifier(const InputFile& file, std::uint64_t at) {
-    TDFIdentifier found{};
-    return at >= found.size() && file.ReadAt(at - found.size(), found.data(), found.size()) == found.size() &&
-           found == kTDFIdentifier;
+// Returns: the name that begins behind the fixed fields, empty when it is not text, or not there as a whole.
+std::string_view TextNameOf(Bytes header) {
+    const std::size_t length = NameLengthOf(header);
+    if (length > std::min(kMaxTextName, header.size() - kFixedHeaderSize)) return {};
+    const std::string_view name(reinterpret_cast<const char*>(header.data()) + kFixedHeaderSize, length);
+    return IsTextName(name) ? name : std::string_view();
 }
 
 }  // namespace
@@ -79,24 +35,20 @@ bool IsTextName(std::string_view name) {
            IsUtf8(name);
 }
 
-std::optional<NamedHeader> ReadNamedHeader(const InputFile& file, std::uint64_t at) {
-    std::array<unsigned char, kFixedHeaderSize + kMaxTextName> bytes;
-    const std::size_t read = file.ReadAt(at, bytes.data(), bytes.size());
-    if (read < kFixedHeaderSize) return std::nullopt;
-    const std::size_t nameLength = LoadLittleEndian(bytes.data() + 2 * kFieldSize);
-    if (nameLength > read - kFixedHeaderSize) return std::nullopt;
-    const std::string_view name(reinterpret_cast<const char*>(bytes.data()) + kFixedHeaderSize, nameLength);
-    if (!IsTextName(name)) return std::nullopt;
-    return NamedHeader{LoadLittleEndian(bytes.data()), LoadLittleEndian(bytes.data() + kFieldSize), std::string(name)};
+std::optional<NamedHeader> HeaderSearch::ReadNamed(std::uint64_t at) {
+    const Bytes header = Look(at, kLargestHeader);
+    const std::string_view name = header.size() < kFixedHeaderSize ? std::string_view() : TextNameOf(header);
+    if (name.empty()) return std::nullopt;
+    return NamedHeader{LengthOf(header), LoadLittleEndian(header.data() + kFieldSize), std::string(name)};
 }
 
-std::optional<std::uint64_t> FindSection(const InputFile& file, std::uint64_t from, std::uint64_t bound, bool alone) {
+std::optional<std::uint64_t> HeaderSearch::Find(std::uint64_t from, std::uint64_t bound, bool alone) {
     std::optional<std::uint64_t> found;
-    const bool canBeCut = alone && bound == file.Size();
+    const bool canBeCut = alone && bound == m_file.Size();
     std::uint64_t to = std::min(bound, kMaxPosition);
-    ForEachHeader(file, from, to, [&](std::uint64_t at, std::uint64_t end) {
+    ForEach(from, to, [&](std::uint64_t at, std::uint64_t end) {
         if (end > bound && !canBeCut) return at + 1;
-        const bool isFollowed = end == bound || (end < bound && ReadNext(file, end).isHeader);
+        const bool isFollowed = end == bound || (end < bound && ReadNext(end).isHeader);
         if (isFollowed || alone) found = at;
         if (!isFollowed && alone) to = std::min(bound, end);
         return isFollowed ? kEnough : at + 1;
@@ -104,22 +56,22 @@ std::optional<std::uint64_t> FindSection(const InputFile& file, std::uint64_t fr
     return found;
 }
 
-std::optional<std::uint64_t> FindSectionAcross(const InputFile& file, std::uint64_t from, std::uint64_t to) {
+std::optional<std::uint64_t> HeaderSearch::FindAcross(std::uint64_t from, std::uint64_t to) {
     std::optional<std::uint64_t> found;
     std::optional<std::uint64_t> first;  // that shows it if no other header is there
     int headers = 0;
-    const std::uint64_t size = file.Size();
-    ForEachHeader(file, from, std::min(to, size), [&](std::uint64_t at, std::uint64_t end) {
+    const std::uint64_t size = m_file.Size();
+    ForEach(from, std::min(to, size), [&](std::uint64_t at, std::uint64_t end) {
         // Goes up to what breaks the chain, or beyond `to`.
         const bool isWhole = end <= size;
         bool isFollowed = end == size;
         while (end < size) {
-            const Next next = ReadNext(file, end);
+            const Next next = ReadNext(end);
             isFollowed = isFollowed || next.isHeader;
             if (!next.end || end > to) break;
             end = *next.end;
         }
-        if (FollowsIdentifier(file, at)) return end;
+        if (FollowsIdentifier(at)) return end;
         const bool shows = isWhole && (end > to || to >= size);
         if (shows && isFollowed) {
             found = at;
@@ -130,6 +82,69 @@ std::optional<std::uint64_t> FindSectionAcross(const InputFile& file, std::uint6
         return isFollowed ? end : at + 1;
     });
     return headers == 1 && !found ? first : found;
+}
+
+// Calls visit(at, end) for each well-formed header in [from, to) with a name that stands for itself, where end is that
+// of its section. It returns where to go on. It may change `to`.
+template <class Visit> void HeaderSearch::ForEach(std::uint64_t from, const std::uint64_t& to, Visit visit) {
+    for (std::uint64_t at = from; at < to;) {
+        const Bytes page = Scan(at);
+        if (page.size() < kFixedHeaderSize) return;
+        const std::uint64_t begin = m_pageBegin + static_cast<std::uint64_t>(page.data() - m_page.data());
+        at = std::max(at, begin);
+        // The last bytes of a page are looked at with the next one, unless there is none.
+        const bool isLast = m_pageSize < kPage;
+        const std::uint64_t end = begin + page.size() - (isLast ? kFixedHeaderSize - 1 : kLargestHeader - 1);
+        while (at < std::min(end, to)) {
+            const Bytes header = page.subspan(static_cast<std::size_t>(at - begin));
+            const bool isLongEnough = NameLengthOf(header) >= kMinTextName && NameLengthOf(header) <= kMaxTextName;
+            if (!isLongEnough || CheckHeader(header.data(), at).fault != TDFFault::kNone ||
+                TextNameOf(header).empty()) {
+                ++at;
+            } else {
+                at = visit(at, at + LengthOf(header));
+            }
+        }
+        if (isLast) return;
+    }
+}
+
+HeaderSearch::Next HeaderSearch::ReadNext(std::uint64_t at) {
+    const Bytes header = Look(at, kLargestHeader);
+    if (header.size() < kFixedHeaderSize) return {};
+    const bool hasName = !TextNameOf(header).empty();
+    if (CheckHeader(header.data(), at).fault != TDFFault::kNone) return {hasName};
+    const std::uint64_t end = at + LengthOf(header);
+    const std::uint32_t nameLength = NameLengthOf(header);
+    if (hasName || (nameLength != 0 && nameLength <= kMaxTextName && end <= m_file.Size())) return {true, end};
+    return {};
+}
+
+bool HeaderSearch::FollowsIdentifier(std::uint64_t at) {
+    const Bytes before = Look(at - kTDFIdentifier.size(), kTDFIdentifier.size());
+    return std::equal(before.begin(), before.end(), kTDFIdentifier.begin(), kTDFIdentifier.end());
+}
+
+// Returns: the bytes of the page from this position on, or from the next position that may begin a header: none does in
+// a hole, where its length would be 0.
+Bytes HeaderSearch::Scan(std::uint64_t at) {
+    if (at < m_pageBegin || at + kLargestHeader > m_pageBegin + m_pageSize) {
+        const std::uint64_t data = m_file.NextData(at);
+        m_pageBegin = data > at + kFixedHeaderSize ? data - kFixedHeaderSize : at;
+        m_page.resize(kPage);
+        m_pageSize = m_file.ReadAt(m_pageBegin, m_page.data(), kPage);
+        at = m_pageBegin;
+    }
+    return Bytes(m_page.data(), m_pageSize).subspan(static_cast<std::size_t>(at - m_pageBegin));
+}
+
+// Returns: up to size bytes from this position on, fewer only at the end of the file. Valid until the next call.
+Bytes HeaderSearch::Look(std::uint64_t at, std::size_t size) {
+    if (at >= m_pageBegin && at + size <= m_pageBegin + m_pageSize) {
+        return {m_page.data() + (at - m_pageBegin), size};
+    }
+    m_header.resize(size);
+    return {m_header.data(), m_file.ReadAt(at, m_header.data(), size)};
 }
 
 }  // namespace orm_trace

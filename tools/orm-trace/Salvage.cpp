@@ -16,7 +16,8 @@ using namespace Orm::Lux::Trace;
 // One way through the file. A section is shown when it is known where it ends, which is when others behind it are found.
 class Salvage::Pass {
 public:
-    Pass(Salvage& salvage, Visitor& visitor) : m_salvage(salvage), m_file(salvage.m_file), m_visitor(visitor) {}
+    Pass(Salvage& salvage, Visitor& visitor)
+        : m_salvage(salvage), m_file(salvage.m_file), m_visitor(visitor), m_search(m_file) {}
 
     Totals Run() {
         std::uint64_t at = kTDFIdentifier.size();
@@ -73,7 +74,7 @@ private:
         m_isFound = true;
         if (isCut) return EndCutSection();
         const std::uint64_t at = fault.damage.offset;
-        const auto header = ReadNamedHeader(m_file, at);
+        const auto header = m_search.ReadNamed(at);
         const bool isInFormat = header && at + kFixedHeaderSize + header->name.size() < kMaxPosition;
         return isInFormat ? Rebuild(at, *header) : PassGarbage(at);
     }
@@ -107,7 +108,7 @@ private:
     // The last section cannot end where it says, since another one is known to begin before that.
     std::uint64_t EndBefore(std::uint64_t known) {
         const std::uint64_t at = m_last->item.section.offset;
-        const std::uint64_t next = FindSection(m_file, at + 1, known, true).value_or(known);
+        const std::uint64_t next = m_search.Find(at + 1, known, true).value_or(known);
         if (next < m_last->Section().DataPosition()) {  // what was taken for its header is none
             m_last = std::exchange(m_before, std::nullopt);
             return PassGarbage(at);
@@ -120,7 +121,7 @@ private:
     std::optional<std::uint64_t> FindWithinLast(std::uint64_t to) {
         const std::uint64_t from = m_last->item.section.offset + 1;
         if (const auto chain = Chain(from, to); chain && *chain < to) return chain;
-        const auto found = FindSectionAcross(m_file, from, to);
+        const auto found = m_search.FindAcross(from, to);
         if (found) m_known.push_back(*found);
         if (m_known.size() > kMaxKnown) m_known.erase(m_known.begin());
         return found;
@@ -141,7 +142,7 @@ private:
         Chain(from, trusted);
         const std::uint64_t bound = Bound(from);
         const bool isTdf = m_file.HasIdentifier() || m_last || m_totals.sections != 0;
-        return FindSection(m_file, from, bound, isTdf).value_or(bound);
+        return m_search.Find(from, bound, isTdf).value_or(bound);
     }
 
     std::optional<std::uint64_t> Chain(std::uint64_t from, std::uint64_t trusted) {
@@ -197,6 +198,7 @@ private:
     Salvage& m_salvage;
     const InputFile& m_file;
     Visitor& m_visitor;
+    HeaderSearch m_search;
     Totals m_totals;
     bool m_isFound = false;              // a damage was passed
     std::vector<std::uint64_t> m_known;  // where sections begin that were found across the ends of others, nearest last
