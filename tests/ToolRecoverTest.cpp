@@ -225,7 +225,7 @@ TEST_F(ToolRecoverTest, KeepsHolesAndLimits) {
         std::filesystem::resize_file("in.tdf", 160 << 20);
         const test::Result result = Tool("recover in.tdf -o " + std::to_string(wild.size()) + ".tdf --tail");
         EXPECT_EQ(result.code, 3);
-        EXPECT_NE(result.err.find(", and too many for section "), std::string::npos) << result.err;
+        EXPECT_NE(result.err.find(", too many for section "), std::string::npos) << result.err;
     }
     EXPECT_EQ(std::filesystem::file_size("16.tdf"), 4 + 13 + (128 << 20));
 }
@@ -244,7 +244,6 @@ TEST_F(ToolRecoverTest, SaysThatAFileBecameShorter) {
         {"list in.tdf", 1, sections, 100000, 4, shorter}, {"list in.tdf", 1, sections, 4 + 36 * 2500, 4, shorter},
         {"list in.tdf --json", 1, sections, 0, 4, shorter}, {"verify in.tdf", 2, sections, 4, 4, shorter},
         {"recover in.tdf --dry-run", 1, sections, 0, 4, shorter}, {"recover in.tdf --dry-run", 1, damaged, 50000, 4, shorter},
-        {"recover in.tdf -o out.tdf", 2, damaged, 0, 4, shorter}, {"recover in.tdf -o out.tdf", 2, damaged, 45000, 4, shorter},
         {"dump in.tdf --index 0 --format raw", 1, data, 500017, 3, "in.tdf: 548576 of 1048576 bytes are missing: the data ends before byte 500000\n"},
         {"dump in.tdf --index 0", 1, data, 0, 3, "bytes are missing: the data ends before byte "}};
     // clang-format on

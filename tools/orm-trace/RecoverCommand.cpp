@@ -37,7 +37,7 @@ public:
         const std::string section = "section " + std::to_string(m_sections - 1);
         if (gap.tail == Salvage::Gap::Tail::kOffered) text += " (--tail adds them to " + section + ')';
         if (gap.tail == Salvage::Gap::Tail::kTooLong)
-            text += ", and too many for " + section + ", which may have 128 MiB";
+            text += ", too many for " + section + " to stay within the limits";
         Report(m_path, text);
     }
 
@@ -47,15 +47,11 @@ private:
 };
 
 // Copies the sections.
-class Rescue : public LossReport {
+class Rescue : public Salvage::Visitor {
 public:
-    Rescue(const InputFile& file, const std::string& path, const std::string& name)
-        : LossReport(file.Path()), m_copy(file, path, name) {}
+    Rescue(const InputFile& file, const std::string& path, const std::string& name) : m_copy(file, path, name) {}
 
-    void OnSection(const Salvage::Item& item) override {
-        LossReport::OnSection(item);
-        m_copy.Add(item);
-    }
+    void OnSection(const Salvage::Item& item) override { m_copy.Add(item); }
     void Verify() { m_copy.Verify(); }
 
 private:
@@ -88,21 +84,13 @@ private:
     std::optional<ByteCopy> m_bytes;
 };
 
-// Prints a line for each section, or an element of the document.
-class SectionLines : public Salvage::Visitor {
+// Prints a line for each section, or an element of the document, and reports the losses.
+class SectionLines : public LossReport {
 public:
-    // losses may be null.
-    SectionLines(Output& out, JsonWriter* json, Salvage::Visitor* losses)
-        : m_out(out), m_json(json), m_losses(losses) {}
+    SectionLines(const std::string& path, Output& out, JsonWriter* json) : LossReport(path), m_out(out), m_json(json) {}
 
-    void OnFault(const Fault& fault) override {
-        if (m_losses) m_losses->OnFault(fault);
-    }
-    void OnGap(const Salvage::Gap& gap) override {
-        if (m_losses) m_losses->OnGap(gap);
-    }
     void OnSection(const Salvage::Item& item) override {
-        if (m_losses) m_losses->OnSection(item);
+        LossReport::OnSection(item);
         const std::uint64_t number = m_count++;
         if (m_json) {
             Json object = SectionJson(number, item.section);
@@ -125,7 +113,6 @@ public:
 private:
     Output& m_out;
     JsonWriter* m_json;
-    Salvage::Visitor* m_losses;
     std::uint64_t m_count = 0;
     std::string m_line;
 };
@@ -162,7 +149,7 @@ public:
     ExitCode Run(Output& out) override {
         if (m_out.empty() && !m_dryRun) throw Failure(ExitCode::kUsage, "recover", "-o or --dry-run is required");
         if (!m_lost.empty() && m_lost == m_out) throw Failure(ExitCode::kUsage, "--lost", "is the same file as OUT");
-        // The sections are safe before any of them is shown: whoever reads the listing may stop, or never begin.
+        // The sections are safe before anything is said of them: whoever reads it may stop, or never begin.
         std::optional<InputFile> file;
         std::optional<Salvage> salvage;
         std::optional<Salvage::Totals> totals;
@@ -182,19 +169,18 @@ public:
     }
 
 private:
-    // Makes OUT and, when something is left out that is wanted, the file for that.
+    // Makes OUT, if there is a section for it, and the file for what is left out, if it is wanted and not empty.
     Salvage::Totals Recover(const InputFile& file, Salvage& salvage) const {
-        Salvage::Totals totals;
         if (!m_lost.empty()) ReplacementFile(m_lost, false, "exists", false);  // asked before the work
+        Salvage::Totals totals;
         {
             ReplacementFile replacement(m_out, false, "exists");
-            ReportIdentifier(file);
             Rescue rescue(file, replacement.Path(), m_out);
             {
-                const Progress progress(m_out, file.Size());
+                const Progress progress(replacement.Path(), file.Size());
                 totals = salvage.Visit(rescue);
             }
-            RequireSections(file, totals);
+            if (!IsFound(file, totals)) return totals;
             rescue.Verify();
             replacement.Publish();
         }
@@ -211,16 +197,17 @@ private:
     // made: what is in OUT, if it was made.
     ExitCode List(const InputFile& file, Salvage& salvage, const std::optional<Salvage::Totals>& made, Output& out,
                   JsonWriter* json) const {
-        LossReport report(m_in);
-        if (!made) ReportIdentifier(file);
+        if (!file.HasIdentifier()) Report(m_in, "does not begin with the TDF identifier");
         if (json) json->Value("identifier", file.HasIdentifier());
         if (json) json->Begin('[', "sections");
-        SectionLines lines(out, json, made ? nullptr : &report);
+        SectionLines lines(m_in, out, json);
         const Salvage::Totals totals = salvage.Visit(lines);
         if (json) json->End();
         if (made) RequireSame(file, totals, *made);
         if (json) PrintLosses(salvage, totals, *json);
-        RequireSections(file, totals);
+        if (!IsFound(file, totals)) {
+            throw Failure(ExitCode::kNotATrace, m_in, "nothing is found that could be recovered");
+        }
         PrintEnd(file, totals, out, json);
         return IsWhole(file, totals) ? ExitCode::kOk : ExitCode::kIncomplete;
     }
@@ -229,13 +216,8 @@ private:
         return file.HasIdentifier() && totals.faults == 0;
     }
 
-    static void ReportIdentifier(const InputFile& file) {
-        if (!file.HasIdentifier()) Report(file.Path(), "does not begin with the TDF identifier");
-    }
-
-    static void RequireSections(const InputFile& file, const Salvage::Totals& totals) {
-        if (totals.sections != 0 || IsWhole(file, totals)) return;
-        throw Failure(ExitCode::kNotATrace, file.Path(), "nothing is found that could be recovered");
+    static bool IsFound(const InputFile& file, const Salvage::Totals& totals) {
+        return totals.sections != 0 || IsWhole(file, totals);
     }
 
     static void RequireSame(const InputFile& file, const Salvage::Totals& now, const Salvage::Totals& before) {
