@@ -240,6 +240,7 @@ TEST_F(DriverTest, LogsEveryOperationAndItsRefusal) {
 
 // A child shares the offset of the driver's descriptor in the file, and moves it when it reads or ends.
 TEST_F(DriverTest, ReadsAndSavesBesideAForkedChild) {
+    constexpr unsigned kSaves = ORM_IS_SANITIZED ? 20 : 100;
     const std::string samples = Samples(500000);
     EXPECT_EQ(Load(m_folder.Write("p.bin", samples)), "");
     for (unsigned at = 0; at < 20000; at += 500) {
@@ -260,7 +261,7 @@ TEST_F(DriverTest, ReadsAndSavesBesideAForkedChild) {
         for (off_t at = 0;; at += 4097) lseek(descriptor, at % 4000000, SEEK_SET);
     }
     int wrong = 0;
-    for (unsigned n = 0; n < 100; ++n) {
+    for (unsigned n = 0; n < kSaves; ++n) {
         const pid_t ending = fork();
         if (ending == 0) usleep(n * 20), std::exit(0);
         m_folder.Write("t.tdf", "TDF2");

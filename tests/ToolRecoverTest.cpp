@@ -24,7 +24,7 @@ struct ToolRecoverTest : test::ToolFixture {
         m_lost = ReadAll("lost");
         m_sections.clear();
         for (std::size_t at = 4, length = 12; at < out.size() && length >= 12; at += length) {
-            length = static_cast<unsigned char>(out[at]) | static_cast<unsigned char>(out[at + 1]) << 8;
+            length = static_cast<unsigned char>(out[at]) + 256U * static_cast<unsigned char>(out[at + 1]);
             m_sections.push_back(out.substr(at, length));
         }
         EXPECT_EQ(ReadAll("in.tdf"), file);

@@ -38,7 +38,9 @@ TEST_F(ToolTest, PrintsSamples) {
         {"p.bin --driver " + corva, 5, "", corva + ": is no channel driver: no CreateChannelDriver\n"}};
     // clang-format on
     for (const auto& [arguments, code, out, err] : rows) {
-        const test::Result result = ToolAsNobody("samples " + arguments);
+        // A second copy of a library in one process is what AddressSanitizer takes for an error.
+        const bool isDriverGiven = arguments.find("--driver") != arguments.npos;
+        const test::Result result = isDriverGiven ? Tool("samples " + arguments) : ToolAsNobody("samples " + arguments);
         EXPECT_EQ(result.code, code) << arguments;
         EXPECT_EQ(result.out, out) << arguments;
         EXPECT_EQ(result.err, err.empty() ? "" : "orm-trace: " + err) << arguments;
