@@ -65,6 +65,32 @@ TEST_F(FaultTest, LosesNothingWhenCallsFail) {
     EXPECT_GT(failures, 100);
 }
 
+// Every call of a recovery fails: what it makes is complete, or not there, and it says the first only if it is so.
+TEST_F(FaultTest, RecoversAllOrSaysSo) {
+    const std::string big = Section("big", 1, test::ReadAll(m_data) + test::ReadAll(m_data)),
+                      last = Section("last", 1, "");
+    m_folder.Write("in.tdf", m_before + big + "stray bytes" + last);
+    int failures = 0;
+    for (const std::string call : {"pread64", "lseek", "pwrite64", "ftruncate", "fsync", "linkat"}) {
+        for (const std::string fault : {"error=EIO", "error=EINTR", "retval=0"}) {
+            for (int n = 1;; n += kExhaustive ? 1 : 5) {
+                for (const char* name : {"out.tdf", "lost"}) std::filesystem::remove(name);
+                const std::string inject = call + ":" + fault + ":when=" + std::to_string(n);
+                const int code =
+                    Traced("-e trace=" + call + " -e inject=" + inject, "recover in.tdf -o out.tdf --lost lost");
+                if (test::ReadAll("trace").find("(INJECTED)") == std::string::npos) break;
+                ++failures;
+                const std::string out = test::ReadAll("out.tdf"), lost = test::ReadAll("lost");
+                // A call that does nothing and says that it succeeded is believed, where nothing can be read back.
+                if (fault == "retval=0" && call != "pread64" && call != "pwrite64") continue;
+                ASSERT_TRUE(out == m_before + big + last || (out.empty() && code != 3)) << inject << ' ' << code;
+                ASSERT_TRUE(lost == "stray bytes" || (lost.empty() && code != 3)) << inject << ' ' << code;
+            }
+        }
+    }
+    EXPECT_GT(failures, 10);
+}
+
 // An append of 100 sections is killed at each of its writes: what was complete before is there, with its bytes.
 TEST_F(FaultTest, KeepsCompleteSectionsOfAKilledWriter) {
     constexpr std::size_t kWrites = 2 + 1 + 2;  // fields and name, the header's size, data and length

@@ -72,7 +72,7 @@ TEST_F(ToolRecoverTest, FindsSamplesOfEveryWrongLength) {
     std::mt19937 random(3);
     std::string counting;
     for (unsigned n = 0; n < 1000; ++n) counting += test::Le(n, 8);
-    const std::string info = Section("Info", 2, "hello"), notes = Section("Notes", 1, std::string(1500, 'n'));
+    const std::string info = Section("Info", 2, "hello"), notes = Section("Notes", 1, std::string(63, 'n'));
     for (const std::string& samples : {Random(random, 8000), counting}) {
         const std::string trace = Trace(samples);
         for (const std::string& behind : {std::string(), notes, notes + Section("More", 3, "")}) {
@@ -142,6 +142,8 @@ TEST_F(ToolRecoverTest, SaysWhatItDoesWithEachByte) {
     const std::string a = Section("a", 1, "123"), b = Section("bb", 2, "4567"), c = Section("cc", 3, "");
     const std::string samples = "0123456789abcdef", unfinished = Section("BinTraceData", 1, samples, 0);
     const std::string tdf = "TDF2" + b + c, stray = "stray bytes!!!";
+    std::string records;  // whose first words would be lengths
+    for (const unsigned time : {40, 41, 40, 5000, 33}) records += Section("event", 1, "", time);
     const std::string cut = Section("big", 1, tdf + "more", 4096);
     // What is in the file, with which options; the sections of OUT, what is lost, and a part of the listing.
     // clang-format off
@@ -163,6 +165,11 @@ TEST_F(ToolRecoverTest, SaysWhatItDoesWithEachByte) {
         {Section("big", 1, b + c) + stray, "", {Section("big", 1, b + c)}, stray, ": intact\n"},
         {Section("big", 1, "", 4096) + a + b, "", {Section("big", 1, ""), a, b}, "", ": shortened, length 4096 becomes 15\n"},
         {Section("big", 1, "x", 40) + b + c + stray, "", {Section("big", 1, "x"), b, c}, stray, ": shortened, "},
+        {Section("big", 1, "x", 60) + b + stray + Section("dd", 1, std::string(30, 'd')) + c, "",
+         {Section("big", 1, "x"), b, Section("dd", 1, std::string(30, 'd')), c}, stray, ": shortened, "},
+        {Section("wild", 1, records, 1U << 28), "", {Section("wild", 1, records)}, "", ": rebuilt, "},
+        {Section("wild", 1, records, 1U << 28) + b, "", {Section("wild", 1, records), b}, "", ": rebuilt, "},
+        {Section("wild", 1, "x", 1U << 28) + Section("bb", 2, "cut", 99), "", {Section("wild", 1, "x"), Section("bb", 2, "cut")}, "", ": cut, "},
         {Section("\x01", 1, "x", 1U << 28) + b, "", {b}, Section("\x01", 1, "x", 1U << 28), ": found by scan\n"}};
     // clang-format on
     for (const auto& [file, options, sections, lost, listed] : rows) {
@@ -258,6 +265,18 @@ TEST_F(ToolRecoverTest, SaysThatAFileBecameShorter) {
         EXPECT_TRUE(size != 500017 || result.out.size() == 500000);
         EXPECT_TRUE(result.out.substr(0, 1) != "{" || nlohmann::json::accept(result.out));
         EXPECT_FALSE(std::filesystem::exists("out.tdf"));
+    }
+    // What is saved is saved, and nobody is told of it as the whole.
+    const std::pair<std::size_t, int> changes[] = {{0, 4}, {sections.size() + 40, 3}};
+    for (const auto& [size, code] : changes) {
+        m_folder.Write("in.tdf", sections);
+        const test::Result result =
+            Meanwhile("recover in.tdf -o out.tdf", 1, [&, end = size] { std::filesystem::resize_file("in.tdf", end); });
+        EXPECT_EQ(result.code, code) << result.err;
+        EXPECT_NE(result.err.find(code == 4 ? shorter : "in.tdf: was changed while it was being read\n"),
+                  std::string::npos);
+        EXPECT_TRUE(ReadAll("out.tdf") == sections);
+        std::filesystem::remove("out.tdf");
     }
 }
 

@@ -44,14 +44,20 @@ std::optional<NamedHeader> HeaderSearch::ReadNamed(std::uint64_t at) {
 
 std::optional<std::uint64_t> HeaderSearch::Find(std::uint64_t from, std::uint64_t bound, bool alone) {
     std::optional<std::uint64_t> found;
-    const bool canBeCut = alone && bound == m_file.Size();
+    int headers = 0;
     std::uint64_t to = std::min(bound, kMaxPosition);
     ForEach(from, to, [&](std::uint64_t at, std::uint64_t end) {
-        if (end > bound && !canBeCut) return at + 1;
-        const bool isFollowed = end == bound || (end < bound && ReadNext(end).isHeader);
-        if (isFollowed || alone) found = at;
-        if (!isFollowed && alone) to = std::min(bound, end);
-        return isFollowed ? kEnough : at + 1;
+        if (end == bound || (end < bound && ReadNext(end).isHeader)) {
+            found = at;
+            return kEnough;
+        }
+        // It may stand for itself, unless the next one lies within it. One that the end of the file cuts is the first.
+        const bool isCut = end > bound && bound == m_file.Size();
+        const bool mayBe = alone && (end < bound || (isCut && headers == 0));
+        found = mayBe ? std::optional(at) : std::nullopt;
+        to = std::min({bound, kMaxPosition, mayBe ? end : bound});
+        ++headers;
+        return at + 1;
     });
     return found;
 }

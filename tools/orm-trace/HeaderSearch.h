@@ -39,7 +39,7 @@ public:
     // section, or the size of the file. Its header is well-formed, its name is text of two bytes or more, and either
     //
     //   the next section follows it, with a name that is text or a header that is well-formed; or bound
-    //   with `alone`, nothing follows, but no other such header lies within it
+    //   with `alone`, nothing follows, but no other such header lies within it; nor before it, if the file ends within it
     std::optional<std::uint64_t> Find(std::uint64_t from, std::uint64_t bound, bool alone);
 
     // Looks in [from, to), which a section has for itself, for the first one as above that shows that this is wrong: it,

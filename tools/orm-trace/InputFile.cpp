@@ -22,7 +22,9 @@ InputFile::InputFile(std::string path) : m_path(std::move(path)), m_stream(OpenF
     }
     std::setvbuf(m_stream.get(), nullptr, _IONBF, 0);  // a walk reads ahead by itself
     TDFIdentifier found{};
-    m_hasIdentifier = ReadAt(0, found.data(), found.size()) == found.size() && found == kTDFIdentifier;
+    const std::size_t read = ReadAt(0, found.data(), found.size());
+    if (read == 0 && m_size >= found.size()) ThrowShorter();
+    m_hasIdentifier = read == found.size() && found == kTDFIdentifier;
 }
 
 void InputFile::Measure() const {

@@ -12,7 +12,7 @@ namespace orm_trace {
 
 class InputFile {
 public:
-    // Errors: Failure (kNotATrace): the file cannot be opened, or is none that has positions.
+    // Errors: Failure (kNotATrace): the file cannot be opened, is none that has positions, or became shorter meanwhile.
     explicit InputFile(std::string path);
 
     const std::string& Path() const noexcept { return m_path; }

@@ -222,7 +222,7 @@ private:
 
     static void RequireSame(const InputFile& file, const Salvage::Totals& now, const Salvage::Totals& before) {
         if (now == before) return;
-        throw Failure(ExitCode::kNotATrace, file.Path(), "was changed while it was being read");
+        throw Failure(ExitCode::kIncomplete, file.Path(), "was changed while it was being read");
     }
 
     static void PrintLosses(Salvage& salvage, const Salvage::Totals& totals, JsonWriter& json) {
