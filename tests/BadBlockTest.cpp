@@ -150,7 +150,10 @@ TEST(BadBlock, IsToldFromPiecesAndFromTheEnd) {
         EXPECT_EQ(bytes[6], '~') << piece;
         char more[40];
         errno = 0;
-        Expect({Orm::Lux::Trace::ReadAt(stream.get(), more, sizeof more, 0), errno}, piece > 0 ? "16, 0" : "0, 5",
+        Expect({Orm::Lux::Trace::ReadAt(stream.get(), more, sizeof more, 0), errno},
+               piece > 0    ? "16, 0"
+               : piece == 0 ? "0, 0"
+                            : "0, 5",
                piece);
     }
     g_piece = SSIZE_MAX;
