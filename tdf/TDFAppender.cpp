@@ -7,6 +7,7 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <tuple>
 #include <utility>
 
 #include "tdf/CorvaErrors.h"
@@ -95,7 +96,7 @@ bool TDFAppender::IsNamed() const noexcept {
 bool TDFAppender::IsThisFile(const struct stat& other) const noexcept {
     struct stat own {};
     fstat(fileno(m_stream.get()), &own);
-    return own.st_ino == other.st_ino && own.st_dev == other.st_dev;
+    return std::tie(own.st_dev, own.st_ino) == std::tie(other.st_dev, other.st_ino);
 }
 
 void TDFAppender::RequireWritable() const { Require(m_isWritable, kCannotOpen); }

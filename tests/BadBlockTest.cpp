@@ -140,7 +140,7 @@ TEST(BadBlock, IsToldFromPiecesAndFromTheEnd) {
     const test::TemporaryFolder folder;
     const std::string header = test::Section("name", 1, "");
     const Orm::Lux::Trace::FilePtr stream = Orm::Lux::Trace::OpenForReading(folder.Write("f", header).c_str());
-    for (const ssize_t piece : {1, 5, -1}) {
+    for (const ssize_t piece : {1, 5, 0, -1}) {
         g_piece = piece;
         Orm::Lux::Trace::TDFSectionReader reader(stream.get(), 0);
         const bool isFound = reader.Find("name", 1);
@@ -150,7 +150,10 @@ TEST(BadBlock, IsToldFromPiecesAndFromTheEnd) {
         EXPECT_EQ(bytes[6], '~') << piece;
         char more[40];
         errno = 0;
-        Expect({Orm::Lux::Trace::ReadAt(stream.get(), more, sizeof more, 0), errno}, piece > 0 ? "16, 0" : "0, 5",
+        Expect({Orm::Lux::Trace::ReadAt(stream.get(), more, sizeof more, 0), errno},
+               piece > 0    ? "16, 0"
+               : piece == 0 ? "0, 0"
+                            : "0, 5",
                piece);
     }
     g_piece = SSIZE_MAX;
@@ -176,6 +179,15 @@ TEST(BadBlock, IsNotAMissingSection) {
         Expect({error, loadError, driver->GetNumSamples()},
                expected + ", " + expected + (expected.empty() ? ", 1" : ", 0"), good);
     }
+    // The data of a section that was found.
+    char data[8];
+    unsigned bytesRead = 7;
+    g_goodReads = 2;
+    const auto load = [&] {
+        Orm::Lux::Trace::TDFHandler().LoadSectionData("t.tdf", "BinTraceData", 1, data, 8, bytesRead);
+    };
+    Expect({test::ErrorOf(load), bytesRead}, readError + ", 0");
+    g_goodReads = -1;
     // The last read of a search meets the end of the file: that fails too.
     int good = 0;
     for (std::string error; error != "Section size cannot be located in the file."; ++good) {

@@ -6,8 +6,7 @@ namespace {
 using ToolTest = test::ToolFixture;
 
 TEST_F(ToolTest, PrintsSamples) {
-    const std::string samples = test::Le(0x10, 8) + test::Le(-1UL, 8) + test::Le(7, 8), corva = m_folder / "corva.so";
-    std::filesystem::copy_file(ORM_CORVA_LIBRARY, corva);
+    const std::string samples = test::Le(0x10, 8) + test::Le(-1UL, 8) + test::Le(7, 8), corva = ORM_CORVA_LIBRARY;
     m_folder.Write("p.bin", samples);
     m_folder.Write("t.tdf", "TDF2" + test::Section("a", 1, "x") + test::Trace(samples));
     m_folder.Write("cut.tdf", "TDF2" + test::Trace(samples).substr(0, 24 + 9));

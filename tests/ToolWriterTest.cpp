@@ -128,8 +128,8 @@ TEST_F(ToolWriterTest, SaysWhyItCannotWriteAndLeavesNothing) {
     chmod(m_folder.Write("locked.tdf", m_before).c_str(), 0444);
     chmod("t.tdf", 0644);
     const auto files = Files();
-    const std::string limit = "prlimit --fsize=9999 ", section = " --section m:1@mid", full = ": File too large",
-                      stdin = "standard input: ";
+    const std::string limit = "LLVM_PROFILE_FILE=/dev/null prlimit --fsize=9999 ", section = " --section m:1@mid",
+                      full = ": File too large", stdin = "standard input: ";
     // clang-format off
     const std::tuple<std::string, std::string, std::string> rows[] = {
         {limit, "create n.tdf" + section, "1 n.tdf" + full + " (writing 100000 bytes of mid)"},
