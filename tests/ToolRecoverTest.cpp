@@ -143,7 +143,7 @@ TEST_F(ToolRecoverTest, SaysWhatItDoesWithEachByte) {
     const std::string samples = "0123456789abcdef", unfinished = Section("BinTraceData", 1, samples, 0);
     const std::string tdf = "TDF2" + b + c, stray = "stray bytes!!!";
     std::string records;  // whose first words would be lengths
-    for (const unsigned time : {40, 41, 40, 5000, 33}) records += Section("event", 1, "", time);
+    for (const unsigned time : {40U, 41U, 40U, 5000U, 33U}) records += Section("event", 1, "", time);
     const std::string cut = Section("big", 1, tdf + "more", 4096);
     // What is in the file, with which options; the sections of OUT, what is lost, and a part of the listing.
     // clang-format off
