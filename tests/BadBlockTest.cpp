@@ -301,16 +301,4 @@ TEST(BadBlock, BehindASectionIsNotCutOff) {
     }
 }
 
-TEST(BadBlock, BehindASectionMayHoldAnother) {
-    const test::WorkingFolder folder;
-    folder.Write("t.tdf", "");
-    test::BadBlock block{"TDF2" + test::Section("a", 1, "x") + std::string(600, 'y'), 4 + 14};
-    const StandIn standIn(block);
-    unsigned length = 7;
-    char data = 'd';
-    Expect({test::ErrorOf([&] { Orm::Lux::Trace::TDFHandler().SaveSectionData("t.tdf", "a", 4, &data, 1, 1, length); }),
-            length},
-           "Section to save data to is followed by another section., 0");
-}
-
 }  // namespace

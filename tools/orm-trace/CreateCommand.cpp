@@ -21,7 +21,7 @@ public:
     ExitCode Run(Output&) override {
         ReplacementFile file(m_out, m_force, "exists (--force replaces it)");
         auto sources = m_sections.Open();
-        const Progress progress(m_out, m_sections.TotalSize(sources));
+        const Progress progress(file.Path(), m_sections.TotalSize(sources));
         const SectionWriter writer(file.Path(), m_out);
         for (SectionSource& source : sources) writer.Append(source);
         writer.RequireWholeChain(ExitCode::kFailed);

@@ -177,7 +177,7 @@ private:
             ReplacementFile replacement(m_out, false, "exists");
             Rescue rescue(file, replacement.Path(), m_out);
             {
-                const Progress progress(m_out, file.Size());
+                const Progress progress(replacement.Path(), file.Size());
                 totals = salvage.Visit(rescue);
             }
             if (!IsFound(file, totals)) return totals;
