@@ -13,13 +13,18 @@ using test::ReadAll;
 using test::Section;
 
 struct ToolWriterTest : test::ToolFixture {
-    // What stands before the tool is for the shell.
+    // What stands before the tool is for the shell. The tool gets no ignored signal from a job in the background.
     pid_t Start(const std::string& arguments, const std::string& before = "") const {
         const std::string command =
             "ulimit -c 0; " + before + "exec env HOME=" + m_home.Path() + " " ORM_TOOL " " + arguments + " 2>>err";
         const pid_t child = fork();
-        if (child == 0) execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
-        return child;
+        if (child != 0) return child;
+        for (int number = 1; number < _NSIG; ++number) signal(number, SIG_DFL);
+        sigset_t none;
+        sigemptyset(&none);
+        sigprocmask(SIG_SETMASK, &none, nullptr);
+        execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
+        _exit(127);
     }
     static bool HasEnded(pid_t child) {
         siginfo_t info{};
