@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "driver/TalvoraFileChannelDriver.h"
-#include "tdf/OpenFile.h"
+#include "tdf/FileIO.h"
 #include "tdf/TraceSection.h"
 
 namespace Orm::Lux::Trace {
@@ -25,10 +25,10 @@ std::size_t TalvoraFileChannelDriver::ReadAhead(std::uint64_t position, std::siz
     }
     const std::size_t left = size - done;
     if (left != 0 && (!continues || left >= m_ahead.size())) {
-        done += ReadAt(m_file, out + done, left, position + done);
+        done += ReadAt(m_file, position + done, out + done, left);
     } else if (left != 0) {
         m_aheadPosition = position + done;
-        m_aheadSize = ReadAt(m_file, m_ahead.data(), m_ahead.size(), m_aheadPosition);
+        m_aheadSize = ReadAt(m_file, m_aheadPosition, m_ahead.data(), m_ahead.size());
         const std::size_t got = std::min(left, m_aheadSize);
         std::memcpy(out + done, m_ahead.data(), got);
         done += got;

@@ -14,7 +14,7 @@
 #include "source_utilities/internal/LogCall.h"
 #include "source_utilities/uFile.h"
 #include "tdf/CorvaErrors.h"
-#include "tdf/OpenFile.h"
+#include "tdf/FileIO.h"
 #include "tdf/TDFAppender.h"
 #include "tdf/TDFFile.h"
 #include "tdf/TDFHandler.h"
@@ -146,7 +146,7 @@ void TalvoraFileChannelDriver::SaveFile(std::string fileName, eTraceDataFileType
     do {
         const auto chunk = static_cast<unsigned int>(std::min<std::uint64_t>(end - position, kSaveChunk));
         errno = 0;
-        const auto read = static_cast<unsigned int>(ReadAt(m_file, buffer.get(), chunk, position));
+        const auto read = static_cast<unsigned int>(ReadAt(m_file, position, buffer.get(), chunk));
         isShort = read < chunk;
         if (isShort && errno != 0) {
             const int error = errno;
@@ -221,7 +221,7 @@ void TalvoraFileChannelDriver::FindSamples() {
     m_dataLength = 0;
     Require(isTDF == TDFFile::Answer::kYes, kCannotOpen);
     const TDFFile::Data data = file.Require(kTraceSection, kTraceVersion);
-    m_dataPosition = data.position;
+    m_dataPosition = data.offset;
     m_dataLength = data.length;
 }
 

@@ -2,7 +2,7 @@
 // every byte, and the source is left alone.
 // The first byte of the input chooses options; the others are the damaged file.
 #include "fuzz/Fuzz.h"
-#include "tools/orm-trace/Command.h"
+#include "tools/orm-trace/commands/Command.h"
 
 using namespace fuzz;
 using orm_trace::ExitCode;

@@ -53,18 +53,18 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         Require(found.offset == section.offset && found.length == section.length && found.version == section.version);
         Require(found.name.size() == section.name.size());
         Require(section.name.data() == nullptr || found.name == section.name);
-        Require(found.DataPosition() == section.Data() && found.DataLength() == section.DataLength());
+        Require(found.DataOffset() == section.Data() && found.DataLength() == section.DataLength());
         next = section.End();
     }
     const auto step = reader.Next();
-    Require(step == (next == end + zeros ? TDFSectionReader::Step::kEnd : TDFSectionReader::Step::kDamage));
+    Require(step == (next == end + zeros ? TDFSectionReader::Step::kEnd : TDFSectionReader::Step::kFault));
     Require(reader.Next() == step);
-    if (step == TDFSectionReader::Step::kDamage) {
-        const auto& damage = reader.Damage();
-        Require(damage.fault != Orm::Lux::Trace::TDFFault::kNone && damage.claimed != damage.available);
-        Require(damage.offset <= next && damage.offset >= base);
-        const std::uint64_t left = 0xFFFFFFFF - std::min<std::uint64_t>(damage.offset, 0xFFFFFFFF);
-        Require(damage.fault != Orm::Lux::Trace::TDFFault::kBeyondFormat || damage.available == left);
+    if (step == TDFSectionReader::Step::kFault) {
+        const auto& fault = reader.Fault();
+        Require(fault.kind != Orm::Lux::Trace::TDFFaultKind::kNone && fault.claimed != fault.available);
+        Require(fault.offset <= next && fault.offset >= base);
+        const std::uint64_t left = 0xFFFFFFFF - std::min<std::uint64_t>(fault.offset, 0xFFFFFFFF);
+        Require(fault.kind != Orm::Lux::Trace::TDFFaultKind::kBeyondFormat || fault.available == left);
     }
     return 0;
 }

@@ -4,8 +4,8 @@
 
 #include <string_view>
 
+#include "source_utilities/internal/DirectoryText.h"
 #include "source_utilities/internal/LogCall.h"
-#include "source_utilities/source_utilities_error.h"
 #include "source_utilities/uEnvironment.h"
 
 void* _anyAddressInThisModuleWillDo = nullptr;
@@ -26,17 +26,6 @@ int OrLazy(int mode) noexcept { return mode != kDefaultMode ? mode : RTLD_LAZY; 
 std::string LoaderError() {
     const char* text = dlerror();
     return text != nullptr ? text : "";
-}
-
-// Returns: the working directory, "" where it is gone.
-std::string WorkingDirectory() {
-    std::string directory;
-    try {
-        uEnvironment::GetWorkingDirectory(directory);
-    } catch (const source_utilities_error&) {
-        directory.clear();
-    }
-    return directory;
 }
 
 }  // namespace
@@ -70,7 +59,7 @@ bool uDll::FindAndLoad(const char* name, int mode) {
     GetPlatformName(platformName, name);
     ORM_LOG_TRACE("uDll:  request to load \"%s\" in mode %d", name, mode);
     ORM_LOG_TRACE("uDll:  GetPlatformName returned \"%s\"", platformName.c_str());
-    ORM_LOG_TRACE("uDll:  Working Directory is: \"%s\"", WorkingDirectory().c_str());
+    ORM_LOG_TRACE("uDll:  Working Directory is: \"%s\"", DirectoryText(uEnvironment::GetWorkingDirectory).c_str());
     ORM_LOG_TRACE("uDll:  LD_LIBRARY_PATH=%s", uEnvironment::GetVar("LD_LIBRARY_PATH"));
     return Load(platformName.c_str(), mode);
 }

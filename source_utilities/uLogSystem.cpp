@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <memory>
 
+#include "source_utilities/internal/DirectoryText.h"
 #include "source_utilities/internal/LogCall.h"
 #include "source_utilities/internal/ScopedLock.h"
 #include "source_utilities/internal/StartMutex.h"
@@ -47,17 +48,6 @@ int LevelOf(int setting) { return IsInTable(setting) ? RowOf(setting).level : se
 // Fields that other threads read while they log.
 template <class T> void Publish(T& field, T value) {
     std::atomic_ref<T>(field).store(value, std::memory_order_release);
-}
-
-// Returns: the text of a directory getter, "" where the environment names none.
-std::string DirectoryText(const char* (*getter)(std::string&)) {
-    std::string directory;
-    try {
-        getter(directory);
-    } catch (const source_utilities_error&) {
-        directory.clear();
-    }
-    return directory;
 }
 
 }  // namespace

@@ -17,21 +17,21 @@
 namespace Orm::Lux::Trace {
 namespace {
 
-bool WriteLength(std::FILE* stream, std::uint64_t position, std::uint32_t length) noexcept {
+bool WriteLength(std::FILE* stream, std::uint64_t offset, std::uint32_t length) noexcept {
     const Field bytes = StoreLittleEndian(length);
-    return WriteAt(stream, bytes.data(), bytes.size(), position) == bytes.size();
+    return WriteAt(stream, offset, bytes.data(), bytes.size()) == bytes.size();
 }
 
-// Whether a header with a printable name stands at this position, whatever its length field holds: a failed append may
+// Whether a header with a printable name stands at this offset, whatever its length field holds: a failed append may
 // leave one, and a damaged length must not cost the section. So does what cannot be read.
-bool HasPrintableName(std::FILE* stream, std::uint64_t position) noexcept {
+bool HasPrintableName(std::FILE* stream, std::uint64_t offset) noexcept {
     FixedHeader fields{};
     errno = 0;
-    if (ReadAt(stream, fields.data(), fields.size(), position) < fields.size()) return errno != 0;
-    const std::uint32_t length = LoadLittleEndian(fields.data() + 2 * kFieldSize);
+    if (ReadAt(stream, offset, fields.data(), fields.size()) < fields.size()) return errno != 0;
+    const std::uint32_t length = DecodeFields(fields.data()).nameLength;
     std::array<char, kMaxNameLength> name;
     if (length == 0 || length > name.size()) return false;
-    if (ReadAt(stream, name.data(), length, position + fields.size()) < length) return errno != 0;
+    if (ReadAt(stream, offset + fields.size(), name.data(), length) < length) return errno != 0;
     return std::all_of(name.begin(), name.begin() + length, [](char c) { return c >= ' ' && c <= '~'; });
 }
 
@@ -42,21 +42,21 @@ bool Cut(std::FILE* stream, std::uint64_t size) noexcept {
     return result == 0;
 }
 
-// Whether a section begins at this position of a file of this size: one that readers follow, or one that only exceeds
+// Whether a section begins at this offset of a file of this size: one that readers follow, or one that only exceeds
 // their limits, or whose length is damaged. Other leftovers of a failed append do not count as a section.
-bool HasSectionAt(std::FILE* stream, std::uint64_t position, std::uint64_t size) noexcept {
-    TDFSectionReader reader(stream, position);
+bool HasSectionAt(std::FILE* stream, std::uint64_t offset, std::uint64_t size) noexcept {
+    TDFSectionReader reader(stream, offset);
     if (reader.Next() == TDFSectionReader::Step::kSection) return true;
-    const TDFDamage& damage = reader.Damage();
-    switch (damage.fault) {
-        case TDFFault::kLengthTooLong:
-        case TDFFault::kNameTooLong:
-            if (damage.offset + damage.claimed <= size) return true;
+    const TDFFault& fault = reader.Fault();
+    switch (fault.kind) {
+        case TDFFaultKind::kLengthTooLong:
+        case TDFFaultKind::kNameTooLong:
+            if (fault.offset + fault.claimed <= size) return true;
             break;
-        case TDFFault::kReadError: return true;
+        case TDFFaultKind::kReadError: return true;
         default: break;
     }
-    return HasPrintableName(stream, position);
+    return HasPrintableName(stream, offset);
 }
 
 }  // namespace
@@ -105,8 +105,8 @@ void TDFAppender::RequireRoom(std::uint64_t length) const {
     RequireWritable();
     TDFSectionReader reader(m_stream.get(), kTDFIdentifier.size());
     while (reader.Next() == TDFSectionReader::Step::kSection) continue;
-    Require(reader.Damage().fault != TDFFault::kReadError, kBadFileToSave);
-    Require(reader.Damage().fault == TDFFault::kNone,
+    Require(reader.Fault().kind != TDFFaultKind::kReadError, kBadFileToSave);
+    Require(reader.Fault().kind == TDFFaultKind::kNone,
             "TDF file is damaged: a section appended to it could not be found.");
     std::uint64_t size = 0;
     Require(MeasureSize(m_stream.get(), size), kBadFileToSave);
@@ -124,9 +124,9 @@ void TDFAppender::AppendHeader(const char* name, std::uint32_t version, unsigned
 
     // Until the header is complete its length is 0, which no reader follows.
     const FixedHeader fields = StoreHeader(0, version, static_cast<std::uint32_t>(nameLength));
-    const std::size_t written = WriteAt(m_stream.get(), fields.data(), fields.size(), offset);
+    const std::size_t written = WriteAt(m_stream.get(), offset, fields.data(), fields.size());
     Require(written >= kFieldSize, kHeaderWriteError);
-    Require(written == fields.size() && WriteAt(m_stream.get(), name, nameLength, offset + fields.size()) == nameLength,
+    Require(written == fields.size() && WriteAt(m_stream.get(), offset + fields.size(), name, nameLength) == nameLength,
             "Write error -  TDF section name and version.");
     Require(WriteLength(m_stream.get(), offset, static_cast<std::uint32_t>(headerSize)), kHeaderSizeWriteError);
 }
@@ -138,7 +138,7 @@ void TDFAppender::AppendData(unsigned int headerOffset, const void* data, unsign
     std::uint64_t size = 0;
     Field field{};
     Require(MeasureSize(m_stream.get(), size) &&
-                ReadAt(m_stream.get(), field.data(), field.size(), headerOffset) == field.size(),
+                ReadAt(m_stream.get(), headerOffset, field.data(), field.size()) == field.size(),
             "Write I/O error - unable to determine section length.");
     const std::uint32_t length = LoadLittleEndian(field.data());
     const std::uint64_t end = std::uint64_t{headerOffset} + length;
@@ -149,7 +149,7 @@ void TDFAppender::AppendData(unsigned int headerOffset, const void* data, unsign
     Require(added <= kMaxPosition && end + added <= kMaxPosition, kTooLarge);
     Require(elementSize != 0 || elementCount == 0, kDataWriteError);
 
-    Require(WriteAt(m_stream.get(), data, added, end) == added, kDataWriteError);
+    Require(WriteAt(m_stream.get(), end, data, added) == added, kDataWriteError);
     // Of what a failed append has left, nothing stays after the section: the chain ends at the end of the file.
     if (added != 0 && end + added < size) {
         Require(Cut(m_stream.get(), end + added), "Write error - section data corrupted.");
@@ -159,6 +159,6 @@ void TDFAppender::AppendData(unsigned int headerOffset, const void* data, unsign
     Require(WriteLength(m_stream.get(), headerOffset, newLength), kHeaderSizeWriteError);
 }
 
-void TDFAppender::Close() { Require(Orm::Lux::Trace::Close(std::move(m_stream)), kHeaderSizeWriteError); }
+void TDFAppender::Close() { Require(CloseChecked(std::move(m_stream)), kHeaderSizeWriteError); }
 
 }  // namespace Orm::Lux::Trace

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <cstdio>
 
-#include "tdf/OpenFile.h"
+#include "tdf/FileIO.h"
 #include "tdf/TDFFile.h"
 
 namespace Orm::Lux::Trace {

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "tdf/CorvaErrors.h"
-#include "tdf/OpenFile.h"
+#include "tdf/FileIO.h"
 #include "tdf/TDFFormat.h"
 #include "tdf/TDFSectionReader.h"
 
@@ -15,7 +15,7 @@ namespace Orm::Lux::Trace {
 TDFFile::Answer TDFFile::HasIdentifier() const noexcept {
     TDFIdentifier found{};
     errno = 0;
-    if (ReadAt(m_stream, found.data(), found.size(), 0) == found.size()) {
+    if (ReadAt(m_stream, 0, found.data(), found.size()) == found.size()) {
         return found == kTDFIdentifier ? Answer::kYes : Answer::kNo;
     }
     const int error = errno;
@@ -28,9 +28,9 @@ TDFFile::Answer TDFFile::Find(const char* name, std::uint32_t version, std::uint
     if (name == nullptr) return Answer::kNo;
     TDFSectionReader reader(m_stream, start);
     if (!reader.Find(name, version)) {
-        return reader.Damage().fault == TDFFault::kReadError ? Answer::kUnreadable : Answer::kNo;
+        return reader.Fault().kind == TDFFaultKind::kReadError ? Answer::kUnreadable : Answer::kNo;
     }
-    data = {reader.Section().DataPosition(), reader.Section().DataLength()};
+    data = {reader.Section().DataOffset(), reader.Section().DataLength()};
     return Answer::kYes;
 }
 

@@ -17,7 +17,7 @@ public:
 
     // Where a section's data begins and how long it is, as the section's header states, in bytes.
     struct Data {
-        std::uint32_t position = 0;
+        std::uint32_t offset = 0;
         std::uint32_t length = 0;
     };
 
@@ -27,7 +27,7 @@ public:
     //          position, such as a FIFO, does not.
     Answer HasIdentifier() const noexcept;
 
-    // Looks for the first section with this name and version, from the position start on. A null name is no section's.
+    // Looks for the first section with this name and version, from the offset start on. A null name is no section's.
     // data: written for kYes only.
     Answer Find(const char* name, std::uint32_t version, std::uint64_t start, Data& data) const noexcept;
 

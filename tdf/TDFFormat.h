@@ -34,6 +34,18 @@ inline constexpr Field StoreLittleEndian(std::uint32_t value) noexcept {
 
 using FixedHeader = std::array<unsigned char, kFixedHeaderSize>;
 
+// The fixed fields of a header.
+struct HeaderFields {
+    std::uint32_t length = 0;  // of the section, header included
+    std::uint32_t version = 0;
+    std::uint32_t nameLength = 0;
+};
+
+// REQUIRES: p has kFixedHeaderSize bytes.
+inline constexpr HeaderFields DecodeFields(const unsigned char* p) noexcept {
+    return {LoadLittleEndian(p), LoadLittleEndian(p + kFieldSize), LoadLittleEndian(p + 2 * kFieldSize)};
+}
+
 inline constexpr FixedHeader StoreHeader(std::uint32_t length, std::uint32_t version,
                                          std::uint32_t nameLength) noexcept {
     FixedHeader bytes{};

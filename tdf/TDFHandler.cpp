@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "tdf/CorvaErrors.h"
-#include "tdf/OpenFile.h"
+#include "tdf/FileIO.h"
 #include "tdf/TDFAppender.h"
 #include "tdf/TDFFile.h"
 #include "tdf/TDFFormat.h"
@@ -64,7 +64,7 @@ bool TDFHandler::SeekSectionData(FILE* stream, const char* name, unsigned int ve
     if (start < 0) return false;
     TDFFile::Data data;
     const auto found = TDFFile(stream).Find(name, version, static_cast<std::uint64_t>(start), data);
-    if (found != TDFFile::Answer::kYes || fseeko(stream, static_cast<off_t>(data.position), SEEK_SET) != 0)
+    if (found != TDFFile::Answer::kYes || fseeko(stream, static_cast<off_t>(data.offset), SEEK_SET) != 0)
         return false;
     dataLength = data.length;
     return true;
@@ -88,7 +88,7 @@ void TDFHandler::LoadSectionData(const char* path, const char* name, unsigned in
     const TDFFile::Data data = RequireTDF(stream).Require(name, version);
     const std::uint32_t wanted = std::min(data.length, bufferSize);
     errno = 0;
-    const std::size_t got = ReadAt(stream.get(), buffer, wanted, data.position);
+    const std::size_t got = ReadAt(stream.get(), data.offset, buffer, wanted);
     Require(got == wanted || errno == 0, kSectionReadError);
     bytesRead = static_cast<unsigned int>(got);
 }
@@ -101,7 +101,7 @@ void TDFHandler::GetSectionDataPosition(const char* path, const char* name, unsi
     const TDFFile file = RequireTDF(stream);
     dataLength = 0;
     const TDFFile::Data data = file.Require(name, version);
-    position = data.position;
+    position = data.offset;
     dataLength = data.length;
 }
 
@@ -111,8 +111,8 @@ void TDFHandler::CreateTDFFile(const char* path) {
     FilePtr stream = OpenEmpty(path);
     Require(stream != nullptr, "Could not create TDF file as specified.");
     const bool written =
-        WriteAt(stream.get(), kTDFIdentifier.data(), kTDFIdentifier.size(), 0) == kTDFIdentifier.size();
-    Require(Close(std::move(stream)) && written, "Write error -  TDF file identifier.");
+        WriteAt(stream.get(), 0, kTDFIdentifier.data(), kTDFIdentifier.size()) == kTDFIdentifier.size();
+    Require(CloseChecked(std::move(stream)) && written, "Write error -  TDF file identifier.");
 }
 
 void TDFHandler::SaveSectionHeader(const char* path, const char* name, unsigned int version,

@@ -13,7 +13,7 @@
 #include "driver/CChannelDriver.h"
 #include "support/BadBlock.h"
 #include "support/Files.h"
-#include "tdf/OpenFile.h"
+#include "tdf/FileIO.h"
 #include "tdf/TDFHandler.h"
 #include "tdf/TDFSectionReader.h"
 
@@ -144,13 +144,13 @@ TEST(BadBlock, IsToldFromPiecesAndFromTheEnd) {
         g_piece = piece;
         Orm::Lux::Trace::TDFSectionReader reader(stream.get(), 0);
         const bool isFound = reader.Find("name", 1);
-        EXPECT_TRUE(piece > 0 ? isFound : reader.Damage().fault == Orm::Lux::Trace::TDFFault::kReadError) << piece;
+        EXPECT_TRUE(piece > 0 ? isFound : reader.Fault().kind == Orm::Lux::Trace::TDFFaultKind::kReadError) << piece;
         char bytes[8] = "~~~~~~~";
-        EXPECT_EQ(Orm::Lux::Trace::ReadAt(stream.get(), bytes, 6, 0), piece > 0 ? 6U : 0U);
+        EXPECT_EQ(Orm::Lux::Trace::ReadAt(stream.get(), 0, bytes, 6), piece > 0 ? 6U : 0U);
         EXPECT_EQ(bytes[6], '~') << piece;
         char more[40];
         errno = 0;
-        Expect({Orm::Lux::Trace::ReadAt(stream.get(), more, sizeof more, 0), errno},
+        Expect({Orm::Lux::Trace::ReadAt(stream.get(), 0, more, sizeof more), errno},
                piece > 0    ? "16, 0"
                : piece == 0 ? "0, 0"
                             : "0, 5",

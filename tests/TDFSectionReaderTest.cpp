@@ -5,7 +5,7 @@
 
 #include "support/BadBlock.h"
 #include "support/Files.h"
-#include "tdf/OpenFile.h"
+#include "tdf/FileIO.h"
 
 namespace {
 
@@ -29,10 +29,10 @@ template <class Visit> TDFSectionReader Walk(const std::string& file, Visit visi
     return reader;
 }
 
-TEST(Walk, ReportsDamage) {
-    // label, file, sections, fault, and its offset, claimed and available bytes
-    using enum TDFFault;
-    const std::tuple<const char*, std::string, int, TDFFault, std::uint64_t, std::uint64_t, std::uint64_t> rows[] = {
+TEST(Walk, ReportsFaults) {
+    // label, file, sections, kind of fault, and its offset, claimed and available bytes
+    using enum TDFFaultKind;
+    const std::tuple<const char*, std::string, int, TDFFaultKind, std::uint64_t, std::uint64_t, std::uint64_t> rows[] = {
         {"one", kFirst, 1, kNone, 0, 0, 0},
         {"nameless", Section("", 9, "") + kFirst, 2, kNone, 0, 0, 0},
         {"longest name", kFirst + Section(kLongName, 1, "d") + kFirst, 3, kNone, 0, 0, 0},
@@ -46,14 +46,14 @@ TEST(Walk, ReportsDamage) {
         {"data cut wholly", kFirst + Section("a", 1, "", 9013), 2, kDataCut, 21, 9013, 13},
         {"fixed header cut", kFirst + kFirst.substr(0, 11), 1, kHeaderCut, 21, 12, 11},
         {"name cut", kFirst + kFirst.substr(0, 16), 1, kHeaderCut, 21, 17, 16}};
-    for (const auto& [label, file, sections, fault, offset, claimed, available] : rows) {
+    for (const auto& [label, file, sections, kind, offset, claimed, available] : rows) {
         int count = 0;
         TDFSectionReader reader = Walk(file, [&](const TDFSection&) { ++count; });
         EXPECT_EQ(count, sections) << label;
-        EXPECT_EQ(reader.Next(), fault == kNone ? Step::kEnd : Step::kDamage) << label;
-        const TDFDamage& damage = reader.Damage();
-        EXPECT_EQ(std::tuple(damage.fault, damage.offset, damage.claimed, damage.available),
-                  std::tuple(fault, offset, claimed, available))
+        EXPECT_EQ(reader.Next(), kind == kNone ? Step::kEnd : Step::kFault) << label;
+        const TDFFault& fault = reader.Fault();
+        EXPECT_EQ(std::tuple(fault.kind, fault.offset, fault.claimed, fault.available),
+                  std::tuple(kind, offset, claimed, available))
             << label;
     }
 }
@@ -92,18 +92,18 @@ TEST(Walk, PassesOverABadBlockThatNoHeaderTouches) {
     std::fgetc(failed.get());
     TDFSectionReader unread(failed.get(), 0);
     EXPECT_FALSE(unread.Find("a", 1));
-    EXPECT_EQ(std::tuple(unread.Damage().fault, unread.Damage().claimed, unread.Damage().available),
-              std::tuple(TDFFault::kReadError, 0U, 0U));
+    EXPECT_EQ(std::tuple(unread.Fault().kind, unread.Fault().claimed, unread.Fault().available),
+              std::tuple(TDFFaultKind::kReadError, 0U, 0U));
     // Each seek fails in turn: that is never taken for the end of the file.
-    TDFFault fault = TDFFault::kReadError;
-    for (int seeks = 0; fault != TDFFault::kNone; ++seeks) {
+    TDFFaultKind kind = TDFFaultKind::kReadError;
+    for (int seeks = 0; kind != TDFFaultKind::kNone; ++seeks) {
         test::BadBlock block{file, file.size() + 1, seeks};
         const FilePtr stream(block.Open());
         TDFSectionReader reader(stream.get(), 0);
         reader.Find("none", 1);
-        fault = reader.Damage().fault;
-        EXPECT_EQ(reader.Damage().claimed + reader.Damage().available, 0U);
-        ASSERT_EQ(fault, block.seeks < 0 ? TDFFault::kReadError : TDFFault::kNone) << seeks;
+        kind = reader.Fault().kind;
+        EXPECT_EQ(reader.Fault().claimed + reader.Fault().available, 0U);
+        ASSERT_EQ(kind, block.seeks < 0 ? TDFFaultKind::kReadError : TDFFaultKind::kNone) << seeks;
     }
 }
 

@@ -31,10 +31,7 @@ constexpr std::array<unsigned long, 9> kReferencedTypes{0x88, 0x90, 0x98, 0xA0, 
 
 unsigned long TypeOf(unsigned long word) noexcept { return word >> kTypeShift; }
 
-const auto& CumulativeDays(long year) noexcept {
-    const bool leap = (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
-    return leap ? ORM_LUX::YDAYS_LEAP : ORM_LUX::YDAYS;
-}
+using ORM_LUX::CumulativeDays;
 
 // Brings a day that is counted from the first of a month, and may lie in any later year, into its own month.
 // REQUIRES: month is 1 to 12. Returns: false, with the arguments unspecified, when the year overflows.

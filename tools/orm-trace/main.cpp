@@ -4,7 +4,7 @@
 #include <sstream>
 #include <vector>
 
-#include "tools/orm-trace/Command.h"
+#include "tools/orm-trace/commands/Command.h"
 
 namespace {
 

@@ -1,0 +1,51 @@
+#include "capture/AppendTarget.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "tools/orm-trace/output/Output.h"
+#include "tools/orm-trace/output/Text.h"
+
+namespace orm_trace {
+
+AppendTarget::AppendTarget(const std::string& path)
+    : m_path(path),
+      m_lock(path, TargetLock::Purpose::kAppending),
+      m_descriptor(m_lock.Descriptor()),
+      m_writer(m_lock.Path(), path),
+      m_sizeBefore(m_writer.RequireWholeChain(ExitCode::kNotATrace)) {
+    m_unfinished.emplace([](const void* target) noexcept { static_cast<const AppendTarget*>(target)->Cut(); }, this);
+}
+
+AppendTarget::~AppendTarget() {
+    if (!m_unfinished || Cut()) return;
+    Report(m_path,
+           "keeps an incomplete section from offset " + Position(m_sizeBefore) + " on: " + std::strerror(errno));
+}
+
+std::uint64_t AppendTarget::Appended() const {
+    struct stat status {};
+    if (fstat(m_descriptor, &status) != 0) throw Failure(ExitCode::kFailed, m_path, std::strerror(errno));
+    const auto size = static_cast<std::uint64_t>(status.st_size);
+    return size > m_sizeBefore ? size - m_sizeBefore : 0;
+}
+
+void AppendTarget::Keep() {
+    m_writer.RequireWholeChain(ExitCode::kFailed);
+    if (!m_lock.HasName()) throw Failure(ExitCode::kFailed, m_path, "was replaced while it was being written");
+    m_unfinished.reset();
+}
+
+// Makes the file what it was, unless somebody has cut more of it. A signal handler calls it too.
+// Returns: false with errno set when that fails.
+bool AppendTarget::Cut() const noexcept {
+    struct stat status {};
+    const auto size = static_cast<off_t>(m_sizeBefore);
+    if (fstat(m_descriptor, &status) == 0 && status.st_size <= size) return true;
+    return ftruncate(m_descriptor, size) == 0;
+}
+
+}  // namespace orm_trace

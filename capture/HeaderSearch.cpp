@@ -1,0 +1,156 @@
+#include "capture/HeaderSearch.h"
+
+#include <algorithm>
+
+#include "tdf/TDFSectionReader.h"
+#include "tools/orm-trace/output/Text.h"
+
+namespace orm_trace {
+namespace {
+
+using namespace Orm::Lux::Trace;
+using Bytes = std::span<const unsigned char>;
+
+constexpr std::size_t kPage = 256 * 1024;
+constexpr std::size_t kLargestHeader = kFixedHeaderSize + kMaxTextName;  // of a section with a text as its name
+constexpr std::size_t kMinTextName = 2;                                  // bytes, of a name that stands for itself
+constexpr std::uint64_t kEnough = UINT64_MAX;                            // a position beyond all others
+
+std::uint32_t LengthOf(Bytes header) { return LoadLittleEndian(header.data()); }
+std::uint32_t NameLengthOf(Bytes header) { return LoadLittleEndian(header.data() + 2 * kFieldSize); }
+
+// Returns: the name that begins behind the fixed fields, empty when it is not text, or not there as a whole.
+std::string_view TextNameOf(Bytes header) {
+    const std::size_t length = NameLengthOf(header);
+    if (length > std::min(kMaxTextName, header.size() - kFixedHeaderSize)) return {};
+    const std::string_view name(reinterpret_cast<const char*>(header.data()) + kFixedHeaderSize, length);
+    return IsTextName(name) ? name : std::string_view();
+}
+
+}  // namespace
+
+bool IsTextName(std::string_view name) {
+    const auto isPrintable = [](char c) { return static_cast<unsigned char>(c) >= ' ' && c != '\x7F'; };
+    return !name.empty() && name.size() <= kMaxTextName && std::all_of(name.begin(), name.end(), isPrintable) &&
+           IsUtf8(name);
+}
+
+std::optional<NamedHeader> HeaderSearch::ReadNamed(std::uint64_t at) {
+    const Bytes header = Look(at, kLargestHeader);
+    const std::string_view name = header.size() < kFixedHeaderSize ? std::string_view() : TextNameOf(header);
+    if (name.empty()) return std::nullopt;
+    return NamedHeader{LengthOf(header), LoadLittleEndian(header.data() + kFieldSize), std::string(name)};
+}
+
+std::optional<std::uint64_t> HeaderSearch::Find(std::uint64_t from, std::uint64_t bound, bool alone) {
+    std::optional<std::uint64_t> found;
+    int headers = 0;
+    std::uint64_t to = std::min(bound, kMaxPosition);
+    ForEach(from, to, [&](std::uint64_t at, std::uint64_t end) {
+        if (end == bound || (end < bound && ReadNext(end).isHeader)) {
+            found = at;
+            return kEnough;
+        }
+        // It may stand for itself, unless the next one lies within it. One that the end of the file cuts is the first.
+        const bool isCut = end > bound && bound == m_file.Size();
+        const bool mayBe = alone && (end < bound || (isCut && headers == 0));
+        found = mayBe ? std::optional(at) : std::nullopt;
+        to = std::min({bound, kMaxPosition, mayBe ? end : bound});
+        ++headers;
+        return at + 1;
+    });
+    return found;
+}
+
+std::optional<std::uint64_t> HeaderSearch::FindAcross(std::uint64_t from, std::uint64_t to) {
+    std::optional<std::uint64_t> found;
+    std::optional<std::uint64_t> first;  // that shows it if no other header is there
+    int headers = 0;
+    const std::uint64_t size = m_file.Size();
+    ForEach(from, std::min(to, size), [&](std::uint64_t at, std::uint64_t end) {
+        // Goes up to what breaks the chain, or beyond `to`.
+        const bool isWhole = end <= size;
+        bool isFollowed = end == size;
+        while (end < size) {
+            const Next next = ReadNext(end);
+            isFollowed = isFollowed || next.isHeader;
+            if (!next.end || end > to) break;
+            end = *next.end;
+        }
+        if (FollowsIdentifier(at)) return end;
+        const bool shows = isWhole && (end > to || to >= size);
+        if (shows && isFollowed) {
+            found = at;
+            return kEnough;
+        }
+        if (shows) first = at;
+        ++headers;
+        return isFollowed ? end : at + 1;
+    });
+    return headers == 1 && !found ? first : found;
+}
+
+// Calls visit(at, end) for each well-formed header in [from, to) with a name that stands for itself, where end is that
+// of its section. It returns where to go on. It may change `to`.
+template <class Visit> void HeaderSearch::ForEach(std::uint64_t from, const std::uint64_t& to, Visit visit) {
+    for (std::uint64_t at = from; at < to;) {
+        const Bytes page = Scan(at);
+        if (page.size() < kFixedHeaderSize) return;
+        const std::uint64_t begin = m_pageBegin + static_cast<std::uint64_t>(page.data() - m_page.data());
+        at = std::max(at, begin);
+        // The last bytes of a page are looked at with the next one, unless there is none.
+        const bool isLast = m_pageSize < kPage;
+        const std::uint64_t end = begin + page.size() - (isLast ? kFixedHeaderSize - 1 : kLargestHeader - 1);
+        while (at < std::min(end, to)) {
+            const Bytes header = page.subspan(static_cast<std::size_t>(at - begin));
+            const bool isLongEnough = NameLengthOf(header) >= kMinTextName && NameLengthOf(header) <= kMaxTextName;
+            if (!isLongEnough || CheckHeader(header.data(), at).fault != TDFFaultKind::kNone ||
+                TextNameOf(header).empty()) {
+                ++at;
+            } else {
+                at = visit(at, at + LengthOf(header));
+            }
+        }
+        if (isLast) return;
+    }
+}
+
+HeaderSearch::Next HeaderSearch::ReadNext(std::uint64_t at) {
+    const Bytes header = Look(at, kLargestHeader);
+    if (header.size() < kFixedHeaderSize) return {};
+    const bool hasName = !TextNameOf(header).empty();
+    if (CheckHeader(header.data(), at).fault != TDFFaultKind::kNone) return {hasName};
+    const std::uint64_t end = at + LengthOf(header);
+    const std::uint32_t nameLength = NameLengthOf(header);
+    if (hasName || (nameLength != 0 && nameLength <= kMaxTextName && end <= m_file.Size())) return {true, end};
+    return {};
+}
+
+bool HeaderSearch::FollowsIdentifier(std::uint64_t at) {
+    const Bytes before = Look(at - kTDFIdentifier.size(), kTDFIdentifier.size());
+    return std::equal(before.begin(), before.end(), kTDFIdentifier.begin(), kTDFIdentifier.end());
+}
+
+// Returns: the bytes of the page from this position on, or from the next position that may begin a header: none does in
+// a hole, where its length would be 0.
+Bytes HeaderSearch::Scan(std::uint64_t at) {
+    if (at < m_pageBegin || at + kLargestHeader > m_pageBegin + m_pageSize) {
+        const std::uint64_t data = m_file.NextData(at);
+        m_pageBegin = data > at + kFixedHeaderSize ? data - kFixedHeaderSize : at;
+        m_page.resize(kPage);
+        m_pageSize = m_file.ReadAt(m_pageBegin, m_page.data(), kPage);
+        at = m_pageBegin;
+    }
+    return Bytes(m_page.data(), m_pageSize).subspan(static_cast<std::size_t>(at - m_pageBegin));
+}
+
+// Returns: up to size bytes from this position on, fewer only at the end of the file. Valid until the next call.
+Bytes HeaderSearch::Look(std::uint64_t at, std::size_t size) {
+    if (at >= m_pageBegin && at + size <= m_pageBegin + m_pageSize) {
+        return {m_page.data() + (at - m_pageBegin), size};
+    }
+    m_header.resize(size);
+    return {m_header.data(), m_file.ReadAt(at, m_header.data(), size)};
+}
+
+}  // namespace orm_trace

@@ -1,0 +1,65 @@
+#include "capture/InputFile.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+#include "tdf/TDFFormat.h"
+#include "tdf/TDFHandler.h"
+#include "tools/orm-trace/output/Failure.h"
+#include "tools/orm-trace/output/Text.h"
+
+namespace orm_trace {
+
+using namespace Orm::Lux::Trace;
+
+InputFile::InputFile(std::string path) : m_path(std::move(path)), m_stream(OpenForReading(m_path.c_str())) {
+    if (!m_stream || !MeasureSize(m_stream.get(), m_size)) {
+        throw Failure(ExitCode::kNotATrace, m_path, std::strerror(errno));
+    }
+    std::setvbuf(m_stream.get(), nullptr, _IONBF, 0);  // a walk reads ahead by itself
+    TDFIdentifier found{};
+    const std::size_t read = ReadAt(0, found.data(), found.size());
+    if (read == 0 && m_size >= found.size()) ThrowShorter();
+    m_hasIdentifier = read == found.size() && found == kTDFIdentifier;
+}
+
+void InputFile::Measure() const {
+    std::uint64_t size = 0;
+    if (!MeasureSize(m_stream.get(), size)) throw Failure(ExitCode::kNotATrace, m_path, std::strerror(errno));
+    if (size < m_size) ThrowShorter();
+    m_size = size;
+}
+
+void InputFile::ThrowShorter() const {
+    throw Failure(ExitCode::kNotATrace, m_path, "became shorter while it was being read");
+}
+
+bool InputFile::IsNamedTdf() const noexcept { return TDFHandler().HasExtension(m_path.c_str(), kTDFExtension); }
+
+void InputFile::RequireIdentifier() const {
+    if (m_hasIdentifier) return;
+    throw Failure(ExitCode::kNotATrace, m_path,
+                  IsNamedTdf() ? "is no TDF file, though named .tdf: it lacks the identifier" : "is no TDF file");
+}
+
+std::size_t InputFile::ReadAt(std::uint64_t offset, void* buffer, std::size_t size) const {
+    errno = 0;
+    const std::size_t read = Orm::Lux::Trace::ReadAt(m_stream.get(), buffer, size, offset);
+    if (read < size && errno != 0) {
+        throw Failure(ExitCode::kFailed, m_path,
+                      "cannot be read at offset " + Position(offset + read) + ": " + std::strerror(errno));
+    }
+    return read;
+}
+
+std::uint64_t InputFile::NextData(std::uint64_t offset) const noexcept {
+    const off_t data = lseek(fileno(m_stream.get()), static_cast<off_t>(offset), SEEK_DATA);
+    if (data >= 0) return std::max(static_cast<std::uint64_t>(data), offset);
+    return errno == ENXIO ? std::max(m_size, offset) : offset;
+}
+
+}  // namespace orm_trace

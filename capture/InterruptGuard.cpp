@@ -1,0 +1,103 @@
+#include "capture/InterruptGuard.h"
+
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+
+namespace orm_trace {
+namespace {
+
+struct Work {
+    InterruptGuard::TakeBack takeBack = nullptr;
+    const void* object = nullptr;
+    pid_t process = 0;
+    pid_t thread = 0;
+};
+Work g_work;
+std::atomic<bool> g_isUnfinished = false;
+static_assert(std::atomic<bool>::is_always_lock_free, "a handler may use it");
+
+bool EndsProcess(int signal) {
+    switch (signal) {
+        case SIGCHLD:
+        case SIGCONT:
+        case SIGSTOP:
+        case SIGTSTP:
+        case SIGTTIN:
+        case SIGTTOU:
+        case SIGURG:
+        case SIGWINCH: return false;
+        default: return true;
+    }
+}
+
+// Whether it tells of the thread that gets it, which cannot go on.
+bool IsFault(int signal) {
+    switch (signal) {
+        case SIGABRT:
+        case SIGBUS:
+        case SIGFPE:
+        case SIGILL:
+        case SIGSEGV:
+        case SIGSYS:
+        case SIGTRAP: return true;
+        default: return false;
+    }
+}
+
+void SetDefault(int signal) {
+    struct sigaction action {};
+    action.sa_handler = SIG_DFL;
+    sigaction(signal, &action, nullptr);
+}
+
+void TakeBackAndEnd(int signal) {
+    const int error = errno;
+    if (g_isUnfinished && getpid() == g_work.process) {
+        const bool isForeign = gettid() != g_work.thread && !IsFault(signal);
+        if (isForeign && tgkill(g_work.process, g_work.thread, signal) == 0) {
+            errno = error;
+            return;
+        }
+        g_work.takeBack(g_work.object);
+    }
+    SetDefault(signal);
+    raise(signal);  // comes when this handler, which blocks it, returns
+    errno = error;
+}
+
+}  // namespace
+
+BlockedSignals::BlockedSignals() noexcept {
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &m_before);
+}
+
+BlockedSignals::~BlockedSignals() { pthread_sigmask(SIG_SETMASK, &m_before, nullptr); }
+
+InterruptGuard::InterruptGuard(TakeBack takeBack, const void* work) noexcept {
+    g_work = {takeBack, work, getpid(), gettid()};
+    g_isUnfinished = true;
+    struct sigaction action {};
+    action.sa_handler = TakeBackAndEnd;
+    action.sa_flags = SA_RESTART;
+    sigfillset(&action.sa_mask);
+    for (int signal = 1; signal < _NSIG; ++signal) {
+        struct sigaction before {};
+        if (!EndsProcess(signal) || sigaction(signal, nullptr, &before) != 0 || before.sa_handler != SIG_DFL) continue;
+        if (sigaction(signal, &action, nullptr) == 0) m_caught.set(static_cast<std::size_t>(signal));
+    }
+}
+
+InterruptGuard::~InterruptGuard() {
+    g_isUnfinished = false;
+    for (int signal = 1; signal < _NSIG; ++signal) {
+        if (!m_caught.test(static_cast<std::size_t>(signal))) continue;
+        struct sigaction now {};
+        if (sigaction(signal, nullptr, &now) == 0 && now.sa_handler == TakeBackAndEnd) SetDefault(signal);
+    }
+}
+
+}  // namespace orm_trace

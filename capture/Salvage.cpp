@@ -1,0 +1,211 @@
+#include "capture/Salvage.h"
+
+#include <algorithm>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "capture/ChainScan.h"
+#include "tools/orm-trace/output/Failure.h"
+#include "capture/HeaderSearch.h"
+
+namespace orm_trace {
+
+using namespace Orm::Lux::Trace;
+
+// One way through the file. A section is shown when it is known where it ends, which is when others behind it are found.
+class Salvage::Pass {
+public:
+    Pass(Salvage& salvage, Visitor& visitor)
+        : m_salvage(salvage), m_file(salvage.m_file), m_visitor(visitor), m_search(m_file) {}
+
+    Totals Run() {
+        std::uint64_t at = kTDFIdentifier.size();
+        if (m_file.HasIdentifier()) {
+            m_totals.recovered = at;
+        } else {
+            m_isFound = true;
+            at = FindNext(0, 0);
+            LeaveOut(0, at);
+        }
+        for (bool isFirst = m_file.HasIdentifier(); isFirst || at < m_file.Size(); isFirst = false) at = Follow(at);
+        ShowAll();
+        return m_totals;
+    }
+
+private:
+    static constexpr std::size_t kMaxKnown = 1024;  // without one of them, the scan only has to find it again
+
+    // A section that is not shown yet.
+    struct Kept {
+        Item item;  // its name is elsewhere: this object moves
+        std::string name;
+
+        TDFSection Section() const {
+            TDFSection section = item.section;
+            section.name = name;
+            return section;
+        }
+        void SetEnd(std::uint64_t end, State state) {
+            item.length = static_cast<std::uint32_t>(end - item.section.offset);
+            item.state = state;
+        }
+    };
+
+    // Follows the chain from a section on. Returns: where to go on behind what ends it.
+    std::uint64_t Follow(std::uint64_t start) {
+        SectionWalk walk(m_file, start);
+        while (walk.Next()) {
+            const TDFSection& section = walk.Section();
+            Begin(section, section.length, m_isFound ? State::kFoundByScan : State::kIntact);
+            // Beyond the damage a section may end within another one that is known.
+            const std::uint64_t bound = Bound(section.offset);
+            if (m_isFound && bound < m_file.Size() && section.End() > bound) return EndBefore(bound);
+        }
+        if (!walk.Damage()) return m_file.Size();
+        Fault fault = *walk.Damage();
+        const bool isCut = fault.damage.fault == TDFFaultKind::kDataCut;
+        fault.section = m_totals.sections + (m_before ? 1 : 0) + (m_last && !isCut ? 1 : 0);
+        if (fault.damage.fault == TDFFaultKind::kReadError) {
+            throw Failure(ExitCode::kFailed, m_file.Path(), fault.Message());
+        }
+        ++m_totals.faults;
+        m_visitor.OnFault(fault);
+        m_isFound = true;
+        if (isCut) return EndCutSection();
+        const std::uint64_t at = fault.damage.offset;
+        const auto header = m_search.ReadNamed(at);
+        const bool isInFormat = header && at + kFixedHeaderSize + header->name.size() < kMaxPosition;
+        return isInFormat ? Rebuild(at, *header) : PassGarbage(at);
+    }
+
+    // The file ends within the last section, if its length is true.
+    std::uint64_t EndCutSection() {
+        const std::uint64_t size = m_file.Size();
+        if (const auto known = FindWithinLast(size)) return EndBefore(*known);
+        m_last->SetEnd(size, State::kCut);
+        return size;
+    }
+
+    // A header with a name, but without a usable length.
+    std::uint64_t Rebuild(std::uint64_t at, const NamedHeader& header) {
+        const TDFSection section{static_cast<std::uint32_t>(at), header.length, header.version, header.name};
+        const std::uint64_t next = FindNext(section.DataPosition(), section.DataPosition());
+        const std::uint64_t end = std::min({next, at + kMaxSectionLength, kMaxPosition});
+        Begin(section, static_cast<std::uint32_t>(end - at), State::kRebuilt);
+        LeaveOut(end, next);
+        return next;
+    }
+
+    // Behind the last section, if there is one, is nothing that could be a header.
+    std::uint64_t PassGarbage(std::uint64_t at) {
+        const bool endsAsItSays =
+            m_last && (m_last->item.state == State::kIntact || m_last->item.state == State::kFoundByScan);
+        if (const auto known = endsAsItSays ? FindWithinLast(at) : std::nullopt) return EndBefore(*known);
+        return GoOn(at, FindNext(at + 1, at));
+    }
+
+    // The last section cannot end where it says, since another one is known to begin before that.
+    std::uint64_t EndBefore(std::uint64_t known) {
+        const std::uint64_t at = m_last->item.section.offset;
+        const std::uint64_t next = m_search.Find(at + 1, known, true).value_or(known);
+        if (next < m_last->Section().DataPosition()) {  // what was taken for its header is none
+            m_last = std::exchange(m_before, std::nullopt);
+            return PassGarbage(at);
+        }
+        m_last->SetEnd(next, State::kShortened);
+        return next;
+    }
+
+    // Returns: a section that shows that the last one, which has the bytes before `to` for itself, does not end there.
+    std::optional<std::uint64_t> FindWithinLast(std::uint64_t to) {
+        const std::uint64_t from = m_last->item.section.offset + 1;
+        if (const auto chain = Chain(from, to); chain && *chain < to) return chain;
+        const auto found = m_search.FindAcross(from, to);
+        if (found) m_known.push_back(*found);
+        if (m_known.size() > kMaxKnown) m_known.erase(m_known.begin());
+        return found;
+    }
+
+    // Bytes that are in no section go to the one before them if that is wanted. Returns: their end.
+    std::uint64_t GoOn(std::uint64_t begin, std::uint64_t end) {
+        if (m_salvage.m_withTail && m_last && IsRoomFor(end)) {
+            m_last->SetEnd(end, State::kExtended);
+        } else {
+            LeaveOut(begin, end);
+        }
+        return end;
+    }
+
+    // Returns: where the next section behind a damage is, or the end of the file.
+    std::uint64_t FindNext(std::uint64_t from, std::uint64_t trusted) {
+        Chain(from, trusted);
+        const std::uint64_t bound = Bound(from);
+        const bool isTdf = m_file.HasIdentifier() || m_last || m_totals.sections != 0;
+        return m_search.Find(from, bound, isTdf).value_or(bound);
+    }
+
+    std::optional<std::uint64_t> Chain(std::uint64_t from, std::uint64_t trusted) {
+        auto& [file, withTail, isScanned, chain] = m_salvage;
+        if (!isScanned) chain = FindChainToEnd(m_file, from, std::min(trusted, m_file.Size()));
+        isScanned = true;
+        return chain;
+    }
+
+    // Returns: where the first section beyond a position begins that is known already, or the end of the file.
+    std::uint64_t Bound(std::uint64_t at) {
+        while (!m_known.empty() && m_known.back() <= at) m_known.pop_back();
+        if (!m_known.empty()) return m_known.back();
+        return m_salvage.m_chain && *m_salvage.m_chain > at ? *m_salvage.m_chain : m_file.Size();
+    }
+
+    bool IsRoomFor(std::uint64_t end) const {
+        return end - m_last->item.section.offset <= kMaxSectionLength && end <= kMaxPosition;
+    }
+
+    void Begin(const TDFSection& section, std::uint32_t length, State state) {
+        if (m_before) Show(*m_before);
+        std::swap(m_before, m_last);
+        if (!m_last) m_last.emplace();
+        m_last->item = {section, length, state};
+        m_last->name = section.name;
+    }
+
+    void ShowAll() {
+        for (auto* each : {&m_before, &m_last}) {
+            if (*each) Show(**each);
+            each->reset();
+        }
+    }
+
+    void Show(const Kept& kept) {
+        ++m_totals.sections;
+        m_totals.recovered += kept.item.length;
+        m_visitor.OnSection({kept.Section(), kept.item.length, kept.item.state});
+    }
+
+    void LeaveOut(std::uint64_t begin, std::uint64_t end) {
+        if (begin == end) return;
+        Gap gap{begin, end, Gap::Tail::kNoSection};
+        if (m_last) gap.tail = IsRoomFor(end) ? Gap::Tail::kOffered : Gap::Tail::kTooLong;
+        ShowAll();
+        if (m_totals.gaps++ == 0) m_totals.firstGap = begin;
+        m_totals.lastGapEnd = end;
+        m_totals.leftOut += end - begin;
+        m_visitor.OnGap(gap);
+    }
+
+    Salvage& m_salvage;
+    const InputFile& m_file;
+    Visitor& m_visitor;
+    HeaderSearch m_search;
+    Totals m_totals;
+    bool m_isFound = false;              // a damage was passed
+    std::vector<std::uint64_t> m_known;  // where sections begin that were found across the ends of others, nearest last
+    std::optional<Kept> m_last;          // whose end may change
+    std::optional<Kept> m_before;        // which is the last one again when that is none
+};
+
+Salvage::Totals Salvage::Visit(Visitor& visitor) { return Pass(*this, visitor).Run(); }
+
+}  // namespace orm_trace

@@ -1,0 +1,68 @@
+#include "capture/SectionCopy.h"
+
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+#include "tools/orm-trace/output/Failure.h"
+#include "capture/SectionWalk.h"
+
+namespace orm_trace {
+
+using namespace Orm::Lux::Trace;
+
+namespace {
+
+FilePtr Open(const std::string& path, const std::string& name) {
+    FilePtr stream = OpenForUpdate(path.c_str());
+    if (!stream) throw Failure(ExitCode::kFailed, name, std::strerror(errno));
+    return stream;
+}
+
+}  // namespace
+
+SectionCopy::SectionCopy(const InputFile& from, std::string path, std::string name)
+    : m_from(from),
+      m_path(std::move(path)),
+      m_name(std::move(name)),
+      m_stream(Open(m_path, m_name)),
+      m_bytes(fileno(m_stream.get()), m_name) {
+    m_bytes.Write(kTDFIdentifier.data(), kTDFIdentifier.size());
+}
+
+void SectionCopy::Add(const Salvage::Item& item) {
+    const std::uint64_t begin = item.section.offset;
+    const std::uint64_t end = begin + item.length;
+    const bool isAsItIs = item.length == item.section.length;
+    if (begin != m_runEnd || !isAsItIs) CopyRun();
+    if (m_runBegin == m_runEnd) m_runBegin = begin;
+    if (!isAsItIs) {
+        const Field length = StoreLittleEndian(item.length);
+        m_bytes.Write(length.data(), length.size());
+        m_runBegin = begin + length.size();
+    }
+    m_runEnd = end;
+    ++m_count;
+}
+
+void SectionCopy::Verify() {
+    CopyRun();
+    m_bytes.Finish();
+    if (!CloseChecked(std::move(m_stream))) throw Failure(ExitCode::kFailed, m_name, std::strerror(errno));
+    About(m_name, [&] {
+        const InputFile file(m_path);
+        SectionWalk walk(file);
+        while (walk.Next()) continue;
+        if (walk.Damage()) throw Failure(ExitCode::kFailed, m_name, walk.Damage()->Message());
+        if (walk.Count() != m_count || file.Size() != m_bytes.Size()) {
+            throw Failure(ExitCode::kFailed, m_name, "does not have what was written");
+        }
+    });
+}
+
+void SectionCopy::CopyRun() {
+    m_bytes.Copy(m_from, m_runBegin, m_runEnd);
+    m_runBegin = m_runEnd;
+}
+
+}  // namespace orm_trace

@@ -1,0 +1,40 @@
+// A TDF file that sections of another one are copied to.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "tdf/FileIO.h"
+#include "capture/ByteCopy.h"
+#include "capture/InputFile.h"
+#include "capture/Salvage.h"
+
+namespace orm_trace {
+
+// Errors: each operation throws Failure for what cannot be read, written or confirmed.
+class SectionCopy {
+public:
+    // The file, which holds the identifier at most, is that which path leads to; messages call it by its name.
+    SectionCopy(const InputFile& from, std::string path, std::string name);
+
+    // Copies a section byte for byte but for its length.
+    void Add(const Salvage::Item& item);
+
+    // Closes the file, and checks that lookups reach every section that was copied, and that nothing is behind them.
+    void Verify();
+
+private:
+    void CopyRun();
+
+    const InputFile& m_from;
+    std::string m_path;
+    std::string m_name;
+    Orm::Lux::Trace::FilePtr m_stream;
+    ByteCopy m_bytes;
+    std::uint64_t m_count = 0;
+    // Sections that follow each other and stay as they are, which are copied together.
+    std::uint64_t m_runBegin = 0;
+    std::uint64_t m_runEnd = 0;
+};
+
+}  // namespace orm_trace

@@ -1,0 +1,40 @@
+// Keeping other writers from a file.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "tdf/FileIO.h"
+
+namespace orm_trace {
+
+// The file that a name leads to, open and locked against others that lock it too. The lock, flock(2), is that of the
+// descriptor: it stays when somebody else in this process opens and closes the file. Where the file system has no locks
+// the file is only open.
+class TargetLock {
+public:
+    enum class Purpose { kAppending, kReplacing };
+
+    // Waits up to 30 seconds for the lock, and starts over if the name then leads to another file.
+    // Errors: Failure: kNotATrace, or kFailed for one to be replaced, when the file cannot be opened; kFailed when the
+    //         wait was too long, or the name cannot be looked up.
+    TargetLock(std::string name, Purpose purpose);
+
+    int Descriptor() const noexcept { return fileno(m_file.get()); }
+
+    // Returns: a path that leads to this file, whatever has the name. It is the name where the system has none.
+    const std::string& Path() const noexcept { return m_path; }
+
+    // Whether the name leads to this file still. Errors: Failure (kFailed).
+    bool HasName() const;
+
+private:
+    std::string m_name;
+    Orm::Lux::Trace::FilePtr m_file;
+    std::string m_path;
+};
+
+// Returns: a path that leads to an open file; fallback where the system has no such paths.
+std::string PathOfOpen(int descriptor, const std::string& fallback);
+
+}  // namespace orm_trace

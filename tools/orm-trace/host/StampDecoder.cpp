@@ -1,0 +1,51 @@
+#include "tools/orm-trace/host/StampDecoder.h"
+
+#include <cmath>
+#include <cstdlib>
+
+#include "tools/orm-trace/options/NumberOption.h"
+#include "tools/orm-trace/options/ParseTime.h"
+
+namespace orm_trace {
+
+StmDecoder::StmDecoder(CLI::App& app) {
+    app.add_option("--frequency", m_frequency, "Transaction cycles per second")
+        ->required()
+        ->check([](const std::string& text) {
+            const double hertz = std::strtod(text.c_str(), nullptr);
+            return std::isfinite(hertz) && hertz > 0 ? "" : "not a finite number above 0: " + text;
+        })
+        ->option_text("HZ");
+    AddNumberOption(app, "--base", m_base, UINT64_MAX, "Index of the sample that cycles are shifted to (default: 0)");
+    AddNumberOption(app, "--index", m_index, UINT64_MAX,
+                    "Index of the word's sample (default: 0, with --file its number)");
+    app.footer("Example, one second after the start:\n  orm-trace stamp stm 170000000 --frequency 1e6\n  1000000");
+}
+
+std::string StmDecoder::Decode(std::uint64_t word, std::optional<std::uint64_t> index) {
+    return m_decoder.GetStmTODStamp(word, m_base, m_index.value_or(index.value_or(0)), 0, m_frequency);
+}
+
+RcvDecoder::RcvDecoder(CLI::App& app) {
+    app.add_option("--zero", m_zeroText, "Time at which the count, with the reference, is 0")
+        ->required()
+        ->option_text("\"YYYY-MM-DD HH:MM:SS[.ffffff]\"");
+    AddNumberOption(app, "--reference", m_reference, UINT64_MAX, "Time-of-day reference count (default: 0)");
+    app.footer(
+        "Example, 90061.5 seconds after that time:\n"
+        "  orm-trace stamp rcv 0x88000DECBE3B4BC0 --zero \"2026-11-16 10:00:00\"\n"
+        "   11/17/2026 11:01:01:500:000");
+}
+
+void RcvDecoder::Prepare() {
+    const auto zero = ParseTime(m_zeroText);
+    if (!zero) throw Failure(ExitCode::kUsage, "--zero", "no time YYYY-MM-DD HH:MM:SS[.ffffff]: " + m_zeroText);
+    m_zero = *zero;
+}
+
+std::string RcvDecoder::Decode(std::uint64_t word, std::optional<std::uint64_t>) {
+    return m_zero.GetRcvTODStamp(word, static_cast<std::uint32_t>(m_reference),
+                                 static_cast<std::uint32_t>(m_reference >> 32));
+}
+
+}  // namespace orm_trace

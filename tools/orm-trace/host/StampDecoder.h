@@ -1,0 +1,49 @@
+// Decoders of time stamp words, with their command lines.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "timestamp/Timestamp.h"
+#include "tools/orm-trace/commands/Command.h"
+
+namespace orm_trace {
+
+// A decoder, with its options.
+class Decoder {
+public:
+    virtual ~Decoder() = default;
+    // Called once, when the options are known. Errors: Failure.
+    virtual void Prepare() {}
+    // index: the number of a trace's sample, where there is one. Returns: the stamp's text, empty for no stamp.
+    virtual std::string Decode(std::uint64_t word, std::optional<std::uint64_t> index) = 0;
+};
+
+// Words of a system trace module.
+class StmDecoder : public Decoder {
+public:
+    explicit StmDecoder(CLI::App& app);
+    std::string Decode(std::uint64_t word, std::optional<std::uint64_t> index) override;
+
+private:
+    double m_frequency = 0;
+    std::uint64_t m_base = 0;
+    std::optional<std::uint64_t> m_index;
+    Orm::Lux::Trace::uTimestampCD m_decoder;
+};
+
+// Status words of a trace receiver.
+class RcvDecoder : public Decoder {
+public:
+    explicit RcvDecoder(CLI::App& app);
+    void Prepare() override;
+    std::string Decode(std::uint64_t word, std::optional<std::uint64_t> index) override;
+
+private:
+    std::string m_zeroText;
+    std::uint64_t m_reference = 0;
+    Orm::Lux::Trace::uTimestampCD m_zero;
+};
+
+}  // namespace orm_trace

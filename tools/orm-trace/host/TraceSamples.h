@@ -1,0 +1,55 @@
+// The samples of a trace, page by page.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tdf/TraceSection.h"
+#include "tools/orm-trace/host/Driver.h"
+#include "tools/orm-trace/output/Failure.h"
+
+namespace orm_trace {
+
+using Orm::Lux::Trace::kSampleSize;
+
+// Pages through a run of samples with a driver, and says how many of them are missing.
+class TraceSamples {
+public:
+    struct Page {
+        std::uint64_t first;  // number of its first sample
+        const unsigned long* samples;
+        std::size_t count;
+    };
+
+    // Loads the trace. Errors: Failure.
+    TraceSamples(Driver& driver, std::string file);
+
+    // Returns: the samples in the file, of which the driver may serve fewer: it counts bytes in 32 bits.
+    std::uint64_t Total() const noexcept { return m_total; }
+
+    // Chooses the run: count samples from first on, which may be beyond the last one. Called once, before Next.
+    void Require(std::uint64_t first, std::uint64_t count);
+
+    // Returns: the next page, valid until the next call; nothing behind the last. A run without samples is read all the
+    //          same: a file that cannot be read at all says so then. Errors: Failure.
+    std::optional<Page> Next();
+
+    // Returns: kOk, or kIncomplete when samples are missing or the run begins beyond the last one, which is reported.
+    ExitCode Finish() const;
+
+private:
+    Driver& m_driver;
+    std::string m_file;
+    std::uint64_t m_served;
+    std::uint64_t m_total;
+    std::uint64_t m_wanted = 0;
+    std::uint64_t m_next = 0;  // sample
+    std::uint64_t m_end = 0;   // of what is there, of the run
+    std::uint64_t m_read = 0;
+    bool m_ended = false;
+    std::vector<unsigned long> m_page;
+};
+
+}  // namespace orm_trace

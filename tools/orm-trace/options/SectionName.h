@@ -1,0 +1,19 @@
+// Names of sections on the command line.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "tools/orm-trace/output/Failure.h"
+#include "tools/orm-trace/output/Text.h"
+
+namespace orm_trace {
+
+// Returns: the name's bytes, which may be written as the tool shows them. Errors: Failure (kUsage).
+inline std::string SectionName(std::string_view text) {
+    const auto name = Unescaped(text);
+    if (!name) throw Failure(ExitCode::kUsage, std::string(text), "has a backslash that begins neither \\xHH nor \\\\");
+    return *name;
+}
+
+}  // namespace orm_trace

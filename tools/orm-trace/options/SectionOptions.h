@@ -1,0 +1,33 @@
+// The options that name the sections to be written.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <string>
+#include <vector>
+
+#include "capture/AppendTarget.h"
+#include "capture/SectionSource.h"
+
+namespace orm_trace {
+
+class SectionOptions {
+public:
+    // Returns: the option --section.
+    CLI::Option* AddTo(CLI::App& app);
+
+    // Opens every section's data, and reads what standard input gives. Unless duplicates are allowed, no two sections may
+    // have the same name and version. Errors: Failure.
+    std::vector<SectionSource> Open() const;
+
+    // Errors: Failure (kFailed): duplicates are not allowed, and target has a section of the same name and version.
+    void RequireNew(const std::vector<SectionSource>& sources, const AppendTarget& target) const;
+
+    // Units: bytes, of the data of all sections.
+    static std::uint64_t TotalSize(const std::vector<SectionSource>& sources);
+
+private:
+    std::vector<std::string> m_texts;
+    bool m_allowDuplicate = false;
+};
+
+}  // namespace orm_trace
