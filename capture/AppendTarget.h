@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -12,29 +13,31 @@
 
 namespace orm_trace {
 
-// Appends sections to a TDF file, and takes back what was appended unless the work is kept, also when a signal ends the
-// process: a file that was whole stays whole. The file is locked: of those that write to it with a lock, one does so at a
-// time.
+// Appends sections to a TDF file. Unless Keep was called, the file is truncated to its old size in the end, also when a
+// signal ends the process: a file that was whole stays whole. The file is locked: writers that lock it write in turn.
 class AppendTarget {
 public:
-    // Errors: those of TargetLock; Failure (kNotATrace): path is no TDF file, or its chain of sections does not end at
-    //         its end, so that what is appended could not be found.
-    explicit AppendTarget(const std::string& path);
+    // What a destructor cannot throw: the file could not be truncated.
+    using OnLeftover = std::function<void(const Error&)>;
+
+    // Errors: those of TargetLock; Error (kInput): path is not a TDF file, or its chain of sections does not end at its
+    //         end, so that what is appended could not be found.
+    AppendTarget(const std::string& path, OnLeftover onLeftover);
     ~AppendTarget();
     AppendTarget(const AppendTarget&) = delete;
     AppendTarget& operator=(const AppendTarget&) = delete;
 
-    // Errors: Failure (kFailed): there is such a section already, so that readers would not see another one.
+    // Errors: Error (kFailed): the file has such a section, so that readers would not see another one.
     void RequireNew(const std::string& name, std::uint32_t version) const { m_writer.RequireNew(name, version); }
 
-    // Errors: Failure (kFailed).
-    void Append(SectionSource& source) { m_writer.Append(source); }
+    // Errors: Error (kFailed).
+    void Append(SectionSource& source, const ProgressCallback& onProgress = {}) { m_writer.Append(source, onProgress); }
 
-    // Units: bytes, by which the file has grown. Errors: Failure (kFailed).
+    // Units: bytes, by which the file has grown. Errors: Error (kFailed).
     std::uint64_t Appended() const;
 
     // Ends the work: checks that what was appended can be read.
-    // Errors: Failure (kFailed), when the chain of sections does not end at the end of the file, or the file is no longer
+    // Errors: Error (kFailed), when the chain of sections does not end at the end of the file, or the file is no longer
     //         the one of that name.
     void Keep();
 
@@ -42,6 +45,7 @@ private:
     bool Cut() const noexcept;
 
     std::string m_path;
+    OnLeftover m_onLeftover;
     TargetLock m_lock;
     int m_descriptor;  // of the lock, for the signal handler
     SectionWriter m_writer;

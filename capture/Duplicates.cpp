@@ -42,9 +42,8 @@ bool Duplicates::IsSame(std::uint32_t offset, const Orm::Lux::Trace::TDFSection&
     using namespace Orm::Lux::Trace;
     std::string header(section.HeaderSize(), '\0');
     if (m_file.ReadAt(offset, header.data(), header.size()) < header.size()) return false;
-    const auto* fields = reinterpret_cast<const unsigned char*>(header.data());
-    return LoadLittleEndian(fields + kFieldSize) == section.version &&
-           LoadLittleEndian(fields + 2 * kFieldSize) == section.name.size() &&
+    const HeaderFields fields = DecodeFields(reinterpret_cast<const unsigned char*>(header.data()));
+    return fields.version == section.version && fields.nameLength == section.name.size() &&
            std::string_view(header).substr(kFixedHeaderSize) == section.name;
 }
 

@@ -1,4 +1,4 @@
-// Finding sections that no lookup finds, because one before them has the same name and version.
+// Finding sections that lookups never reach, because an earlier one has the same name and version.
 #pragma once
 
 #include <cstddef>
@@ -25,7 +25,7 @@ public:
     bool Has(const Orm::Lux::Trace::TDFSection& section) const noexcept { return Hash(section) % m_parts == m_part; }
 
     // Returns: the offset of the first section that has the name and version of this one, if there is one before it.
-    // REQUIRES: the section belongs to this part. Errors: Failure.
+    // REQUIRES: the section belongs to this part. Errors: Error.
     std::optional<std::uint32_t> Find(const Orm::Lux::Trace::TDFSection& section);
 
 private:

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
+#include "capture/Text.h"
 #include "tdf/TDFSectionReader.h"
-#include "tools/orm-trace/output/Text.h"
 
 namespace orm_trace {
 namespace {
@@ -11,17 +11,14 @@ namespace {
 using namespace Orm::Lux::Trace;
 using Bytes = std::span<const unsigned char>;
 
-constexpr std::size_t kPage = 256 * 1024;
+constexpr std::size_t kChunk = 256 * 1024;
 constexpr std::size_t kLargestHeader = kFixedHeaderSize + kMaxTextName;  // of a section with a text as its name
 constexpr std::size_t kMinTextName = 2;                                  // bytes, of a name that stands for itself
-constexpr std::uint64_t kEnough = UINT64_MAX;                            // a position beyond all others
+constexpr std::uint64_t kEnough = UINT64_MAX;                            // an offset beyond all others
 
-std::uint32_t LengthOf(Bytes header) { return LoadLittleEndian(header.data()); }
-std::uint32_t NameLengthOf(Bytes header) { return LoadLittleEndian(header.data() + 2 * kFieldSize); }
-
-// Returns: the name that begins behind the fixed fields, empty when it is not text, or not there as a whole.
+// Returns: the name that follows the fixed fields, empty when it is not text, or not all of it is in the bytes.
 std::string_view TextNameOf(Bytes header) {
-    const std::size_t length = NameLengthOf(header);
+    const std::size_t length = DecodeFields(header.data()).nameLength;
     if (length > std::min(kMaxTextName, header.size() - kFixedHeaderSize)) return {};
     const std::string_view name(reinterpret_cast<const char*>(header.data()) + kFixedHeaderSize, length);
     return IsTextName(name) ? name : std::string_view();
@@ -39,10 +36,11 @@ std::optional<NamedHeader> HeaderSearch::ReadNamed(std::uint64_t at) {
     const Bytes header = Look(at, kLargestHeader);
     const std::string_view name = header.size() < kFixedHeaderSize ? std::string_view() : TextNameOf(header);
     if (name.empty()) return std::nullopt;
-    return NamedHeader{LengthOf(header), LoadLittleEndian(header.data() + kFieldSize), std::string(name)};
+    const HeaderFields fields = DecodeFields(header.data());
+    return NamedHeader{fields.length, fields.version, std::string(name)};
 }
 
-std::optional<std::uint64_t> HeaderSearch::Find(std::uint64_t from, std::uint64_t bound, bool alone) {
+std::optional<std::uint64_t> HeaderSearch::Find(std::uint64_t from, std::uint64_t bound, bool isSingle) {
     std::optional<std::uint64_t> found;
     int headers = 0;
     std::uint64_t to = std::min(bound, kMaxPosition);
@@ -51,9 +49,9 @@ std::optional<std::uint64_t> HeaderSearch::Find(std::uint64_t from, std::uint64_
             found = at;
             return kEnough;
         }
-        // It may stand for itself, unless the next one lies within it. One that the end of the file cuts is the first.
+        // It may be a single one, unless the next one lies within it. One that the end of the file cuts is the first.
         const bool isCut = end > bound && bound == m_file.Size();
-        const bool mayBe = alone && (end < bound || (isCut && headers == 0));
+        const bool mayBe = isSingle && (end < bound || (isCut && headers == 0));
         found = mayBe ? std::optional(at) : std::nullopt;
         to = std::min({bound, kMaxPosition, mayBe ? end : bound});
         ++headers;
@@ -68,7 +66,7 @@ std::optional<std::uint64_t> HeaderSearch::FindAcross(std::uint64_t from, std::u
     int headers = 0;
     const std::uint64_t size = m_file.Size();
     ForEach(from, std::min(to, size), [&](std::uint64_t at, std::uint64_t end) {
-        // Goes up to what breaks the chain, or beyond `to`.
+        // Goes on to what breaks the chain, or beyond `to`.
         const bool isWhole = end <= size;
         bool isFollowed = end == size;
         while (end < size) {
@@ -90,25 +88,25 @@ std::optional<std::uint64_t> HeaderSearch::FindAcross(std::uint64_t from, std::u
     return headers == 1 && !found ? first : found;
 }
 
-// Calls visit(at, end) for each well-formed header in [from, to) with a name that stands for itself, where end is that
+// Calls visit(at, end) for each well-formed header in [from, to) with a name of two bytes or more, where end is that
 // of its section. It returns where to go on. It may change `to`.
 template <class Visit> void HeaderSearch::ForEach(std::uint64_t from, const std::uint64_t& to, Visit visit) {
     for (std::uint64_t at = from; at < to;) {
-        const Bytes page = Scan(at);
-        if (page.size() < kFixedHeaderSize) return;
-        const std::uint64_t begin = m_pageBegin + static_cast<std::uint64_t>(page.data() - m_page.data());
+        const Bytes chunk = Scan(at);
+        if (chunk.size() < kFixedHeaderSize) return;
+        const std::uint64_t begin = m_chunkBegin + static_cast<std::uint64_t>(chunk.data() - m_chunk.data());
         at = std::max(at, begin);
-        // The last bytes of a page are looked at with the next one, unless there is none.
-        const bool isLast = m_pageSize < kPage;
-        const std::uint64_t end = begin + page.size() - (isLast ? kFixedHeaderSize - 1 : kLargestHeader - 1);
+        // The last bytes of a chunk are looked at with the next one, if one follows.
+        const bool isLast = m_chunkSize < kChunk;
+        const std::uint64_t end = begin + chunk.size() - (isLast ? kFixedHeaderSize - 1 : kLargestHeader - 1);
         while (at < std::min(end, to)) {
-            const Bytes header = page.subspan(static_cast<std::size_t>(at - begin));
-            const bool isLongEnough = NameLengthOf(header) >= kMinTextName && NameLengthOf(header) <= kMaxTextName;
-            if (!isLongEnough || CheckHeader(header.data(), at).fault != TDFFaultKind::kNone ||
-                TextNameOf(header).empty()) {
+            const Bytes header = chunk.subspan(static_cast<std::size_t>(at - begin));
+            const HeaderFields fields = DecodeFields(header.data());
+            const bool hasNameLength = fields.nameLength >= kMinTextName && fields.nameLength <= kMaxTextName;
+            if (!hasNameLength || CheckHeader(fields, at).kind != TDFFaultKind::kNone || TextNameOf(header).empty()) {
                 ++at;
             } else {
-                at = visit(at, at + LengthOf(header));
+                at = visit(at, at + fields.length);
             }
         }
         if (isLast) return;
@@ -119,10 +117,11 @@ HeaderSearch::Next HeaderSearch::ReadNext(std::uint64_t at) {
     const Bytes header = Look(at, kLargestHeader);
     if (header.size() < kFixedHeaderSize) return {};
     const bool hasName = !TextNameOf(header).empty();
-    if (CheckHeader(header.data(), at).fault != TDFFaultKind::kNone) return {hasName};
-    const std::uint64_t end = at + LengthOf(header);
-    const std::uint32_t nameLength = NameLengthOf(header);
-    if (hasName || (nameLength != 0 && nameLength <= kMaxTextName && end <= m_file.Size())) return {true, end};
+    const HeaderFields fields = DecodeFields(header.data());
+    if (CheckHeader(fields, at).kind != TDFFaultKind::kNone) return {hasName};
+    const std::uint64_t end = at + fields.length;
+    const bool hasNameLength = fields.nameLength != 0 && fields.nameLength <= kMaxTextName;
+    if (hasName || (hasNameLength && end <= m_file.Size())) return {true, end};
     return {};
 }
 
@@ -131,23 +130,23 @@ bool HeaderSearch::FollowsIdentifier(std::uint64_t at) {
     return std::equal(before.begin(), before.end(), kTDFIdentifier.begin(), kTDFIdentifier.end());
 }
 
-// Returns: the bytes of the page from this position on, or from the next position that may begin a header: none does in
-// a hole, where its length would be 0.
+// Returns: the bytes of the chunk from this offset on, or from the next offset where a header may begin: in a hole its
+// length would be 0.
 Bytes HeaderSearch::Scan(std::uint64_t at) {
-    if (at < m_pageBegin || at + kLargestHeader > m_pageBegin + m_pageSize) {
+    if (at < m_chunkBegin || at + kLargestHeader > m_chunkBegin + m_chunkSize) {
         const std::uint64_t data = m_file.NextData(at);
-        m_pageBegin = data > at + kFixedHeaderSize ? data - kFixedHeaderSize : at;
-        m_page.resize(kPage);
-        m_pageSize = m_file.ReadAt(m_pageBegin, m_page.data(), kPage);
-        at = m_pageBegin;
+        m_chunkBegin = data > at + kFixedHeaderSize ? data - kFixedHeaderSize : at;
+        m_chunk.resize(kChunk);
+        m_chunkSize = m_file.ReadAt(m_chunkBegin, m_chunk.data(), kChunk);
+        at = m_chunkBegin;
     }
-    return Bytes(m_page.data(), m_pageSize).subspan(static_cast<std::size_t>(at - m_pageBegin));
+    return Bytes(m_chunk.data(), m_chunkSize).subspan(static_cast<std::size_t>(at - m_chunkBegin));
 }
 
-// Returns: up to size bytes from this position on, fewer only at the end of the file. Valid until the next call.
+// Returns: up to size bytes from this offset on, fewer only at the end of the file. Valid until the next call.
 Bytes HeaderSearch::Look(std::uint64_t at, std::size_t size) {
-    if (at >= m_pageBegin && at + size <= m_pageBegin + m_pageSize) {
-        return {m_page.data() + (at - m_pageBegin), size};
+    if (at >= m_chunkBegin && at + size <= m_chunkBegin + m_chunkSize) {
+        return {m_chunk.data() + (at - m_chunkBegin), size};
     }
     m_header.resize(size);
     return {m_header.data(), m_file.ReadAt(at, m_header.data(), size)};

@@ -7,10 +7,10 @@
 #include <cstring>
 #include <utility>
 
+#include "capture/Error.h"
+#include "capture/Text.h"
 #include "tdf/TDFFormat.h"
 #include "tdf/TDFHandler.h"
-#include "tools/orm-trace/output/Failure.h"
-#include "tools/orm-trace/output/Text.h"
 
 namespace orm_trace {
 
@@ -18,7 +18,7 @@ using namespace Orm::Lux::Trace;
 
 InputFile::InputFile(std::string path) : m_path(std::move(path)), m_stream(OpenForReading(m_path.c_str())) {
     if (!m_stream || !MeasureSize(m_stream.get(), m_size)) {
-        throw Failure(ExitCode::kNotATrace, m_path, std::strerror(errno));
+        throw Error(ErrorKind::kInput, m_path, std::strerror(errno));
     }
     std::setvbuf(m_stream.get(), nullptr, _IONBF, 0);  // a walk reads ahead by itself
     TDFIdentifier found{};
@@ -29,29 +29,29 @@ InputFile::InputFile(std::string path) : m_path(std::move(path)), m_stream(OpenF
 
 void InputFile::Measure() const {
     std::uint64_t size = 0;
-    if (!MeasureSize(m_stream.get(), size)) throw Failure(ExitCode::kNotATrace, m_path, std::strerror(errno));
+    if (!MeasureSize(m_stream.get(), size)) throw Error(ErrorKind::kInput, m_path, std::strerror(errno));
     if (size < m_size) ThrowShorter();
     m_size = size;
 }
 
 void InputFile::ThrowShorter() const {
-    throw Failure(ExitCode::kNotATrace, m_path, "became shorter while it was being read");
+    throw Error(ErrorKind::kInput, m_path, "became shorter while it was being read");
 }
 
 bool InputFile::IsNamedTdf() const noexcept { return TDFHandler().HasExtension(m_path.c_str(), kTDFExtension); }
 
 void InputFile::RequireIdentifier() const {
     if (m_hasIdentifier) return;
-    throw Failure(ExitCode::kNotATrace, m_path,
-                  IsNamedTdf() ? "is no TDF file, though named .tdf: it lacks the identifier" : "is no TDF file");
+    throw Error(ErrorKind::kInput, m_path,
+                IsNamedTdf() ? "is not a TDF file, though named .tdf: it lacks the identifier" : "is not a TDF file");
 }
 
 std::size_t InputFile::ReadAt(std::uint64_t offset, void* buffer, std::size_t size) const {
     errno = 0;
-    const std::size_t read = Orm::Lux::Trace::ReadAt(m_stream.get(), buffer, size, offset);
+    const std::size_t read = Orm::Lux::Trace::ReadAt(m_stream.get(), offset, buffer, size);
     if (read < size && errno != 0) {
-        throw Failure(ExitCode::kFailed, m_path,
-                      "cannot be read at offset " + Position(offset + read) + ": " + std::strerror(errno));
+        throw Error(ErrorKind::kFailed, m_path,
+                    "cannot be read at offset " + OffsetText(offset + read) + ": " + std::strerror(errno));
     }
     return read;
 }

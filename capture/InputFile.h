@@ -1,4 +1,4 @@
-// A trace file that is looked into, and never written to.
+// An open trace file that is only read.
 #pragma once
 
 #include <cstddef>
@@ -12,32 +12,32 @@ namespace orm_trace {
 
 class InputFile {
 public:
-    // Errors: Failure (kNotATrace): the file cannot be opened, is none that has positions, or became shorter meanwhile.
+    // Errors: Error (kInput): the file cannot be opened, is not seekable, or became shorter while it was being opened.
     explicit InputFile(std::string path);
 
     const std::string& Path() const noexcept { return m_path; }
     // Units: bytes, when the file was opened, or at the last Measure.
     std::uint64_t Size() const noexcept { return m_size; }
-    // Looks how long the file is now: it may have grown. Errors: Failure (kNotATrace): it became shorter.
+    // Measures the file again: it may have grown. Errors: Error (kInput): it became shorter.
     void Measure() const;
-    // Throws that Failure.
+    // Throws that error.
     [[noreturn]] void ThrowShorter() const;
-    // Whether it begins as a TDF file does; and whether it has such a name, which hosts ask for besides.
+    // Whether it begins with the TDF identifier; and whether it is named .tdf, which hosts also require.
     bool HasIdentifier() const noexcept { return m_hasIdentifier; }
     bool IsNamedTdf() const noexcept;
 
-    // Errors: Failure (kNotATrace): the file does not begin as a TDF file does.
+    // Errors: Error (kInput): the file does not begin with the TDF identifier.
     void RequireIdentifier() const;
 
-    // Reads from a position on. Returns: the bytes read, fewer than size only at the end of the file.
-    // Errors: Failure (kFailed).
+    // Reads from an offset on. Returns: the bytes read, fewer than size only at the end of the file.
+    // Errors: Error (kFailed).
     std::size_t ReadAt(std::uint64_t offset, void* buffer, std::size_t size) const;
 
-    // Returns: the first position from offset on where there may be other bytes than 0: holes of a sparse file are
-    //          passed over. The size of the file when there is none.
+    // Returns: the first offset from this one on where the file may have other bytes than 0: holes of a sparse file are
+    //          skipped. The size of the file if only holes follow.
     std::uint64_t NextData(std::uint64_t offset) const noexcept;
 
-    // For a walk, one at a time. ReadAt leaves its position alone.
+    // The open stream, for TDFSectionReader.
     std::FILE* Stream() const noexcept { return m_stream.get(); }
 
 private:

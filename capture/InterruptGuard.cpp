@@ -9,7 +9,7 @@ namespace orm_trace {
 namespace {
 
 struct Work {
-    InterruptGuard::TakeBack takeBack = nullptr;
+    InterruptGuard::Undo undo = nullptr;
     const void* object = nullptr;
     pid_t process = 0;
     pid_t thread = 0;
@@ -32,7 +32,7 @@ bool EndsProcess(int signal) {
     }
 }
 
-// Whether it tells of the thread that gets it, which cannot go on.
+// Whether the thread that gets it caused it and cannot go on.
 bool IsFault(int signal) {
     switch (signal) {
         case SIGABRT:
@@ -52,7 +52,7 @@ void SetDefault(int signal) {
     sigaction(signal, &action, nullptr);
 }
 
-void TakeBackAndEnd(int signal) {
+void UndoAndEnd(int signal) {
     const int error = errno;
     if (g_isUnfinished && getpid() == g_work.process) {
         const bool isForeign = gettid() != g_work.thread && !IsFault(signal);
@@ -60,10 +60,10 @@ void TakeBackAndEnd(int signal) {
             errno = error;
             return;
         }
-        g_work.takeBack(g_work.object);
+        g_work.undo(g_work.object);
     }
     SetDefault(signal);
-    raise(signal);  // comes when this handler, which blocks it, returns
+    raise(signal);  // delivered when this handler, which blocks it, returns
     errno = error;
 }
 
@@ -77,11 +77,11 @@ BlockedSignals::BlockedSignals() noexcept {
 
 BlockedSignals::~BlockedSignals() { pthread_sigmask(SIG_SETMASK, &m_before, nullptr); }
 
-InterruptGuard::InterruptGuard(TakeBack takeBack, const void* work) noexcept {
-    g_work = {takeBack, work, getpid(), gettid()};
+InterruptGuard::InterruptGuard(Undo undo, const void* work) noexcept {
+    g_work = {undo, work, getpid(), gettid()};
     g_isUnfinished = true;
     struct sigaction action {};
-    action.sa_handler = TakeBackAndEnd;
+    action.sa_handler = UndoAndEnd;
     action.sa_flags = SA_RESTART;
     sigfillset(&action.sa_mask);
     for (int signal = 1; signal < _NSIG; ++signal) {
@@ -96,7 +96,7 @@ InterruptGuard::~InterruptGuard() {
     for (int signal = 1; signal < _NSIG; ++signal) {
         if (!m_caught.test(static_cast<std::size_t>(signal))) continue;
         struct sigaction now {};
-        if (sigaction(signal, nullptr, &now) == 0 && now.sa_handler == TakeBackAndEnd) SetDefault(signal);
+        if (sigaction(signal, nullptr, &now) == 0 && now.sa_handler == UndoAndEnd) SetDefault(signal);
     }
 }
 

@@ -1,4 +1,4 @@
-// What a signal that ends the process must not leave.
+// Undoing unfinished work when a signal ends the process.
 #pragma once
 
 #include <signal.h>
@@ -19,17 +19,17 @@ private:
     sigset_t m_before;
 };
 
-// While it exists, each signal that would end the process takes back unfinished work first; then the process ends by
-// that signal. A signal that is ignored, or that somebody else handles, when the guard is made is left to that.
+// While it exists, each signal that would end the process first undoes unfinished work; then the process ends by that
+// signal. A signal that is ignored or has a handler when the guard is made is not touched.
 //
-// Threads: the thread that makes the guard is the one that writes. A signal that another one gets is handed to it, so
-//          that nothing is written after the work was taken back. A forked child takes nothing back.
+// Threads: the thread that makes the guard is the one that writes. A signal that another thread gets is passed on to it, so
+//          that nothing is written after the work was undone. A forked child undoes nothing.
 // REQUIRES: it is the only one.
 class InterruptGuard {
 public:
-    // takeBack(work) is called in a signal handler: it makes async-signal-safe calls only.
-    using TakeBack = void (*)(const void* work) noexcept;
-    InterruptGuard(TakeBack takeBack, const void* work) noexcept;
+    // undo(work) is called in a signal handler: it makes async-signal-safe calls only.
+    using Undo = void (*)(const void* work) noexcept;
+    InterruptGuard(Undo undo, const void* work) noexcept;
     ~InterruptGuard();
     InterruptGuard(const InterruptGuard&) = delete;
     InterruptGuard& operator=(const InterruptGuard&) = delete;

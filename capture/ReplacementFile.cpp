@@ -11,9 +11,9 @@
 #include <filesystem>
 #include <utility>
 
+#include "capture/Error.h"
 #include "tdf/TDFFormat.h"
 #include "tdf/TDFHandler.h"
-#include "tools/orm-trace/output/Failure.h"
 
 namespace orm_trace {
 
@@ -24,10 +24,10 @@ namespace {
 constexpr int kOwnerOnly = 0600;  // until the file is complete
 
 [[noreturn]] void ThrowSystemError(const std::string& path) {
-    throw Failure(ExitCode::kFailed, path, std::strerror(errno));
+    throw Error(ErrorKind::kFailed, path, std::strerror(errno));
 }
 
-// Returns: null, and the descriptor closed, where there is none or it cannot be had as a stream.
+// Returns: null for no descriptor, and, with the descriptor closed, where it cannot become a stream.
 FilePtr Own(int descriptor) {
     FilePtr stream(descriptor < 0 ? nullptr : fdopen(descriptor, "r+b"));
     if (!stream && descriptor >= 0) close(descriptor);
@@ -63,12 +63,12 @@ void ReplacementFile::Publish() {
         const int descriptor = fileno(m_file.get());
         if (fchmod(descriptor, ModeOfTarget()) != 0 || fsync(descriptor) != 0) ThrowSystemError(m_target);
         if (TakeName(!replaced)) return;
-        // Somebody has made a file of that name since it was looked for.
+        // A file of that name was made since it was looked for.
         if (errno != EEXIST || !m_replace) ThrowSystemError(m_target);
     }
 }
 
-// Leaves the file null where the file system has no files without a name, or the system no paths to them.
+// Leaves the file null where the file system has no nameless files, or the system no paths to them.
 void ReplacementFile::MakeNameless() {
     const std::string folder = std::filesystem::path(m_target).parent_path() / ".";
     FilePtr file = Own(open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, kOwnerOnly));
@@ -88,10 +88,10 @@ void ReplacementFile::MakeHidden() {
     m_file = Own(descriptor);
 }
 
-// Returns: the permissions that the file has or, as a new one, gets. Errors: Failure, when it may not be made.
+// Returns: the permissions that the file has or, as a new one, gets. Errors: Error, when it may not be made.
 mode_t ReplacementFile::ModeOfTarget() const {
     if (m_isTdf && !TDFHandler().HasExtension(m_target.c_str(), kTDFExtension)) {
-        throw Failure(ExitCode::kUsage, m_target, "TDF file extension must be .tdf.");
+        throw Error(ErrorKind::kArgument, m_target, "TDF file extension must be .tdf.");
     }
     struct stat status {};
     if (lstat(m_target.c_str(), &status) != 0) {
@@ -100,8 +100,8 @@ mode_t ReplacementFile::ModeOfTarget() const {
         umask(mask);
         return 0666 & ~mask;
     }
-    if (!S_ISREG(status.st_mode)) throw Failure(ExitCode::kFailed, m_target, "exists and is not a regular file");
-    if (!m_replace) throw Failure(ExitCode::kFailed, m_target, m_ifExists);
+    if (!S_ISREG(status.st_mode)) throw Error(ErrorKind::kFailed, m_target, "exists and is not a regular file");
+    if (!m_replace) throw Error(ErrorKind::kFailed, m_target, m_ifExists);
     return status.st_mode & 07777;
 }
 
@@ -113,7 +113,7 @@ bool ReplacementFile::TakeName(bool isFree) const {
         if (renameat2(AT_FDCWD, path, AT_FDCWD, target, isFree ? RENAME_NOREPLACE : 0) == 0) return true;
         if (!isFree || errno != EINVAL) return false;
     }
-    // The way for a file without a name, and where the file system cannot tell a free name when it renames.
+    // For a nameless file, and where the file system cannot rename without replacing.
     return linkat(AT_FDCWD, path, AT_FDCWD, target, AT_SYMLINK_FOLLOW) == 0;
 }
 

@@ -6,16 +6,16 @@
 #include <optional>
 #include <string>
 
-#include "tdf/FileIO.h"
 #include "capture/InterruptGuard.h"
 #include "capture/TargetLock.h"
+#include "tdf/FileIO.h"
 
 namespace orm_trace {
 
-// The name of a file that goes with this object, also when a signal ends the process.
+// The name of a file, removed with this object, also when a signal ends the process.
 class TemporaryName {
 public:
-    // The file is there. Signals are blocked since before it was made.
+    // The file exists. Signals have been blocked since before it was made.
     explicit TemporaryName(std::string path);
     ~TemporaryName();
     TemporaryName(const TemporaryName&) = delete;
@@ -26,22 +26,22 @@ private:
     InterruptGuard m_guard;
 };
 
-// A file that takes the place of its target when it is complete, and is gone otherwise, also when a signal ends the
-// process. One that replaces nothing has no name before, so that it is gone however the process ends; where it replaces
-// a file, or the file system has no such files, it has a hidden name beside the target.
+// A file that takes the place of its target when it is complete, and disappears otherwise, also when a signal ends the
+// process. A file that replaces nothing has no name until then, so that it disappears however the process ends. Where it
+// replaces a file, or the file system has no nameless files, it has a hidden name in the target's folder.
 class ReplacementFile {
 public:
     // Makes the file: with isTdf a TDF file without sections, else an empty one.
     // replace: a regular file of that name may exist.
-    // Errors:  Failure: kUsage for a TDF file's name without the extension .tdf, kFailed when the file exists and is not
+    // Errors:  Error: kArgument for a TDF file's name without the extension .tdf, kFailed when the file exists and is not
     //          to be replaced (ifExists says so), or cannot be made.
     ReplacementFile(std::string target, bool replace, const char* ifExists, bool isTdf = true);
     // Returns: a path that leads to the file.
     const std::string& Path() const noexcept { return m_path; }
 
     // Gives the file its name, once its bytes are on the disk, with the permissions of the file that it replaces. That
-    // one is locked: nobody who locks it writes to it any more, or takes it for the new one.
-    // Errors: those of TargetLock; Failure (kFailed).
+    // one is locked: a writer that waits for the lock then finds the new file.
+    // Errors: those of TargetLock; Error (kFailed).
     void Publish();
 
 private:

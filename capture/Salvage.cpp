@@ -6,14 +6,14 @@
 #include <vector>
 
 #include "capture/ChainScan.h"
-#include "tools/orm-trace/output/Failure.h"
+#include "capture/Error.h"
 #include "capture/HeaderSearch.h"
 
 namespace orm_trace {
 
 using namespace Orm::Lux::Trace;
 
-// One way through the file. A section is shown when it is known where it ends, which is when others behind it are found.
+// One way through the file. A section is shown once its end is known, which is when sections after it were found.
 class Salvage::Pass {
 public:
     Pass(Salvage& salvage, Visitor& visitor)
@@ -26,7 +26,7 @@ public:
         } else {
             m_isFound = true;
             at = FindNext(0, 0);
-            LeaveOut(0, at);
+            AddGap(0, at);
         }
         for (bool isFirst = m_file.HasIdentifier(); isFirst || at < m_file.Size(); isFirst = false) at = Follow(at);
         ShowAll();
@@ -52,28 +52,28 @@ private:
         }
     };
 
-    // Follows the chain from a section on. Returns: where to go on behind what ends it.
+    // Follows the chain from a section on. Returns: where to go on after what ends it.
     std::uint64_t Follow(std::uint64_t start) {
         SectionWalk walk(m_file, start);
         while (walk.Next()) {
             const TDFSection& section = walk.Section();
             Begin(section, section.length, m_isFound ? State::kFoundByScan : State::kIntact);
-            // Beyond the damage a section may end within another one that is known.
+            // After a fault a section may end within another one that is known.
             const std::uint64_t bound = Bound(section.offset);
             if (m_isFound && bound < m_file.Size() && section.End() > bound) return EndBefore(bound);
         }
-        if (!walk.Damage()) return m_file.Size();
-        Fault fault = *walk.Damage();
-        const bool isCut = fault.damage.fault == TDFFaultKind::kDataCut;
-        fault.section = m_totals.sections + (m_before ? 1 : 0) + (m_last && !isCut ? 1 : 0);
-        if (fault.damage.fault == TDFFaultKind::kReadError) {
-            throw Failure(ExitCode::kFailed, m_file.Path(), fault.Message());
+        if (!walk.Fault()) return m_file.Size();
+        LocatedFault fault = *walk.Fault();
+        const bool isCut = fault.kind == TDFFaultKind::kDataCut;
+        fault.index = m_totals.sections + (m_before ? 1 : 0) + (m_last && !isCut ? 1 : 0);
+        if (fault.kind == TDFFaultKind::kReadError) {
+            throw Error(ErrorKind::kFailed, m_file.Path(), fault.Message());
         }
         ++m_totals.faults;
         m_visitor.OnFault(fault);
         m_isFound = true;
         if (isCut) return EndCutSection();
-        const std::uint64_t at = fault.damage.offset;
+        const std::uint64_t at = fault.offset;
         const auto header = m_search.ReadNamed(at);
         const bool isInFormat = header && at + kFixedHeaderSize + header->name.size() < kMaxPosition;
         return isInFormat ? Rebuild(at, *header) : PassGarbage(at);
@@ -90,14 +90,14 @@ private:
     // A header with a name, but without a usable length.
     std::uint64_t Rebuild(std::uint64_t at, const NamedHeader& header) {
         const TDFSection section{static_cast<std::uint32_t>(at), header.length, header.version, header.name};
-        const std::uint64_t next = FindNext(section.DataPosition(), section.DataPosition());
+        const std::uint64_t next = FindNext(section.DataOffset(), section.DataOffset());
         const std::uint64_t end = std::min({next, at + kMaxSectionLength, kMaxPosition});
         Begin(section, static_cast<std::uint32_t>(end - at), State::kRebuilt);
-        LeaveOut(end, next);
+        AddGap(end, next);
         return next;
     }
 
-    // Behind the last section, if there is one, is nothing that could be a header.
+    // What follows the last section, if any, cannot be a header.
     std::uint64_t PassGarbage(std::uint64_t at) {
         const bool endsAsItSays =
             m_last && (m_last->item.state == State::kIntact || m_last->item.state == State::kFoundByScan);
@@ -105,11 +105,11 @@ private:
         return GoOn(at, FindNext(at + 1, at));
     }
 
-    // The last section cannot end where it says, since another one is known to begin before that.
+    // The last section cannot end where its header states, since another one is known to begin before that.
     std::uint64_t EndBefore(std::uint64_t known) {
         const std::uint64_t at = m_last->item.section.offset;
         const std::uint64_t next = m_search.Find(at + 1, known, true).value_or(known);
-        if (next < m_last->Section().DataPosition()) {  // what was taken for its header is none
+        if (next < m_last->Section().DataOffset()) {  // what was taken for its header is not one
             m_last = std::exchange(m_before, std::nullopt);
             return PassGarbage(at);
         }
@@ -117,7 +117,7 @@ private:
         return next;
     }
 
-    // Returns: a section that shows that the last one, which has the bytes before `to` for itself, does not end there.
+    // Returns: a section which shows that the last one, whose header claims the bytes before `to`, does not end there.
     std::optional<std::uint64_t> FindWithinLast(std::uint64_t to) {
         const std::uint64_t from = m_last->item.section.offset + 1;
         if (const auto chain = Chain(from, to); chain && *chain < to) return chain;
@@ -127,17 +127,17 @@ private:
         return found;
     }
 
-    // Bytes that are in no section go to the one before them if that is wanted. Returns: their end.
+    // Adds bytes that are in no section to the one before them, if asked to. Returns: their end.
     std::uint64_t GoOn(std::uint64_t begin, std::uint64_t end) {
         if (m_salvage.m_withTail && m_last && IsRoomFor(end)) {
             m_last->SetEnd(end, State::kExtended);
         } else {
-            LeaveOut(begin, end);
+            AddGap(begin, end);
         }
         return end;
     }
 
-    // Returns: where the next section behind a damage is, or the end of the file.
+    // Returns: where the next section after a fault is, or the end of the file.
     std::uint64_t FindNext(std::uint64_t from, std::uint64_t trusted) {
         Chain(from, trusted);
         const std::uint64_t bound = Bound(from);
@@ -152,7 +152,7 @@ private:
         return chain;
     }
 
-    // Returns: where the first section beyond a position begins that is known already, or the end of the file.
+    // Returns: where the first section after an offset begins that is already known, or the end of the file.
     std::uint64_t Bound(std::uint64_t at) {
         while (!m_known.empty() && m_known.back() <= at) m_known.pop_back();
         if (!m_known.empty()) return m_known.back();
@@ -184,14 +184,14 @@ private:
         m_visitor.OnSection({kept.Section(), kept.item.length, kept.item.state});
     }
 
-    void LeaveOut(std::uint64_t begin, std::uint64_t end) {
+    void AddGap(std::uint64_t begin, std::uint64_t end) {
         if (begin == end) return;
         Gap gap{begin, end, Gap::Tail::kNoSection};
         if (m_last) gap.tail = IsRoomFor(end) ? Gap::Tail::kOffered : Gap::Tail::kTooLong;
         ShowAll();
         if (m_totals.gaps++ == 0) m_totals.firstGap = begin;
         m_totals.lastGapEnd = end;
-        m_totals.leftOut += end - begin;
+        m_totals.unrecovered += end - begin;
         m_visitor.OnGap(gap);
     }
 
@@ -200,10 +200,10 @@ private:
     Visitor& m_visitor;
     HeaderSearch m_search;
     Totals m_totals;
-    bool m_isFound = false;              // a damage was passed
+    bool m_isFound = false;              // a fault was passed
     std::vector<std::uint64_t> m_known;  // where sections begin that were found across the ends of others, nearest last
     std::optional<Kept> m_last;          // whose end may change
-    std::optional<Kept> m_before;        // which is the last one again when that is none
+    std::optional<Kept> m_before;        // which becomes the last one again if that one is dropped
 };
 
 Salvage::Totals Salvage::Visit(Visitor& visitor) { return Pass(*this, visitor).Run(); }

@@ -1,4 +1,4 @@
-// What of a TDF file can be recovered.
+// Finding what can be recovered of a TDF file.
 #pragma once
 
 #include <cstdint>
@@ -9,30 +9,30 @@
 
 namespace orm_trace {
 
-// Goes through a file, as often as wanted, and shows what it finds: sections, what is wrong, and what is left out. Every
-// byte of the file is in one section, or is left out.
+// Goes through a file, as often as wanted, and shows what it finds: sections, faults, and gaps. Every byte of the file is
+// in one section or in one gap.
 //
-// Where the headers lead, the sections are those that lookups see. Behind a damage it looks for more, first for a chain
-// of sections that reaches the end of the file, then before that for sections that stand for themselves. The section at
-// the damage may get another length than it says:
+// As far as the headers lead, the sections are those that lookups see. After a fault it searches for more: first for a
+// chain of sections that reaches the end of the file, then, before that chain, for single sections. The section at the
+// fault may get another length than its header states:
 //
 //   the end of the file cuts it                     up to the end of the file
 //   a section found by the scan begins within it    up to that section
-//   its header has a name, but no usable length     up to the section found behind it, or the end of the file
-//   bytes behind it are in no section, and are wanted with it (withTail)    the same
+//   its header has a name, but no usable length     up to the next section found, or the end of the file
+//   bytes after it are in no section, and withTail asks to add them to it    the same
 class Salvage {
 public:
     enum class State { kIntact, kCut, kShortened, kRebuilt, kExtended, kFoundByScan };
 
     struct Item {
-        Orm::Lux::Trace::TDFSection section;  // as its header tells
-        std::uint32_t length = 0;             // that it gets, header included
+        Orm::Lux::Trace::TDFSection section;  // as its header states
+        std::uint32_t length = 0;             // recovered, header included
         State state = State::kIntact;
     };
 
-    // Bytes that are left out, [begin, end).
+    // Bytes that are in no section, [begin, end).
     struct Gap {
-        // Whether the section before it could have them (kOffered), would be longer than readers find, or is not there.
+        // Whether the section before could have them (kOffered), would be too long for readers, or does not exist.
         enum class Tail { kOffered, kTooLong, kNoSection };
 
         std::uint64_t begin = 0;
@@ -46,14 +46,14 @@ public:
         virtual ~Visitor() = default;
         virtual void OnSection(const Item&) {}
         virtual void OnGap(const Gap&) {}
-        virtual void OnFault(const Fault&) {}
+        virtual void OnFault(const LocatedFault&) {}
     };
 
     struct Totals {
         std::uint64_t sections = 0;
         std::uint64_t faults = 0;
-        std::uint64_t recovered = 0;  // bytes, the identifier included
-        std::uint64_t leftOut = 0;    // bytes
+        std::uint64_t recovered = 0;    // bytes, the identifier included
+        std::uint64_t unrecovered = 0;  // bytes in gaps
         std::uint64_t gaps = 0;
         std::uint64_t firstGap = 0;    // where it begins
         std::uint64_t lastGapEnd = 0;  // where the last one ends
@@ -63,7 +63,7 @@ public:
 
     Salvage(const InputFile& file, bool withTail) : m_file(file), m_withTail(withTail) {}
 
-    // Errors: Failure, and those of the visitor.
+    // Errors: Error, and those of the visitor.
     Totals Visit(Visitor& visitor);
 
 private:

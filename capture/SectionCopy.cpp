@@ -4,7 +4,7 @@
 #include <cstring>
 #include <utility>
 
-#include "tools/orm-trace/output/Failure.h"
+#include "capture/Error.h"
 #include "capture/SectionWalk.h"
 
 namespace orm_trace {
@@ -15,18 +15,18 @@ namespace {
 
 FilePtr Open(const std::string& path, const std::string& name) {
     FilePtr stream = OpenForUpdate(path.c_str());
-    if (!stream) throw Failure(ExitCode::kFailed, name, std::strerror(errno));
+    if (!stream) throw Error(ErrorKind::kFailed, name, std::strerror(errno));
     return stream;
 }
 
 }  // namespace
 
-SectionCopy::SectionCopy(const InputFile& from, std::string path, std::string name)
+SectionCopy::SectionCopy(const InputFile& from, std::string path, std::string name, ProgressCallback onProgress)
     : m_from(from),
       m_path(std::move(path)),
       m_name(std::move(name)),
       m_stream(Open(m_path, m_name)),
-      m_bytes(fileno(m_stream.get()), m_name) {
+      m_bytes(fileno(m_stream.get()), m_name, std::move(onProgress)) {
     m_bytes.Write(kTDFIdentifier.data(), kTDFIdentifier.size());
 }
 
@@ -48,14 +48,14 @@ void SectionCopy::Add(const Salvage::Item& item) {
 void SectionCopy::Verify() {
     CopyRun();
     m_bytes.Finish();
-    if (!CloseChecked(std::move(m_stream))) throw Failure(ExitCode::kFailed, m_name, std::strerror(errno));
-    About(m_name, [&] {
+    if (!CloseChecked(std::move(m_stream))) throw Error(ErrorKind::kFailed, m_name, std::strerror(errno));
+    WithSubject(m_name, [&] {
         const InputFile file(m_path);
         SectionWalk walk(file);
         while (walk.Next()) continue;
-        if (walk.Damage()) throw Failure(ExitCode::kFailed, m_name, walk.Damage()->Message());
+        if (walk.Fault()) throw Error(ErrorKind::kFailed, m_name, walk.Fault()->Message());
         if (walk.Count() != m_count || file.Size() != m_bytes.Size()) {
-            throw Failure(ExitCode::kFailed, m_name, "does not have what was written");
+            throw Error(ErrorKind::kFailed, m_name, "does not contain what was written");
         }
     });
 }

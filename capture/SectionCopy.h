@@ -1,26 +1,26 @@
-// A TDF file that sections of another one are copied to.
+// Copying sections of one TDF file to another.
 #pragma once
 
 #include <cstdint>
 #include <string>
 
-#include "tdf/FileIO.h"
 #include "capture/ByteCopy.h"
 #include "capture/InputFile.h"
 #include "capture/Salvage.h"
+#include "tdf/FileIO.h"
 
 namespace orm_trace {
 
-// Errors: each operation throws Failure for what cannot be read, written or confirmed.
+// Errors: each operation throws Error for what cannot be read, written or confirmed.
 class SectionCopy {
 public:
-    // The file, which holds the identifier at most, is that which path leads to; messages call it by its name.
-    SectionCopy(const InputFile& from, std::string path, std::string name);
+    // path leads to the file to write, which has the identifier at most; messages call it by the name.
+    SectionCopy(const InputFile& from, std::string path, std::string name, ProgressCallback onProgress = {});
 
-    // Copies a section byte for byte but for its length.
+    // Copies a section, byte for byte except for its length.
     void Add(const Salvage::Item& item);
 
-    // Closes the file, and checks that lookups reach every section that was copied, and that nothing is behind them.
+    // Closes the file, and checks that lookups reach every section that was copied, and that nothing follows them.
     void Verify();
 
 private:

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 
-#include "tools/orm-trace/output/Text.h"
+#include "capture/Text.h"
 
 namespace orm_trace {
 
@@ -11,11 +11,11 @@ using namespace Orm::Lux::Trace;
 
 namespace {
 
-// Returns: the name of the section at this position, when its header is there and the name no longer than names are.
+// Returns: the name of the section at this offset, if the file has its header and the name is within the limit.
 std::optional<std::string> NameAt(const InputFile& file, std::uint64_t offset) {
     std::array<unsigned char, kFixedHeaderSize> fields;
     if (file.ReadAt(offset, fields.data(), fields.size()) < fields.size()) return std::nullopt;
-    const std::uint32_t length = LoadLittleEndian(fields.data() + 2 * kFieldSize);
+    const std::uint32_t length = DecodeFields(fields.data()).nameLength;
     if (length > kMaxNameLength) return std::nullopt;
     std::string name(length, '\0');
     if (file.ReadAt(offset + kFixedHeaderSize, name.data(), length) < length) return std::nullopt;
@@ -24,8 +24,8 @@ std::optional<std::string> NameAt(const InputFile& file, std::uint64_t offset) {
 
 }  // namespace
 
-const char* Fault::Kind() const noexcept {
-    switch (damage.fault) {
+const char* LocatedFault::KindName() const noexcept {
+    switch (kind) {
         case TDFFaultKind::kNone: break;
         case TDFFaultKind::kReadError: return "read_error";
         case TDFFaultKind::kHeaderCut: return "header_cut";
@@ -38,33 +38,29 @@ const char* Fault::Kind() const noexcept {
     return "none";
 }
 
-std::string Fault::Message() const {
-    const std::string claimed = std::to_string(damage.claimed);
-    const std::string available = std::to_string(damage.available);
-    std::string text = "section " + std::to_string(section);
-    if (name) text += " \"" + Escaped(*name) + '"';
-    text += " at offset " + Position(damage.offset) + ": ";
-    switch (damage.fault) {
-        case TDFFaultKind::kNone: return text + "no damage";
+std::string LocatedFault::Message() const {
+    const std::string left = " exceeds the " + std::to_string(available) + " bytes left";
+    const std::string limit = " exceeds the limit of " + std::to_string(available);
+    const std::string length = "length " + std::to_string(claimed);
+    std::string text = "section " + std::to_string(index);
+    if (name) text += ' ' + SectionLabel(*name);
+    text += " at offset " + OffsetText(offset) + ": ";
+    switch (kind) {
+        case TDFFaultKind::kNone: return text + "no fault";
         case TDFFaultKind::kReadError: return text + "cannot be read";
-        case TDFFaultKind::kHeaderCut:
-            return text + "header of " + claimed + " bytes exceeds the " + available + " bytes left";
-        case TDFFaultKind::kDataCut: return text + "length " + claimed + " exceeds the " + available + " bytes left";
-        case TDFFaultKind::kLengthTooLong: return text + "length " + claimed + " exceeds the limit of " + available;
+        case TDFFaultKind::kHeaderCut: return text + "header of " + std::to_string(claimed) + " bytes" + left;
+        case TDFFaultKind::kDataCut: return text + length + left;
+        case TDFFaultKind::kLengthTooLong: return text + length + limit;
         case TDFFaultKind::kLengthTooShort:
-            return text + "length " + claimed + " is below the " + available + " bytes of the header";
-        case TDFFaultKind::kNameTooLong: return text + "name length " + claimed + " exceeds the limit of " + available;
-        case TDFFaultKind::kBeyondFormat:
-            return text + "length " + claimed + " exceeds the " + available + " bytes left in 4 GiB";
+            return text + length + " is below the " + std::to_string(available) + " bytes of the header";
+        case TDFFaultKind::kNameTooLong: return text + "name " + length + limit;
+        case TDFFaultKind::kBeyondFormat: return text + length + left + " in 4 GiB";
     }
     return text;
 }
 
 SectionWalk::SectionWalk(const InputFile& file, std::uint64_t start)
-    : m_file(file), m_reader(file.Stream(), start), m_end(start) {
-    std::clearerr(file.Stream());
-    fseeko(file.Stream(), static_cast<off_t>(start), SEEK_SET);
-}
+    : m_file(file), m_reader(file.Stream(), start), m_end(start) {}
 
 bool SectionWalk::Next() {
     switch (m_reader.Next()) {
@@ -76,25 +72,25 @@ bool SectionWalk::Next() {
         case TDFSectionReader::Step::kEnd:
             if (m_end < m_file.Size()) m_file.Measure();  // the reader has found a smaller size
             return false;
-        case TDFSectionReader::Step::kDamage: break;
+        case TDFSectionReader::Step::kFault: break;
     }
     m_file.Measure();
-    TDFFault damage = m_reader.Damage();
-    if (damage.fault == TDFFaultKind::kDataCut) damage.available = m_file.Size() - std::min(m_file.Size(), damage.offset);
-    const bool canRead = damage.fault != TDFFaultKind::kReadError;
-    m_damage = Fault{damage, damage.fault == TDFFaultKind::kDataCut ? Number() : m_count,
-                     canRead ? NameAt(m_file, damage.offset) : std::nullopt};
+    TDFFault fault = m_reader.Fault();
+    const bool isCut = fault.kind == TDFFaultKind::kDataCut;
+    if (isCut) fault.available = m_file.Size() - std::min(m_file.Size(), fault.offset);
+    const bool canRead = fault.kind != TDFFaultKind::kReadError;
+    m_fault = LocatedFault{fault, isCut ? Index() : m_count, canRead ? NameAt(m_file, fault.offset) : std::nullopt};
     return false;
 }
 
-std::uint64_t SectionWalk::DataThere() const noexcept {
-    const std::uint64_t left = m_file.Size() - std::min<std::uint64_t>(m_file.Size(), Section().DataPosition());
+std::uint64_t SectionWalk::DataAvailable() const noexcept {
+    const std::uint64_t left = m_file.Size() - std::min<std::uint64_t>(m_file.Size(), Section().DataOffset());
     return std::min<std::uint64_t>(left, Section().DataLength());
 }
 
-std::uint64_t SectionWalk::BytesBehind() const noexcept {
-    if (!m_damage || m_damage->damage.fault == TDFFaultKind::kDataCut) return 0;
-    return m_file.Size() - std::min(m_file.Size(), m_damage->damage.offset);
+std::uint64_t SectionWalk::TrailingBytes() const noexcept {
+    if (!m_fault || m_fault->kind == TDFFaultKind::kDataCut) return 0;
+    return m_file.Size() - std::min(m_file.Size(), m_fault->offset);
 }
 
 }  // namespace orm_trace

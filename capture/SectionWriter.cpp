@@ -4,12 +4,12 @@
 #include <utility>
 #include <vector>
 
-#include "tdf/TDFFormat.h"
-#include "tdf/TDFHandler.h"
 #include "capture/InputFile.h"
 #include "capture/SectionWalk.h"
-#include "tools/orm-trace/output/Text.h"
-#include "capture/Written.h"
+#include "capture/Text.h"
+#include "capture/TranslateErrors.h"
+#include "tdf/TDFFormat.h"
+#include "tdf/TDFHandler.h"
 
 namespace orm_trace {
 
@@ -17,16 +17,16 @@ using namespace Orm::Lux::Trace;
 
 SectionWriter::SectionWriter(std::string path, std::string name) : m_path(std::move(path)), m_name(std::move(name)) {}
 
-std::uint64_t SectionWriter::RequireWholeChain(ExitCode code) const {
-    return About(m_name, [&] {
+std::uint64_t SectionWriter::RequireWholeChain(ErrorKind kind) const {
+    return WithSubject(m_name, [&] {
         const InputFile file(m_path);
         if (!file.HasIdentifier() || !TDFHandler().HasExtension(m_name.c_str(), kTDFExtension)) {
-            throw Failure(code, m_name, "is no TDF file");
+            throw Error(kind, m_name, "is not a TDF file");
         }
         SectionWalk walk(file);
         while (walk.Next()) continue;
-        if (walk.Damage()) {
-            throw Failure(code, m_name, walk.Damage()->Message() + ": a section appended to it could not be found");
+        if (walk.Fault()) {
+            throw Error(kind, m_name, walk.Fault()->Message() + ": a section appended to it could not be found");
         }
         return file.Size();
     });
@@ -34,12 +34,12 @@ std::uint64_t SectionWriter::RequireWholeChain(ExitCode code) const {
 
 void SectionWriter::RequireNew(const std::string& name, std::uint32_t version) const {
     if (!HasSection(name, version)) return;
-    throw Failure(ExitCode::kFailed, m_name,
-                  "has a section " + SectionLabel(name, version) +
-                      " already, readers would not see another one (--allow-duplicate)");
+    throw Error(ErrorKind::kFailed, m_name,
+                "has a section " + SectionLabel(name, version) +
+                    " already, readers would not see another one (--allow-duplicate)");
 }
 
-void SectionWriter::Append(SectionSource& source) const {
+void SectionWriter::Append(SectionSource& source, const ProgressCallback& onProgress) const {
     constexpr std::size_t kChunk = 128 * 1024;
     std::vector<char> chunk(kChunk);
     const char* path = m_path.c_str();
@@ -48,17 +48,21 @@ void SectionWriter::Append(SectionSource& source) const {
     std::uint32_t offset = 0;
     std::uint32_t length = 0;
     const std::string purpose = " (writing " + std::to_string(source.Size()) + " bytes of " + source.Path() + ")";
-    Written(m_name, purpose, [&] { tdf.SaveSectionHeader(path, name, source.Version(), offset); });
+    TranslateWriteErrors(m_name, purpose, [&] { tdf.SaveSectionHeader(path, name, source.Version(), offset); });
     // As many bytes as were measured: the source may be the file itself, which grows.
     for (std::uint64_t left = source.Size(); left != 0;) {
         const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(left, chunk.size()));
         const auto got = static_cast<std::uint32_t>(source.Read(chunk.data(), wanted));
-        if (got == 0) throw Failure(ExitCode::kNotATrace, source.Path(), "became shorter while it was being read");
+        if (got == 0) throw Error(ErrorKind::kInput, source.Path(), "became shorter while it was being read");
         left -= got;
-        Written(m_name, purpose, [&] { tdf.SaveSectionData(path, name, offset, chunk.data(), 1, got, length); });
+        TranslateWriteErrors(m_name, purpose,
+                             [&] { tdf.SaveSectionData(path, name, offset, chunk.data(), 1, got, length); });
+        if (onProgress) onProgress(got);
     }
     if (!HasSection(source.Name(), source.Version())) {
-        throw Failure(ExitCode::kFailed, m_name, "the section " + source.Label() + " cannot be found after writing it");
+        throw Error(
+            ErrorKind::kFailed, m_name,
+            "the section " + SectionLabel(source.Name(), source.Version()) + " cannot be found after writing it");
     }
 }
 

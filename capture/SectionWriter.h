@@ -1,29 +1,30 @@
-// Writing sections to the end of a TDF file.
+// Appending sections to a TDF file.
 #pragma once
 
 #include <cstdint>
 #include <string>
 
-#include "tools/orm-trace/output/Failure.h"
+#include "capture/Error.h"
+#include "capture/Progress.h"
 #include "capture/SectionSource.h"
 
 namespace orm_trace {
 
 class SectionWriter {
 public:
-    // The file is that which path leads to; messages call it by its name.
+    // path leads to the file; messages call it by the name.
     SectionWriter(std::string path, std::string name);
 
     // Returns: the size of the file, which its chain of sections fills.
-    // Errors:  Failure with this code: it is not a TDF file, or the chain does not end at its end, so that what is appended
+    // Errors:  Error of this kind: it is not a TDF file, or the chain does not end at its end, so that what is appended
     //          could not be found.
-    std::uint64_t RequireWholeChain(ExitCode code) const;
+    std::uint64_t RequireWholeChain(ErrorKind kind) const;
 
-    // Errors: Failure (kFailed): there is such a section already, so that readers would not see another one.
+    // Errors: Error (kFailed): the file has such a section, so that readers would not see another one.
     void RequireNew(const std::string& name, std::uint32_t version) const;
 
-    // Errors: Failure (kFailed). What was written until then stays.
-    void Append(SectionSource& source) const;
+    // Errors: Error (kFailed), and kInput where the source became shorter. What was written before stays.
+    void Append(SectionSource& source, const ProgressCallback& onProgress = {}) const;
 
 private:
     bool HasSection(const std::string& name, std::uint32_t version) const;

@@ -10,7 +10,7 @@
 #include <thread>
 #include <utility>
 
-#include "tools/orm-trace/output/Failure.h"
+#include "capture/Error.h"
 
 namespace orm_trace {
 
@@ -26,11 +26,11 @@ FilePtr Open(const std::string& name, TargetLock::Purpose purpose) {
     // What is only replaced may be read-only. Locks of some file systems need a descriptor that writes, hence this order.
     if (!file && purpose == TargetLock::Purpose::kReplacing) file = OpenForReading(name.c_str());
     if (file) return file;
-    throw Failure(purpose == TargetLock::Purpose::kReplacing ? ExitCode::kFailed : ExitCode::kNotATrace, name,
-                  std::strerror(errno));
+    throw Error(purpose == TargetLock::Purpose::kReplacing ? ErrorKind::kFailed : ErrorKind::kInput, name,
+                std::strerror(errno));
 }
 
-// Returns: false while somebody else has the lock. A file system without locks refuses in many ways.
+// Returns: false while another process has the lock. A file system without locks refuses with various errors.
 bool Lock(int descriptor) {
     return flock(descriptor, LOCK_EX | LOCK_NB) == 0 || (errno != EWOULDBLOCK && errno != EINTR);
 }
@@ -49,7 +49,7 @@ TargetLock::TargetLock(std::string name, Purpose purpose) : m_name(std::move(nam
             m_file.reset();
         }
     }
-    throw Failure(ExitCode::kFailed, m_name, "is being written by another process");
+    throw Error(ErrorKind::kFailed, m_name, "is being written by another process");
 }
 
 bool TargetLock::HasName() const {
@@ -57,7 +57,7 @@ bool TargetLock::HasName() const {
     struct stat named {};
     if (stat(m_name.c_str(), &named) != 0) {
         if (errno == ENOENT) return false;
-        throw Failure(ExitCode::kFailed, m_name, std::strerror(errno));
+        throw Error(ErrorKind::kFailed, m_name, std::strerror(errno));
     }
     return fstat(Descriptor(), &open) == 0 && open.st_dev == named.st_dev && open.st_ino == named.st_ino;
 }

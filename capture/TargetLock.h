@@ -1,4 +1,4 @@
-// Keeping other writers from a file.
+// Keeping other writers away from a file.
 #pragma once
 
 #include <cstdint>
@@ -9,23 +9,23 @@
 namespace orm_trace {
 
 // The file that a name leads to, open and locked against others that lock it too. The lock, flock(2), is that of the
-// descriptor: it stays when somebody else in this process opens and closes the file. Where the file system has no locks
+// descriptor: it stays when other code of this process opens and closes the file. Where the file system has no locks
 // the file is only open.
 class TargetLock {
 public:
     enum class Purpose { kAppending, kReplacing };
 
     // Waits up to 30 seconds for the lock, and starts over if the name then leads to another file.
-    // Errors: Failure: kNotATrace, or kFailed for one to be replaced, when the file cannot be opened; kFailed when the
+    // Errors: Error: kInput, or kFailed for one to be replaced, when the file cannot be opened; kFailed when the
     //         wait was too long, or the name cannot be looked up.
     TargetLock(std::string name, Purpose purpose);
 
     int Descriptor() const noexcept { return fileno(m_file.get()); }
 
-    // Returns: a path that leads to this file, whatever has the name. It is the name where the system has none.
+    // Returns: a path that leads to this file, whatever has the name by now; the name where the system has no such path.
     const std::string& Path() const noexcept { return m_path; }
 
-    // Whether the name leads to this file still. Errors: Failure (kFailed).
+    // Whether the name still leads to this file. Errors: Error (kFailed).
     bool HasName() const;
 
 private:

@@ -44,7 +44,7 @@ int Main(int argc, char** argv) {
     const std::string version = std::string("orm-trace ") + ORM_TRACE_VERSION;
     // Scripts ask for the version often; setting up the subcommands costs more than the answer.
     if (argc == 2 && std::string_view(argv[1]) == "--version") return static_cast<int>(Print(version + '\n'));
-    CLI::App app{"Looks into trace files.", "orm-trace"};
+    CLI::App app{"Inspect, check, repair and write trace files.", "orm-trace"};
     app.set_version_flag("--version", version);
     app.require_subcommand(1);
     app.failure_message([](const CLI::App*, const CLI::Error& error) {
@@ -53,7 +53,7 @@ int Main(int argc, char** argv) {
     const auto subcommands = AddSubcommands(app);
     const auto isNamed = [&](const Subcommand& each) { return each.app->check_name(argv[1]); };
     if (argc > 1 && argv[1][0] != '-' && std::none_of(subcommands.begin(), subcommands.end(), isNamed)) {
-        Report(argv[1], "is no subcommand; orm-trace --help shows them");
+        Report(argv[1], "is not a subcommand; see orm-trace --help");
         return static_cast<int>(ExitCode::kUsage);
     }
     try {
@@ -76,12 +76,12 @@ int main(int argc, char** argv) {
     for (const int signal : {SIGPIPE, SIGXFSZ}) std::signal(signal, SIG_IGN);
     try {
         return Main(argc, argv);
-    } catch (const OutputFailure& failure) {
-        if (!failure.IsBrokenPipe()) Report(failure.Subject(), failure.what());
-        return static_cast<int>(failure.Code());
-    } catch (const Failure& failure) {
-        Report(failure.Subject(), failure.what());
-        return static_cast<int>(failure.Code());
+    } catch (const OutputError& error) {
+        if (!error.IsBrokenPipe()) Report(error);
+        return static_cast<int>(ExitCodeOf(error));
+    } catch (const Error& error) {
+        Report(error);
+        return static_cast<int>(ExitCodeOf(error));
     } catch (const std::exception& error) {
         Report("error", error.what());
     } catch (...) {  // a driver may throw anything

@@ -2,10 +2,10 @@
 #include <string>
 
 #include "capture/AppendTarget.h"
-#include "tools/orm-trace/commands/Command.h"
 #include "capture/InputFile.h"
-#include "tools/orm-trace/output/Progress.h"
+#include "tools/orm-trace/commands/Command.h"
 #include "tools/orm-trace/options/SectionOptions.h"
+#include "tools/orm-trace/output/ProgressBar.h"
 
 namespace orm_trace {
 namespace {
@@ -19,12 +19,15 @@ public:
     }
 
     ExitCode Run(Output&) override {
-        InputFile(m_file).RequireIdentifier();  // a wrong name shows before standard input is waited for
+        InputFile(m_file).RequireIdentifier();  // a wrong name is reported before standard input is waited for
         auto sources = m_sections.Open();
-        AppendTarget target(m_file);
+        AppendTarget target(m_file, [](const Error& error) { Report(error); });
         m_sections.RequireNew(sources, target);
-        const Progress progress(m_file, m_sections.TotalSize(sources));
-        for (SectionSource& source : sources) target.Append(source);
+        {
+            ProgressBar bar(m_sections.TotalSize(sources));
+            for (SectionSource& source : sources)
+                target.Append(source, [&](std::uint64_t bytes) { bar.Advance(bytes); });
+        }
         target.Keep();
         return ExitCode::kOk;
     }

@@ -4,7 +4,7 @@
 #include <CLI/CLI.hpp>
 #include <memory>
 
-#include "tools/orm-trace/output/Failure.h"
+#include "tools/orm-trace/output/ExitCode.h"
 #include "tools/orm-trace/output/Output.h"
 
 namespace orm_trace {
@@ -14,7 +14,7 @@ class Command {
 public:
     virtual ~Command() = default;
 
-    // Does the work. Returns: how the tool ends. Errors: Failure.
+    // Does the work. Returns: how the tool ends. Errors: Error.
     virtual ExitCode Run(Output& out) = 0;
 };
 

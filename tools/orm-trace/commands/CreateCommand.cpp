@@ -1,9 +1,9 @@
-// orm-trace create: makes a TDF file of sections.
-#include "tools/orm-trace/commands/Command.h"
-#include "tools/orm-trace/output/Progress.h"
+// orm-trace create: creates a TDF file from sections.
 #include "capture/ReplacementFile.h"
-#include "tools/orm-trace/options/SectionOptions.h"
 #include "capture/SectionWriter.h"
+#include "tools/orm-trace/commands/Command.h"
+#include "tools/orm-trace/options/SectionOptions.h"
+#include "tools/orm-trace/output/ProgressBar.h"
 
 namespace orm_trace {
 namespace {
@@ -11,7 +11,7 @@ namespace {
 class CreateCommand : public Command {
 public:
     explicit CreateCommand(CLI::App& app) {
-        app.add_option("OUT", m_out, "TDF file to make, with the extension .tdf")->required();
+        app.add_option("OUT", m_out, "TDF file to create, with the extension .tdf")->required();
         m_sections.AddTo(app);
         app.add_flag("--force", m_force, "Replace OUT if it exists");
         app.footer(
@@ -21,10 +21,13 @@ public:
     ExitCode Run(Output&) override {
         ReplacementFile file(m_out, m_force, "exists (--force replaces it)");
         auto sources = m_sections.Open();
-        const Progress progress(file.Path(), m_sections.TotalSize(sources));
         const SectionWriter writer(file.Path(), m_out);
-        for (SectionSource& source : sources) writer.Append(source);
-        writer.RequireWholeChain(ExitCode::kFailed);
+        {
+            ProgressBar bar(m_sections.TotalSize(sources));
+            for (SectionSource& source : sources)
+                writer.Append(source, [&](std::uint64_t bytes) { bar.Advance(bytes); });
+        }
+        writer.RequireWholeChain(ErrorKind::kFailed);
         file.Publish();
         return ExitCode::kOk;
     }
@@ -38,7 +41,7 @@ private:
 }  // namespace
 
 std::unique_ptr<Command> AddCreateCommand(CLI::App& app) {
-    return std::make_unique<CreateCommand>(*app.add_subcommand("create", "Make a TDF file of sections"));
+    return std::make_unique<CreateCommand>(*app.add_subcommand("create", "Create a TDF file from sections"));
 }
 
 }  // namespace orm_trace

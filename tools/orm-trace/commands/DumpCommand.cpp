@@ -6,11 +6,11 @@
 #include <string>
 #include <vector>
 
+#include "capture/SectionWalk.h"
 #include "tools/orm-trace/commands/Command.h"
 #include "tools/orm-trace/options/NumberOption.h"
 #include "tools/orm-trace/options/ParseNumber.h"
 #include "tools/orm-trace/options/SectionName.h"
-#include "capture/SectionWalk.h"
 #include "tools/orm-trace/output/Text.h"
 
 namespace orm_trace {
@@ -18,14 +18,14 @@ namespace {
 
 enum class Format { kHex, kRaw, kCsv };
 
-constexpr std::size_t kLine = 16;       // bytes of a line of hex text
-constexpr std::size_t kWordSize = 8;    // bytes
-constexpr std::size_t kPage = 1 << 16;  // a multiple of both
+constexpr std::size_t kLine = 16;        // bytes of a line of hex text
+constexpr std::size_t kWordSize = 8;     // bytes
+constexpr std::size_t kChunk = 1 << 16;  // a multiple of both
 
-// Appends a line: where the bytes are in the data, the bytes, and those of them that are text.
-void AppendHexLine(std::string& text, std::uint64_t position, std::string_view bytes) {
+// Appends a line: the offset of the bytes in the data, the bytes, and those that are text.
+void AppendHexLine(std::string& text, std::uint64_t offset, std::string_view bytes) {
     std::array<char, 16> number;
-    std::snprintf(number.data(), number.size(), "%08llx ", static_cast<unsigned long long>(position));
+    std::snprintf(number.data(), number.size(), "%08llx ", static_cast<unsigned long long>(offset));
     text += number.data();
     for (std::size_t n = 0; n < kLine; ++n) {
         text += n == kLine / 2 ? "  " : " ";
@@ -36,20 +36,20 @@ void AppendHexLine(std::string& text, std::uint64_t position, std::string_view b
     text += "|\n";
 }
 
-// Appends the number of a word and its value, which has fewer digits where the data ends within it.
-void AppendCsvLine(std::string& text, std::uint64_t position, std::string_view bytes) {
+// Appends the index of a word and its value, which has fewer digits where the data ends within it.
+void AppendCsvLine(std::string& text, std::uint64_t offset, std::string_view bytes) {
     std::uint64_t word = 0;
     for (std::size_t n = bytes.size(); n-- > 0;) word = word << 8 | static_cast<unsigned char>(bytes[n]);
-    text += std::to_string(position / kWordSize) + ',';
+    text += std::to_string(offset / kWordSize) + ',';
     AppendHexWord(text, word, static_cast<int>(2 * bytes.size()));
     text += '\n';
 }
 
-// Which section is meant: the first with the name and, where one is given, the version; or that with the number.
+// The section asked for: the first with this name and, if given, this version; or the one with this index.
 struct Choice {
     std::string name;
     std::optional<std::uint64_t> version;
-    std::optional<std::uint64_t> number;
+    std::optional<std::uint64_t> index;
 
     void SetNameVersion(const std::string& text) {
         const std::size_t colon = text.rfind(':');
@@ -57,13 +57,10 @@ struct Choice {
         name = SectionName(version ? text.substr(0, colon) : text);
     }
     bool Fits(const SectionWalk& walk) const {
-        if (number) return walk.Number() == *number;
+        if (index) return walk.Index() == *index;
         return walk.Section().name == name && (!version || walk.Section().version == *version);
     }
-    std::string Label() const {
-        if (number) return "section " + std::to_string(*number);
-        return "section \"" + Escaped(name) + '"' + (version ? ":" + std::to_string(*version) : "");
-    }
+    std::string Label() const { return "section " + (index ? std::to_string(*index) : SectionLabel(name, version)); }
 };
 
 struct Range {
@@ -78,7 +75,7 @@ Range ParseRange(const std::string& text) {
     const auto first = from.empty() ? std::optional<std::uint64_t>(0) : ParseNumber(from);
     const auto end = to.empty() ? std::nullopt : ParseNumber(to);
     if (colon == text.npos || !first || (!to.empty() && (!end || *end < *first))) {
-        throw Failure(ExitCode::kUsage, "--range", "is not of the form A:B, with A up to B: " + text);
+        throw Error(ErrorKind::kArgument, "--range", "is not of the form A:B, with A up to B: " + text);
     }
     return {*first, end};
 }
@@ -90,9 +87,9 @@ public:
         auto* choice = app.add_option_group("section")->require_option(1);
         choice->add_option("--section", m_section, "First section with this name and, if given, version")
             ->option_text("NAME[:VERSION]");
-        AddNumberOption(*choice, "--index", m_choice.number, UINT64_MAX, "Section with this number, counted from 0");
+        AddNumberOption(*choice, "--index", m_choice.index, UINT64_MAX, "Section with this index, counted from 0");
         app.add_option("--range", m_range, "Bytes A to B-1 of the data; either may be left out")->option_text("A:B");
-        app.add_option("--format", m_format, "hex text, raw bytes, or csv of 64-bit words with their number")
+        app.add_option("--format", m_format, "hex text, raw bytes, or csv of 64-bit words with their index")
             ->transform(CLI::Transformer(std::vector<std::pair<std::string, Format>>{
                 {"hex", Format::kHex}, {"raw", Format::kRaw}, {"csv", Format::kCsv}}))
             ->option_text("hex|raw|csv [hex]");
@@ -100,10 +97,10 @@ public:
     }
 
     ExitCode Run(Output& out) override {
-        if (!m_choice.number) m_choice.SetNameVersion(m_section);
+        if (!m_choice.index) m_choice.SetNameVersion(m_section);
         const Range range = ParseRange(m_range);
         if (m_format == Format::kCsv && range.from % kWordSize != 0) {
-            throw Failure(ExitCode::kUsage, "--range", "begins within a word: " + m_range);
+            throw Error(ErrorKind::kArgument, "--range", "begins within a word: " + m_range);
         }
         const InputFile file(m_file);
         file.RequireIdentifier();
@@ -111,24 +108,24 @@ public:
         while (walk.Next()) {
             if (m_choice.Fits(walk)) return Dump(file, walk, range, out);
         }
-        const auto& damage = walk.Damage();
-        throw Failure(ExitCode::kNotATrace, m_file,
-                      "has no " + m_choice.Label() + (damage ? ": the search ends at " + damage->Message() : ""));
+        const auto& fault = walk.Fault();
+        throw Error(ErrorKind::kInput, m_file,
+                    "has no " + m_choice.Label() + (fault ? ": the search ends at " + fault->Message() : ""));
     }
 
 private:
     ExitCode Dump(const InputFile& file, const SectionWalk& walk, const Range& range, Output& out) const {
         const std::uint64_t wanted =
             range.to.value_or(std::max<std::uint64_t>(walk.Section().DataLength(), range.from));
-        const std::uint64_t end = std::min(wanted, std::max(walk.DataThere(), range.from));
+        const std::uint64_t end = std::min(wanted, std::max(walk.DataAvailable(), range.from));
         std::uint64_t at = range.from;
-        std::vector<char> page(kPage);
+        std::vector<char> chunk(kChunk);
         std::string text;
         while (at < end) {
-            const auto size = static_cast<std::size_t>(std::min<std::uint64_t>(kPage, end - at));
-            const std::size_t got = file.ReadAt(walk.Section().DataPosition() + at, page.data(), size);
+            const auto size = static_cast<std::size_t>(std::min<std::uint64_t>(kChunk, end - at));
+            const std::size_t got = file.ReadAt(walk.Section().DataOffset() + at, chunk.data(), size);
             if (got == 0) break;
-            const std::string_view bytes(page.data(), got);
+            const std::string_view bytes(chunk.data(), got);
             Print(bytes, at, text, out);
             at += got;
         }
@@ -140,12 +137,12 @@ private:
         return ExitCode::kIncomplete;
     }
 
-    void Print(std::string_view bytes, std::uint64_t position, std::string& text, Output& out) const {
+    void Print(std::string_view bytes, std::uint64_t offset, std::string& text, Output& out) const {
         if (m_format == Format::kRaw) return out.Write(bytes);
         const std::size_t step = m_format == Format::kHex ? kLine : kWordSize;
         const auto append = m_format == Format::kHex ? AppendHexLine : AppendCsvLine;
         text.clear();
-        for (std::size_t n = 0; n < bytes.size(); n += step) append(text, position + n, bytes.substr(n, step));
+        for (std::size_t n = 0; n < bytes.size(); n += step) append(text, offset + n, bytes.substr(n, step));
         out.Write(text);
     }
 

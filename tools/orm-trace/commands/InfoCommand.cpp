@@ -1,29 +1,116 @@
-// orm-trace info: says what files are, and what is wrong with them.
+// orm-trace info: describes files and their faults.
 #include <algorithm>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "tdf/TraceSection.h"
 #include "tools/orm-trace/commands/Command.h"
-#include "tools/orm-trace/output/Document.h"
 #include "tools/orm-trace/output/FaultReport.h"
+#include "tools/orm-trace/output/Printer.h"
 #include "tools/orm-trace/output/Text.h"
-#include "tools/orm-trace/host/TraceSamples.h"
 
 namespace orm_trace {
 namespace {
 
+using namespace Orm::Lux::Trace;
+
 // The samples that a host finds.
 struct SampleCount {
-    std::uint64_t counted;  // as their bytes' length tells
-    std::uint64_t there;    // whole in the file
+    std::uint64_t counted;    // by the length of their bytes
+    std::uint64_t available;  // whole in the file
 };
 
-// A host takes of a length its lowest 32 bits.
-SampleCount CountSamples(std::uint64_t position, std::uint64_t length, std::uint64_t fileSize) {
+// A host uses the lowest 32 bits of a length.
+SampleCount CountSamples(std::uint64_t offset, std::uint64_t length, std::uint64_t fileSize) {
     const std::uint64_t counted = ((length & UINT32_MAX) + kSampleSize - 1) / kSampleSize;
-    return {counted, std::min(counted, (fileSize - std::min(fileSize, position)) / kSampleSize)};
+    return {counted, std::min(counted, (fileSize - std::min(fileSize, offset)) / kSampleSize)};
 }
+
+// A file that hosts read as a TDF file. Its walk is at the end.
+struct TdfInfo {
+    const InputFile& file;
+    SectionWalk walk;
+    std::optional<SampleCount> samples;
+
+    explicit TdfInfo(const InputFile& input) : file(input), walk(input) {
+        while (walk.Next()) {
+            const TDFSection& section = walk.Section();
+            if (samples || section.version != kTraceVersion || section.name != kTraceSection) continue;
+            samples = CountSamples(section.DataOffset(), section.DataLength(), file.Size());
+        }
+    }
+};
+
+// Any other file.
+struct PlainInfo {
+    const InputFile& file;
+    SampleCount samples;
+    const char* note;  // null, or how it differs from what its name or its size suggest
+
+    // Hosts require name and identifier; a file that has one of them is most likely not what it should be.
+    explicit PlainInfo(const InputFile& input)
+        : file(input),
+          samples(CountSamples(0, file.Size(), file.Size())),
+          note(file.IsNamedTdf()          ? "named .tdf, no TDF identifier: read as plain"
+               : file.Size() > UINT32_MAX ? "of 4 GiB or more: a host finds only a part of the samples"
+               : file.HasIdentifier()     ? "TDF identifier, not named .tdf: read as plain"
+                                          : nullptr) {}
+};
+
+struct TextInfo : TextPrinter {
+    using TextPrinter::TextPrinter;
+
+    void Describe(const TdfInfo& info) {
+        Begin(info.file, "TDF");
+        Write("  sections  " + std::to_string(info.walk.Count()) + '\n');
+        if (info.samples) Samples(*info.samples);
+        if (!info.samples) Write("  samples   none: no section " + SectionLabel(kTraceSection, kTraceVersion) + '\n');
+        Write(std::string("  end       ") + EndText(info.walk) + '\n');
+    }
+    void Describe(const PlainInfo& info) {
+        Begin(info.file, "plain");
+        Samples(info.samples);
+    }
+
+private:
+    void Begin(const InputFile& file, const char* kind) {
+        Write(WithoutControls(file.Path()) + "\n  kind      " + kind + "\n  size      " + Counted(file.Size(), "byte") +
+              '\n');
+    }
+    void Samples(const SampleCount& samples) {
+        std::string text = "  samples   " + std::to_string(samples.counted);
+        if (samples.available != samples.counted) text += ", " + std::to_string(samples.available) + " of them whole";
+        Write(text + '\n');
+    }
+};
+
+struct JsonInfo : JsonPrinter {
+    using JsonPrinter::JsonPrinter;
+
+    void Describe(const TdfInfo& info) {
+        Begin(info.file, "tdf");
+        Document().Value("section_count", Number64(info.walk.Count()));
+        if (info.samples) Samples(*info.samples);
+        Document().Value("ends_on_section_boundary", !info.walk.Fault());
+        AddFaults(Document(), info.walk);
+    }
+    void Describe(const PlainInfo& info) {
+        Begin(info.file, "plain");
+        Samples(info.samples);
+        if (info.note) Document().Value("note", info.note);
+    }
+
+private:
+    void Begin(const InputFile& file, const char* kind) {
+        Document().Value("kind", kind);
+        Document().Value("size", Number64(file.Size()));
+    }
+    void Samples(const SampleCount& samples) {
+        Document().Value("samples", Number64(samples.counted));
+        Document().Value("samples_available", Number64(samples.available));
+    }
+};
 
 class InfoCommand : public Command {
 public:
@@ -34,76 +121,21 @@ public:
     }
 
     ExitCode Run(Output& out) override {
-        return ForEachFile(m_files, out, m_json, "info",
-                           [&](const std::string& file, JsonWriter* json) { return Describe(file, out, json); });
+        return PrintFiles<TextInfo, JsonInfo>(m_json, out, "info", m_files, [](auto& printer, const std::string& path) {
+            const InputFile file(path);
+            if (file.HasIdentifier() && file.IsNamedTdf()) {
+                const TdfInfo info(file);
+                printer.Describe(info);
+                return ReportFault(path, info.walk);
+            }
+            const PlainInfo info(file);
+            printer.Describe(info);
+            if (info.note) Report(path, info.note);
+            return file.IsNamedTdf() ? ExitCode::kNotATrace : ExitCode::kOk;
+        });
     }
 
 private:
-    static ExitCode Describe(const std::string& path, Output& out, JsonWriter* json) {
-        const InputFile file(path);
-        const bool isTdf = file.HasIdentifier() && file.IsNamedTdf();
-        if (json) {
-            json->Value("kind", isTdf ? "tdf" : "plain");
-            json->Value("size", Number64(file.Size()));
-        } else {
-            out.Write(WithoutControls(path) + "\n  kind      " + (isTdf ? "TDF" : "plain") + "\n  size      " +
-                      Counted(file.Size(), "byte") + '\n');
-        }
-        return isTdf ? DescribeTdf(file, out, json) : DescribePlain(file, out, json);
-    }
-
-    static ExitCode DescribeTdf(const InputFile& file, Output& out, JsonWriter* json) {
-        std::optional<SampleCount> samples;
-        SectionWalk walk(file);
-        while (walk.Next()) {
-            const auto& section = walk.Section();
-            if (samples || section.version != Orm::Lux::Trace::kTraceVersion ||
-                section.name != Orm::Lux::Trace::kTraceSection)
-                continue;
-            samples = CountSamples(section.DataPosition(), section.DataLength(), file.Size());
-        }
-        if (json) {
-            json->Value("sections", Number64(walk.Count()));
-        } else {
-            out.Write("  sections  " + std::to_string(walk.Count()) + '\n');
-        }
-        if (samples) {
-            PrintSamples(*samples, out, json);
-        } else if (!json) {
-            out.Write("  samples   none: no section \"BinTraceData\":1\n");
-        }
-        if (json) {
-            json->Value("ends_on_section_boundary", !walk.Damage());
-        } else {
-            out.Write(std::string("  end       ") + (walk.Damage() ? "damaged" : kOnBoundary) + '\n');
-        }
-        return ReportDamage(file.Path(), walk, json);
-    }
-
-    // Hosts ask for name and identifier; with one of them alone a file is most likely not what it should be.
-    static ExitCode DescribePlain(const InputFile& file, Output& out, JsonWriter* json) {
-        PrintSamples(CountSamples(0, file.Size(), file.Size()), out, json);
-        const char* note = file.IsNamedTdf()          ? "named .tdf, no TDF identifier: read as plain"
-                           : file.Size() > UINT32_MAX ? "of 4 GiB or more: a host finds only a part of the samples"
-                           : file.HasIdentifier()     ? "TDF identifier, not named .tdf: read as plain"
-                                                      : nullptr;
-        if (note == nullptr) return ExitCode::kOk;
-        Report(file.Path(), note);
-        if (json) json->Value("note", note);
-        return file.IsNamedTdf() ? ExitCode::kNotATrace : ExitCode::kOk;
-    }
-
-    static void PrintSamples(const SampleCount& samples, Output& out, JsonWriter* json) {
-        if (json) {
-            json->Value("samples", Number64(samples.counted));
-            json->Value("samples_there", Number64(samples.there));
-            return;
-        }
-        out.Write("  samples   " + std::to_string(samples.counted));
-        if (samples.there != samples.counted) out.Write(", " + std::to_string(samples.there) + " of them whole");
-        out.Write("\n");
-    }
-
     std::vector<std::string> m_files;
     bool m_json = false;
 };
@@ -111,8 +143,7 @@ private:
 }  // namespace
 
 std::unique_ptr<Command> AddInfoCommand(CLI::App& app) {
-    return std::make_unique<InfoCommand>(
-        *app.add_subcommand("info", "Say what files are, and what is wrong with them"));
+    return std::make_unique<InfoCommand>(*app.add_subcommand("info", "Describe files and their faults"));
 }
 
 }  // namespace orm_trace

@@ -4,12 +4,42 @@
 #include <string>
 
 #include "tools/orm-trace/commands/Command.h"
-#include "tools/orm-trace/output/Document.h"
 #include "tools/orm-trace/output/FaultReport.h"
+#include "tools/orm-trace/output/Printer.h"
 #include "tools/orm-trace/output/Text.h"
 
 namespace orm_trace {
 namespace {
+
+struct TextList : TextPrinter {
+    using TextPrinter::TextPrinter;
+
+    void Begin() { Write("     index      offset      length     version    data at data length  name\n"); }
+    void Section(const SectionWalk& walk) {
+        const auto& section = walk.Section();
+        std::array<char, 100> numbers;
+        std::snprintf(numbers.data(), numbers.size(), "%10llu  %10s  %10u  %10u %10u  %10u  ",
+                      static_cast<unsigned long long>(walk.Index()), OffsetText(section.offset).c_str(), section.length,
+                      section.version, section.DataOffset(), section.DataLength());
+        Write(numbers.data() + SectionLabel(section.name) + '\n');
+    }
+    void Faults(const SectionWalk&) {}
+};
+
+struct JsonList : JsonPrinter {
+    using JsonPrinter::JsonPrinter;
+
+    void Begin() { Document().Begin('[', "sections"); }
+    void Section(const SectionWalk& walk) {
+        Json section = SectionJson(walk.Index(), walk.Section());
+        section["data_available"] = walk.DataAvailable();
+        Document().Element(section);
+    }
+    void Faults(const SectionWalk& walk) {
+        Document().End();
+        AddFaults(Document(), walk);
+    }
+};
 
 class ListCommand : public Command {
 public:
@@ -20,37 +50,19 @@ public:
     }
 
     ExitCode Run(Output& out) override {
-        return WithDocument(out, m_json, "list", [&](JsonWriter* json) {
-            if (json) json->Members(FileMember(m_file));
+        return Print<TextList, JsonList>(m_json, out, "list", [&](auto& printer) {
+            printer.File(m_file);
             const InputFile file(m_file);
             file.RequireIdentifier();
-            if (json) json->Begin('[', "sections");
-            if (!json) out.Write("     index      offset      length     version    data at data length  name\n");
+            printer.Begin();
             SectionWalk walk(file);
-            while (walk.Next()) {
-                if (json) {
-                    Json section = SectionJson(walk.Number(), walk.Section());
-                    section["data_there"] = walk.DataThere();
-                    json->Element(section);
-                } else {
-                    out.Write(Line(walk));
-                }
-            }
-            if (json) json->End();
-            return ReportDamage(m_file, walk, json);
+            while (walk.Next()) printer.Section(walk);
+            printer.Faults(walk);
+            return ReportFault(m_file, walk);
         });
     }
 
 private:
-    static std::string Line(const SectionWalk& walk) {
-        const auto& section = walk.Section();
-        std::array<char, 100> numbers;
-        std::snprintf(numbers.data(), numbers.size(), "%10llu  %10s  %10u  %10u %10u  %10u  \"",
-                      static_cast<unsigned long long>(walk.Number()), Position(section.offset).c_str(), section.length,
-                      section.version, section.DataPosition(), section.DataLength());
-        return numbers.data() + Escaped(section.name) + "\"\n";
-    }
-
     std::string m_file;
     bool m_json = false;
 };

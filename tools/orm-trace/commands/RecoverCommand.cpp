@@ -1,5 +1,4 @@
-// orm-trace recover: makes a TDF file of what can be read of a damaged one.
-#include <algorithm>
+// orm-trace recover: recovers the readable sections of a damaged TDF file.
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -7,13 +6,13 @@
 #include <string>
 
 #include "capture/ByteCopy.h"
-#include "tools/orm-trace/commands/Command.h"
-#include "tools/orm-trace/output/Document.h"
-#include "tools/orm-trace/output/FaultReport.h"
-#include "tools/orm-trace/output/Progress.h"
 #include "capture/ReplacementFile.h"
 #include "capture/Salvage.h"
 #include "capture/SectionCopy.h"
+#include "tools/orm-trace/commands/Command.h"
+#include "tools/orm-trace/output/FaultReport.h"
+#include "tools/orm-trace/output/Printer.h"
+#include "tools/orm-trace/output/ProgressBar.h"
 #include "tools/orm-trace/output/Text.h"
 
 namespace orm_trace {
@@ -24,32 +23,11 @@ const char* NameOf(Salvage::State state) {
     return kNames[static_cast<std::size_t>(state)];
 }
 
-// Says on standard error what is wrong, and what is left out.
-class LossReport : public Salvage::Visitor {
-public:
-    explicit LossReport(const std::string& path) : m_path(path) {}
-
-    void OnSection(const Salvage::Item&) override { ++m_sections; }
-    void OnFault(const Fault& fault) override { Report(m_path, fault.Message()); }
-    void OnGap(const Salvage::Gap& gap) override {
-        std::string text =
-            Counted(gap.end - gap.begin, "byte") + " from offset " + Position(gap.begin) + " on are in no section";
-        const std::string section = "section " + std::to_string(m_sections - 1);
-        if (gap.tail == Salvage::Gap::Tail::kOffered) text += " (--tail adds them to " + section + ')';
-        if (gap.tail == Salvage::Gap::Tail::kTooLong)
-            text += ", too many for " + section + " to stay within the limits";
-        Report(m_path, text);
-    }
-
-private:
-    const std::string& m_path;
-    std::uint64_t m_sections = 0;
-};
-
 // Copies the sections.
-class Rescue : public Salvage::Visitor {
+class SectionRescue : public Salvage::Visitor {
 public:
-    Rescue(const InputFile& file, const std::string& path, const std::string& name) : m_copy(file, path, name) {}
+    SectionRescue(const InputFile& file, const std::string& path, const std::string& name, ProgressCallback onProgress)
+        : m_copy(file, path, name, std::move(onProgress)) {}
 
     void OnSection(const Salvage::Item& item) override { m_copy.Add(item); }
     void Verify() { m_copy.Verify(); }
@@ -58,10 +36,10 @@ private:
     SectionCopy m_copy;
 };
 
-// Copies what is left out.
-class LostCopy : public Salvage::Visitor {
+// Copies the gaps.
+class GapCopy : public Salvage::Visitor {
 public:
-    LostCopy(const InputFile& file, const std::string& path, const std::string& name)
+    GapCopy(const InputFile& file, const std::string& path, const std::string& name)
         : m_file(file), m_name(name), m_stream(Orm::Lux::Trace::OpenForUpdate(path.c_str())) {
         Check(m_stream != nullptr);
         m_bytes.emplace(fileno(m_stream.get()), name);
@@ -75,7 +53,7 @@ public:
 
 private:
     void Check(bool succeeded) const {
-        if (!succeeded) throw Failure(ExitCode::kFailed, m_name, std::strerror(errno));
+        if (!succeeded) throw Error(ErrorKind::kFailed, m_name, std::strerror(errno));
     }
 
     const InputFile& m_file;
@@ -84,62 +62,145 @@ private:
     std::optional<ByteCopy> m_bytes;
 };
 
-// Prints a line for each section, or an element of the document, and reports the losses.
-class SectionLines : public LossReport {
-public:
-    SectionLines(const std::string& path, Output& out, JsonWriter* json) : LossReport(path), m_out(out), m_json(json) {}
+// What the command line asks for, and what became of it.
+struct Recovery {
+    std::string in;
+    std::string out;
+    std::string lost;  // "" or the file for the gaps
+    bool isDryRun = false;
+    std::uint64_t size = 0;  // of the input, in bytes
+    Salvage::Totals totals;
 
-    void OnSection(const Salvage::Item& item) override {
-        LossReport::OnSection(item);
-        const std::uint64_t number = m_count++;
-        if (m_json) {
-            Json object = SectionJson(number, item.section);
-            object["data_length"] = item.length - item.section.HeaderSize();
-            object["recovered_length"] = item.length;
-            object["state"] = NameOf(item.state);
-            return m_json->Element(object);
-        }
+    bool HasLost() const { return !lost.empty() && totals.gaps != 0; }
+};
+
+struct SectionLine {
+    std::uint64_t index;
+    const Salvage::Item& item;
+};
+
+class TextRecover : public TextPrinter {
+public:
+    using TextPrinter::TextPrinter;
+
+    void Begin(bool /*hasIdentifier*/) {}
+    void Section(const SectionLine& line) {
+        const auto& [section, length, state] = line.item;
         m_line = "section ";
-        (m_line += std::to_string(number)) += ' ';
-        (m_line += SectionLabel(item.section.name, item.section.version)) += " at offset ";
-        ((m_line += Position(item.section.offset)) += ": ") += NameOf(item.state);
-        if (item.length != item.section.length) {
-            (m_line += ", length ") += std::to_string(item.section.length);
-            (m_line += " becomes ") += std::to_string(item.length);
+        (m_line += std::to_string(line.index)) += ' ';
+        (m_line += SectionLabel(section.name, section.version)) += " at offset ";
+        ((m_line += OffsetText(section.offset)) += ": ") += NameOf(state);
+        if (length != section.length) {
+            (m_line += ", length ") += std::to_string(section.length);
+            (m_line += " becomes ") += std::to_string(length);
         }
-        m_out.Write(m_line += '\n');
+        Write(m_line += '\n');
+    }
+    void Losses(Salvage&, const Salvage::Totals&) {}
+    void Summary(const Recovery& recovery) {
+        const Salvage::Totals& totals = recovery.totals;
+        const std::string sections = Counted(totals.sections, "section");
+        std::string text = recovery.isDryRun ? sections + " can be recovered\n"
+                                             : WithoutControls(recovery.out) + ": " + sections + ", verified\n";
+        text += std::to_string(totals.recovered) + " of " + Counted(recovery.size, "byte") + " recovered";
+        if (totals.unrecovered != 0) {
+            text += ", " + std::to_string(totals.unrecovered) + " left out " +
+                    (totals.gaps == 1 ? "at " : "in " + std::to_string(totals.gaps) + " places from ") +
+                    OffsetText(totals.firstGap) + " to " + OffsetText(totals.lastGapEnd);
+        }
+        if (recovery.HasLost()) text += ", saved in " + WithoutControls(recovery.lost);
+        Write(text + '\n');
     }
 
 private:
-    Output& m_out;
-    JsonWriter* m_json;
-    std::uint64_t m_count = 0;
     std::string m_line;
 };
 
-struct FaultElements : Salvage::Visitor {
-    explicit FaultElements(JsonWriter& json) : m_json(json) {}
-    void OnFault(const Fault& fault) override { m_json.Element(FaultJson(fault)); }
-    JsonWriter& m_json;
+class JsonRecover : public JsonPrinter {
+public:
+    using JsonPrinter::JsonPrinter;
+
+    void Begin(bool hasIdentifier) {
+        Document().Value("identifier", hasIdentifier);
+        Document().Begin('[', "sections");
+    }
+    void Section(const SectionLine& line) {
+        const Salvage::Item& item = line.item;
+        Json object = SectionJson(line.index, item.section);
+        object["data_length"] = item.length - item.section.HeaderSize();
+        object["recovered_length"] = item.length;
+        object["state"] = NameOf(item.state);
+        Document().Element(object);
+    }
+    void Losses(Salvage& salvage, const Salvage::Totals& totals) {
+        Document().End();
+        Document().Begin('[', "faults");
+        Faults faults(Document());
+        if (totals.faults != 0) salvage.Visit(faults);
+        Document().End();
+        Document().Begin('[', "gaps");
+        Gaps gaps(Document());
+        if (totals.gaps != 0) salvage.Visit(gaps);
+        Document().End();
+    }
+    void Summary(const Recovery& recovery) {
+        Json object{{"size", Number64(recovery.size)},
+                    {"recovered", Number64(recovery.totals.recovered)},
+                    {"unrecovered_bytes", Number64(recovery.totals.unrecovered)},
+                    {"dry_run", recovery.isDryRun}};
+        if (!recovery.isDryRun) AddBytes(object, "output", recovery.out);
+        if (recovery.HasLost()) AddBytes(object, "lost", recovery.lost);
+        Document().Members(object);
+    }
+
+private:
+    struct Faults : Salvage::Visitor {
+        explicit Faults(JsonWriter& json) : m_json(json) {}
+        void OnFault(const LocatedFault& fault) override { m_json.Element(FaultJson(fault)); }
+        JsonWriter& m_json;
+    };
+    struct Gaps : Salvage::Visitor {
+        explicit Gaps(JsonWriter& json) : m_json(json) {}
+        void OnGap(const Salvage::Gap& gap) override {
+            m_json.Element({{"offset", Number64(gap.begin)}, {"size", Number64(gap.end - gap.begin)}});
+        }
+        JsonWriter& m_json;
+    };
 };
 
-struct GapElements : Salvage::Visitor {
-    explicit GapElements(JsonWriter& json) : m_json(json) {}
+// Prints the sections, and reports faults and gaps on standard error.
+template <class Printer> class Listing : public Salvage::Visitor {
+public:
+    Listing(const std::string& path, Printer& printer) : m_path(path), m_printer(printer) {}
+
+    void OnSection(const Salvage::Item& item) override { m_printer.Section({m_sections++, item}); }
+    void OnFault(const LocatedFault& fault) override { Report(m_path, fault.Message()); }
     void OnGap(const Salvage::Gap& gap) override {
-        m_json.Element({{"offset", Number64(gap.begin)}, {"length", Number64(gap.end - gap.begin)}});
+        using Tail = Salvage::Gap::Tail;
+        const std::string section = "section " + std::to_string(m_sections - 1);
+        Report(m_path, Counted(gap.end - gap.begin, "byte") + " from offset " + OffsetText(gap.begin) +
+                           " on are in no section" +
+                           (gap.tail == Tail::kOffered   ? " (--tail adds them to " + section + ')'
+                            : gap.tail == Tail::kTooLong ? ", too many for " + section + " to stay within the limits"
+                                                         : ""));
     }
-    JsonWriter& m_json;
+
+private:
+    const std::string& m_path;
+    Printer& m_printer;
+    std::uint64_t m_sections = 0;
 };
 
 class RecoverCommand : public Command {
 public:
     explicit RecoverCommand(CLI::App& app) {
-        app.add_option("IN", m_in, "TDF file, under any name; it is left alone")->required();
-        auto* out = app.add_option("-o,--output", m_out, "TDF file to make, with the extension .tdf");
+        app.add_option("IN", m_recovery.in, "TDF file, under any name; it is not changed")->required();
+        auto* out = app.add_option("-o,--output", m_recovery.out, "TDF file to create, with the extension .tdf");
         out->option_text("OUT");
-        auto* dryRun = app.add_flag("--dry-run", m_dryRun, "Only say what would be recovered")->excludes(out);
+        auto* dryRun =
+            app.add_flag("--dry-run", m_recovery.isDryRun, "Only say what would be recovered")->excludes(out);
         app.add_flag("--tail", m_tail, "Add bytes that are in no section to the section before them");
-        app.add_option("--lost", m_lost, "File to make of the bytes that are left out")
+        app.add_option("--lost", m_recovery.lost, "File to create with the bytes that are left out")
             ->option_text("FILE")
             ->excludes(dryRun);
         app.add_flag(kJsonOption, m_json, kJsonOptionHelp);
@@ -147,46 +208,52 @@ public:
     }
 
     ExitCode Run(Output& out) override {
-        if (m_out.empty() && !m_dryRun) throw Failure(ExitCode::kUsage, "recover", "-o or --dry-run is required");
-        if (!m_lost.empty() && m_lost == m_out) throw Failure(ExitCode::kUsage, "--lost", "is the same file as OUT");
-        // The sections are safe before anything is said of them: whoever reads it may stop, or never begin.
+        if (m_recovery.out.empty() && !m_recovery.isDryRun) {
+            throw Error(ErrorKind::kArgument, "recover", "-o or --dry-run is required");
+        }
+        if (!m_recovery.lost.empty() && m_recovery.lost == m_recovery.out) {
+            throw Error(ErrorKind::kArgument, "--lost", "is the same file as OUT");
+        }
+        // The sections are safe before anything is printed: whoever reads it may stop reading.
         std::optional<InputFile> file;
         std::optional<Salvage> salvage;
-        std::optional<Salvage::Totals> totals;
-        std::optional<Failure> failure;
+        std::optional<Salvage::Totals> saved;
+        std::optional<Error> error;
         try {
-            file.emplace(m_in);
+            file.emplace(m_recovery.in);
             salvage.emplace(*file, m_tail);
-            if (!m_dryRun) totals = Recover(*file, *salvage);
-        } catch (const Failure& thrown) {
-            failure = thrown;
+            if (!m_recovery.isDryRun) saved = Save(*file, *salvage);
+        } catch (const Error& thrown) {
+            error = thrown;
         }
-        return WithDocument(out, m_json, "recover", [&](JsonWriter* json) {
-            if (json) json->Members(FileMember(m_in));
-            if (failure) throw *failure;
-            return List(*file, *salvage, totals, out, json);
+        return Print<TextRecover, JsonRecover>(m_json, out, "recover", [&](auto& printer) {
+            printer.File(m_recovery.in);
+            if (error) throw *error;
+            return List(*file, *salvage, saved, printer);
         });
     }
 
 private:
-    // Makes OUT, if there is a section for it, and the file for what is left out, if it is wanted and not empty.
-    Salvage::Totals Recover(const InputFile& file, Salvage& salvage) const {
-        if (!m_lost.empty()) ReplacementFile(m_lost, false, "exists", false);  // asked before the work
+    // Creates OUT, if there is a section for it, and the file for the gaps, if one is asked for and there are any.
+    Salvage::Totals Save(const InputFile& file, Salvage& salvage) const {
+        const std::string& lost = m_recovery.lost;
+        if (!lost.empty()) ReplacementFile(lost, false, "exists", false);  // asked before the work
         Salvage::Totals totals;
         {
-            ReplacementFile replacement(m_out, false, "exists");
-            Rescue rescue(file, replacement.Path(), m_out);
+            ReplacementFile replacement(m_recovery.out, false, "exists");
             {
-                const Progress progress(replacement.Path(), file.Size());
+                ProgressBar bar(file.Size());
+                SectionRescue rescue(file, replacement.Path(), m_recovery.out,
+                                     [&](std::uint64_t bytes) { bar.Advance(bytes); });
                 totals = salvage.Visit(rescue);
+                if (!IsFound(file, totals)) return totals;
+                rescue.Verify();
             }
-            if (!IsFound(file, totals)) return totals;
-            rescue.Verify();
             replacement.Publish();
         }
-        if (!m_lost.empty() && totals.leftOut != 0) {
-            ReplacementFile replacement(m_lost, false, "exists", false);
-            LostCopy copy(file, replacement.Path(), m_lost);
+        if (!lost.empty() && totals.gaps != 0) {
+            ReplacementFile replacement(lost, false, "exists", false);
+            GapCopy copy(file, replacement.Path(), lost);
             RequireSame(file, salvage.Visit(copy), totals);
             copy.Close();
             replacement.Publish();
@@ -194,21 +261,20 @@ private:
         return totals;
     }
 
-    // made: what is in OUT, if it was made.
-    ExitCode List(const InputFile& file, Salvage& salvage, const std::optional<Salvage::Totals>& made, Output& out,
-                  JsonWriter* json) const {
-        if (!file.HasIdentifier()) Report(m_in, "does not begin with the TDF identifier");
-        if (json) json->Value("identifier", file.HasIdentifier());
-        if (json) json->Begin('[', "sections");
-        SectionLines lines(m_in, out, json);
-        const Salvage::Totals totals = salvage.Visit(lines);
-        if (json) json->End();
-        if (made) RequireSame(file, totals, *made);
-        if (json) PrintLosses(salvage, totals, *json);
-        if (!IsFound(file, totals)) {
-            throw Failure(ExitCode::kNotATrace, m_in, "nothing is found that could be recovered");
-        }
-        PrintEnd(file, totals, out, json);
+    // saved: what is in OUT, if it was created.
+    template <class Printer>
+    ExitCode List(const InputFile& file, Salvage& salvage, const std::optional<Salvage::Totals>& saved,
+                  Printer& printer) {
+        if (!file.HasIdentifier()) Report(m_recovery.in, "does not begin with the TDF identifier");
+        printer.Begin(file.HasIdentifier());
+        Listing listing(m_recovery.in, printer);
+        const Salvage::Totals totals = salvage.Visit(listing);
+        printer.Losses(salvage, totals);
+        if (saved) RequireSame(file, totals, *saved);
+        if (!IsFound(file, totals)) throw Error(ErrorKind::kInput, m_recovery.in, "nothing recoverable found");
+        m_recovery.size = file.Size();
+        m_recovery.totals = totals;
+        printer.Summary(m_recovery);
         return IsWhole(file, totals) ? ExitCode::kOk : ExitCode::kIncomplete;
     }
 
@@ -222,48 +288,10 @@ private:
 
     static void RequireSame(const InputFile& file, const Salvage::Totals& now, const Salvage::Totals& before) {
         if (now == before) return;
-        throw Failure(ExitCode::kIncomplete, file.Path(), "was changed while it was being read");
+        throw Error(ErrorKind::kChanged, file.Path(), "was changed while it was being read");
     }
 
-    static void PrintLosses(Salvage& salvage, const Salvage::Totals& totals, JsonWriter& json) {
-        json.Begin('[', "faults");
-        FaultElements faults(json);
-        if (totals.faults != 0) salvage.Visit(faults);
-        json.End();
-        json.Begin('[', "gaps");
-        GapElements gaps(json);
-        if (totals.gaps != 0) salvage.Visit(gaps);
-        json.End();
-    }
-
-    void PrintEnd(const InputFile& file, const Salvage::Totals& totals, Output& out, JsonWriter* json) const {
-        const bool isLostSaved = !m_lost.empty() && totals.leftOut != 0;
-        if (json) {
-            Json object{{"size", Number64(file.Size())},
-                        {"recovered", Number64(totals.recovered)},
-                        {"left_out", Number64(totals.leftOut)},
-                        {"dry_run", m_dryRun}};
-            if (!m_dryRun) AddBytes(object, "output", m_out);
-            if (isLostSaved) AddBytes(object, "lost", m_lost);
-            return json->Members(object);
-        }
-        std::string text = m_dryRun
-                               ? Counted(totals.sections, "section") + " can be recovered\n"
-                               : WithoutControls(m_out) + ": " + Counted(totals.sections, "section") + ", verified\n";
-        text += std::to_string(totals.recovered) + " of " + Counted(file.Size(), "byte") + " recovered";
-        if (totals.leftOut != 0) {
-            text += ", " + std::to_string(totals.leftOut) + " left out " +
-                    (totals.gaps == 1 ? "at " : "in " + std::to_string(totals.gaps) + " places from ") +
-                    Position(totals.firstGap) + " to " + Position(totals.lastGapEnd);
-        }
-        if (isLostSaved) text += ", saved in " + WithoutControls(m_lost);
-        out.Write(text + '\n');
-    }
-
-    std::string m_in;
-    std::string m_out;
-    std::string m_lost;
-    bool m_dryRun = false;
+    Recovery m_recovery;
     bool m_tail = false;
     bool m_json = false;
 };
@@ -272,7 +300,7 @@ private:
 
 std::unique_ptr<Command> AddRecoverCommand(CLI::App& app) {
     return std::make_unique<RecoverCommand>(
-        *app.add_subcommand("recover", "Save what can be read of a damaged TDF file"));
+        *app.add_subcommand("recover", "Recover the readable sections of a damaged TDF file"));
 }
 
 }  // namespace orm_trace

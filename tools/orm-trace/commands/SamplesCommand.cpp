@@ -9,9 +9,10 @@
 
 #include "tools/orm-trace/commands/Command.h"
 #include "tools/orm-trace/host/Driver.h"
+#include "tools/orm-trace/host/TraceSamples.h"
+#include "tools/orm-trace/options/DriverOption.h"
 #include "tools/orm-trace/options/NumberOption.h"
 #include "tools/orm-trace/output/Text.h"
-#include "tools/orm-trace/host/TraceSamples.h"
 
 namespace orm_trace {
 namespace {
@@ -36,7 +37,7 @@ public:
         app.add_option("--format", m_format, "hex or dec, one sample a line, or raw little-endian bytes")
             ->check(CLI::IsMember({"hex", "dec", "raw"}))
             ->option_text("hex|dec|raw [hex]");
-        app.add_option(kDriverOption, m_driverPath, kDriverOptionHelp)->option_text("PATH");
+        AddDriverOption(app, m_driverPath);
         app.footer("Example:\n  orm-trace samples capture.tdf --from 1000 --count 16 --format dec");
     }
 

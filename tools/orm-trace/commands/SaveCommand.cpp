@@ -1,14 +1,15 @@
 // orm-trace save: appends the samples of a trace to a TDF file, as a host does.
 #include <string>
 
-#include "tdf/TraceSection.h"
 #include "capture/AppendTarget.h"
+#include "capture/InputFile.h"
+#include "tdf/TraceSection.h"
 #include "tools/orm-trace/commands/Command.h"
 #include "tools/orm-trace/host/Driver.h"
-#include "capture/InputFile.h"
-#include "tools/orm-trace/output/Progress.h"
-#include "tools/orm-trace/output/Text.h"
 #include "tools/orm-trace/host/TraceSamples.h"
+#include "tools/orm-trace/options/DriverOption.h"
+#include "tools/orm-trace/output/ProgressBar.h"
+#include "tools/orm-trace/output/Text.h"
 
 namespace orm_trace {
 namespace {
@@ -20,8 +21,9 @@ public:
     explicit SaveCommand(CLI::App& app) {
         app.add_option("TRACE", m_trace, "Trace file: a TDF file, or any file of 64-bit samples")->required();
         app.add_option("TARGET", m_target, "TDF file to append the samples to, made with create")->required();
-        app.add_flag("--allow-duplicate", m_allowDuplicate, "Append also where readers see only the samples before");
-        app.add_option(kDriverOption, m_driverPath, kDriverOptionHelp)->option_text("PATH");
+        app.add_flag("--allow-duplicate", m_allowDuplicate,
+                     "Append even if the file has samples, which are the ones that readers see");
+        AddDriverOption(app, m_driverPath);
         app.footer("Example:\n  orm-trace create capture.tdf && orm-trace save raw.bin capture.tdf");
     }
 
@@ -29,14 +31,14 @@ public:
         InputFile(m_target).RequireIdentifier();
         Driver driver(m_driverPath);
         const std::uint64_t samples = driver.Load(m_trace);  // which may wait, as for a FIFO
-        AppendTarget target(m_target);
+        AppendTarget target(m_target, [](const Error& error) { Report(error); });
         if (!m_allowDuplicate) target.RequireNew(kTraceSection, kTraceVersion);
         {
-            const Progress progress(m_target, samples * kSampleSize);
+            const GrowthWatch progress(m_target, samples * kSampleSize);
             driver.Save(m_target);
         }
         if (target.Appended() < kTraceHeaderSize)
-            throw Failure(ExitCode::kFailed, m_target, "the driver has not saved to it");
+            throw Error(ErrorKind::kFailed, m_target, "the driver wrote nothing to it");
         const std::uint64_t saved = (target.Appended() - kTraceHeaderSize + kSampleSize - 1) / kSampleSize;
         target.Keep();
         if (saved >= samples) return ExitCode::kOk;  // a trace that is being written may have grown

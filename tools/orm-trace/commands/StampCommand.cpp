@@ -4,101 +4,110 @@
 #include <vector>
 
 #include "tools/orm-trace/commands/Command.h"
-#include "tools/orm-trace/output/Document.h"
 #include "tools/orm-trace/host/Driver.h"
-#include "tools/orm-trace/options/InputLines.h"
-#include "tools/orm-trace/options/ParseNumber.h"
 #include "tools/orm-trace/host/StampDecoder.h"
 #include "tools/orm-trace/host/TraceSamples.h"
+#include "tools/orm-trace/options/DriverOption.h"
+#include "tools/orm-trace/options/InputLines.h"
+#include "tools/orm-trace/options/ParseNumber.h"
+#include "tools/orm-trace/output/Printer.h"
 
 namespace orm_trace {
 namespace {
 
-// The stamps, as lines or as elements of a document.
-class StampLines {
-public:
-    StampLines(Output& out, JsonWriter* json) : m_out(out), m_json(json) {
-        if (m_json) m_json->Begin('[', "stamps");
-    }
+struct Stamp {
+    std::uint64_t word;
+    std::optional<std::uint64_t> sample;  // its index in a trace
+    const std::string& text;
+};
 
-    void Add(std::uint64_t word, std::optional<std::uint64_t> number, const std::string& stamp) {
-        if (m_json) {
-            Json object;
-            if (number) object["sample"] = Number64(*number);
-            object["word"] = Number64(word);
-            object["stamp"] = stamp;
-            m_json->Element(object);
-            return;
-        }
+class TextStamps : public TextPrinter {
+public:
+    using TextPrinter::TextPrinter;
+
+    void Begin() {}
+    void Add(const Stamp& stamp) {
         m_line.clear();
-        if (number) (m_line += std::to_string(*number)) += ' ';
-        m_out.Write((m_line += stamp) += '\n');
+        if (stamp.sample) (m_line += std::to_string(*stamp.sample)) += ' ';
+        Write((m_line += stamp.text) += '\n');
     }
 
 private:
-    Output& m_out;
-    JsonWriter* m_json;
     std::string m_line;
 };
 
-// Where words come from, and how results are written, is the same for both decoders.
+struct JsonStamps : JsonPrinter {
+    using JsonPrinter::JsonPrinter;
+
+    void Begin() { Document().Begin('[', "stamps"); }
+    void Add(const Stamp& stamp) {
+        Json object;
+        if (stamp.sample) object["sample"] = Number64(*stamp.sample);
+        object["word"] = Number64(stamp.word);
+        object["stamp"] = stamp.text;
+        Document().Element(object);
+    }
+};
+
+// Where words come from, and how results are printed, is the same for both decoders.
 class StampWords {
 public:
     StampWords(CLI::App& app, Decoder& decoder) : m_decoder(decoder) {
         auto* words =
             app.add_option("WORD", m_words, "Words, decimal or 0x...; - reads one a line from standard input");
-        auto* file = app.add_option("--file", m_file, "Decode every sample of a trace; a line begins with its number");
+        auto* file = app.add_option("--file", m_file, "Decode every sample of a trace; a line begins with its index");
         file->option_text("TRACE")->excludes(words);
-        app.add_flag("--only-stamps", m_onlyStamps, "Leave out samples that are no stamps")->needs(file);
-        app.add_option(kDriverOption, m_driverPath, kDriverOptionHelp)->option_text("PATH")->needs(file);
+        app.add_flag("--only-stamps", m_onlyStamps, "Leave out samples that are not stamps")->needs(file);
+        AddDriverOption(app, m_driverPath)->needs(file);
         app.add_flag(kJsonOption, m_json, kJsonOptionHelp);
     }
 
     ExitCode Run(Output& out) {
         m_decoder.Prepare();
         if (m_file.empty() && m_words.empty()) {
-            throw Failure(ExitCode::kUsage, "stamp", "WORD or --file is required");
+            throw Error(ErrorKind::kArgument, "stamp", "WORD or --file is required");
         }
-        return WithDocument(out, m_json, "stamp", [&](JsonWriter* json) {
-            StampLines lines(out, json);
-            return m_file.empty() ? DecodeWords(lines) : DecodeTrace(lines);
+        return Print<TextStamps, JsonStamps>(m_json, out, "stamp", [&](auto& printer) {
+            printer.Begin();
+            const auto add = [&](const Stamp& stamp) { printer.Add(stamp); };
+            return m_file.empty() ? DecodeWords(add) : DecodeTrace(add);
         });
     }
 
 private:
-    ExitCode DecodeWords(StampLines& lines) {
+    template <class Add> ExitCode DecodeWords(Add add) {
         for (const std::string& text : m_words) {
             if (text == "-") {
-                DecodeInput(lines);
+                DecodeInput(add);
             } else {
                 const auto word = ParseNumber(text);
-                if (!word) throw Failure(ExitCode::kUsage, "stamp", "not a 64-bit number: " + text);
-                lines.Add(*word, std::nullopt, m_decoder.Decode(*word, std::nullopt));
+                if (!word) throw Error(ErrorKind::kArgument, "stamp", "not a 64-bit number: " + text);
+                add({*word, std::nullopt, m_decoder.Decode(*word, std::nullopt)});
             }
         }
         return ExitCode::kOk;
     }
 
-    void DecodeInput(StampLines& lines) {
+    template <class Add> void DecodeInput(Add add) {
         InputLines input;
         while (const auto line = input.Next()) {
             const auto word = ParseNumber(*line);
             if (!word) {
-                throw Failure(ExitCode::kNotATrace, "standard input",
-                              "line " + std::to_string(input.Number()) + ": not a 64-bit number");
+                throw Error(ErrorKind::kInput, "standard input",
+                            "line " + std::to_string(input.Number()) + ": not a 64-bit number");
             }
-            lines.Add(*word, std::nullopt, m_decoder.Decode(*word, std::nullopt));
+            add({*word, std::nullopt, m_decoder.Decode(*word, std::nullopt)});
         }
     }
 
-    ExitCode DecodeTrace(StampLines& lines) {
+    template <class Add> ExitCode DecodeTrace(Add add) {
         Driver driver(m_driverPath);
         TraceSamples samples(driver, m_file);
         samples.Require(0, samples.Total());
         while (const auto page = samples.Next()) {
             for (std::size_t n = 0; n < page->count; ++n) {
-                const std::string stamp = m_decoder.Decode(page->samples[n], page->first + n);
-                if (!stamp.empty() || !m_onlyStamps) lines.Add(page->samples[n], page->first + n, stamp);
+                const std::string text = m_decoder.Decode(page->samples[n], page->first + n);
+                if (!text.empty() || !m_onlyStamps) add({page->samples[n], page->first + n, text});
             }
         }
         return samples.Finish();

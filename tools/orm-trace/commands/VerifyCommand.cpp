@@ -1,15 +1,79 @@
 // orm-trace verify: reports every fault of TDF files.
+#include <optional>
 #include <string>
 #include <vector>
 
-#include "tools/orm-trace/commands/Command.h"
-#include "tools/orm-trace/output/Document.h"
 #include "capture/Duplicates.h"
+#include "tools/orm-trace/commands/Command.h"
 #include "tools/orm-trace/output/FaultReport.h"
+#include "tools/orm-trace/output/Printer.h"
 #include "tools/orm-trace/output/Text.h"
 
 namespace orm_trace {
 namespace {
+
+// A section that no lookup finds. It is not a fault: files may be written so.
+struct Unreachable {
+    std::uint64_t index;
+    const Orm::Lux::Trace::TDFSection& section;
+    std::optional<std::uint32_t> duplicateOf;  // offset of the section that lookups find; else the name has a zero byte
+
+    std::string Message() const {
+        const std::string reason =
+            duplicateOf ? "the section at offset " + OffsetText(*duplicateOf) + " has the same name and version"
+                        : "its name has a zero byte";
+        return "section " + std::to_string(index) + ' ' + SectionLabel(section.name, section.version) + " at offset " +
+               OffsetText(section.offset) + ": unreachable: " + reason;
+    }
+};
+
+// Calls visit with each section that no lookup finds. A file with many sections is walked over several times.
+template <class Visit> void FindUnreachable(const InputFile& file, std::uint64_t count, Visit visit) {
+    const std::uint64_t parts = Duplicates::Parts(count);
+    for (std::uint64_t part = 0; part < parts; ++part) {
+        Duplicates duplicates(file, part, parts);
+        SectionWalk walk(file);
+        while (walk.Next()) {
+            const auto& section = walk.Section();
+            if (!duplicates.Has(section)) continue;
+            const auto duplicateOf = duplicates.Find(section);
+            const bool hasZero = section.name.find('\0') != section.name.npos;
+            if (hasZero) {
+                visit(Unreachable{walk.Index(), section, std::nullopt});
+            } else if (duplicateOf) {
+                visit(Unreachable{walk.Index(), section, duplicateOf});
+            }
+        }
+    }
+}
+
+struct TextVerify : TextPrinter {
+    using TextPrinter::TextPrinter;
+
+    void Begin() {}
+    void Section(const Unreachable&) {}
+    void Summary(const InputFile& file, const SectionWalk& walk) {
+        Write(WithoutControls(file.Path()) + ": " + Counted(walk.Count(), "section") + ", " + EndText(walk) + '\n');
+    }
+};
+
+struct JsonVerify : JsonPrinter {
+    using JsonPrinter::JsonPrinter;
+
+    void Begin() { Document().Begin('[', "unreachable"); }
+    void Section(const Unreachable& unreachable) {
+        Json object = SectionJson(unreachable.index, unreachable.section);
+        object["reason"] = unreachable.duplicateOf ? "duplicate" : "zero_in_name";
+        if (unreachable.duplicateOf) object["duplicate_of"] = Number64(*unreachable.duplicateOf);
+        Document().Element(object);
+    }
+    void Summary(const InputFile&, const SectionWalk& walk) {
+        Document().End();
+        Document().Value("section_count", Number64(walk.Count()));
+        Document().Value("ends_on_section_boundary", !walk.Fault());
+        AddFaults(Document(), walk);
+    }
+};
 
 class VerifyCommand : public Command {
 public:
@@ -20,56 +84,23 @@ public:
     }
 
     ExitCode Run(Output& out) override {
-        return ForEachFile(m_files, out, m_json, "verify",
-                           [&](const std::string& file, JsonWriter* json) { return Verify(file, out, json); });
+        return PrintFiles<TextVerify, JsonVerify>(
+            m_json, out, "verify", m_files, [](auto& printer, const std::string& path) {
+                const InputFile file(path);
+                file.RequireIdentifier();
+                SectionWalk walk(file);
+                while (walk.Next()) continue;
+                printer.Begin();
+                FindUnreachable(file, walk.Count(), [&](const Unreachable& unreachable) {
+                    printer.Section(unreachable);
+                    Report(path, unreachable.Message());
+                });
+                printer.Summary(file, walk);
+                return ReportFault(path, walk);
+            });
     }
 
 private:
-    static ExitCode Verify(const std::string& path, Output& out, JsonWriter* json) {
-        const InputFile file(path);
-        file.RequireIdentifier();
-        SectionWalk walk(file);
-        while (walk.Next()) continue;
-        if (json) json->Begin('[', "unreachable");
-        const std::uint64_t parts = Duplicates::Parts(walk.Count());
-        for (std::uint64_t part = 0; part < parts; ++part) ReportUnreachable(file, {file, part, parts}, json);
-        if (json) json->End();
-        if (json) {
-            json->Value("sections", Number64(walk.Count()));
-            json->Value("ends_on_section_boundary", !walk.Damage());
-        } else {
-            out.Write(WithoutControls(path) + ": " + Counted(walk.Count(), "section") + ", " +
-                      (walk.Damage() ? "damaged" : kOnBoundary) + '\n');
-        }
-        return ReportDamage(path, walk, json);
-    }
-
-    static void ReportUnreachable(const InputFile& file, Duplicates duplicates, JsonWriter* json) {
-        SectionWalk walk(file);
-        while (walk.Next()) {
-            if (!duplicates.Has(walk.Section())) continue;
-            ReportUnreachable(file.Path(), walk, duplicates.Find(walk.Section()), json);
-        }
-    }
-
-    // A section that no lookup finds is no damage: files may be written so.
-    static void ReportUnreachable(const std::string& path, const SectionWalk& walk,
-                                  std::optional<std::uint32_t> duplicateOf, JsonWriter* json) {
-        const auto& section = walk.Section();
-        const bool hasZero = section.name.find('\0') != section.name.npos;
-        if (!duplicateOf && !hasZero) return;
-        const std::string reason =
-            hasZero ? "its name has a zero byte" : "the one at offset " + Position(*duplicateOf) + " comes first";
-        if (json) {
-            Json object = SectionJson(walk.Number(), section);
-            object["reason"] = hasZero ? "zero_in_name" : "duplicate";
-            if (!hasZero) object["duplicate_of"] = *duplicateOf;
-            json->Element(object);
-        }
-        Report(path, "section " + std::to_string(walk.Number()) + " " + SectionLabel(section.name, section.version) +
-                         " at offset " + Position(section.offset) + ": no lookup finds it, " + reason);
-    }
-
     std::vector<std::string> m_files;
     bool m_json = false;
 };

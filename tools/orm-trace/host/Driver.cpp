@@ -8,9 +8,9 @@
 #include <cstring>
 #include <filesystem>
 
+#include "capture/TranslateErrors.h"
 #include "tdf/FileIO.h"
-#include "tools/orm-trace/output/Failure.h"
-#include "capture/Written.h"
+#include "tools/orm-trace/output/ExitCode.h"
 
 namespace orm_trace {
 namespace {
@@ -65,7 +65,7 @@ bool IsLogging() {
 
 template <class Function> Function Lookup(void* library, const char* name, const std::string& path) {
     void* symbol = dlsym(library, name);
-    if (symbol == nullptr) throw Failure(ExitCode::kNoDriver, path, std::string("is no channel driver: no ") + name);
+    if (symbol == nullptr) throw DriverError(path, std::string("is not a channel driver: it lacks ") + name);
     return reinterpret_cast<Function>(symbol);
 }
 
@@ -76,14 +76,14 @@ void Driver::LibraryCloser::operator()(void* handle) const noexcept { dlclose(ha
 Driver::Driver(std::string path, bool withDirectories) : m_driver(nullptr, nullptr) {
     path = LibraryPath(std::move(path));
     m_library.reset(dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL));
-    if (!m_library) throw Failure(ExitCode::kNoDriver, path, dlerror());
+    if (!m_library) throw DriverError(path, dlerror());
     const auto create = Lookup<CChannelDriver* (*)()>(m_library.get(), "CreateChannelDriver", path);
     const auto destroy = Lookup<DestroyFunction>(m_library.get(), "DestroyChannelDriver", path);
     {
         const HiddenHome hidden(!withDirectories && !IsLogging());
         m_driver = {create(), destroy};
     }
-    if (!m_driver) throw Failure(ExitCode::kNoDriver, path, "makes no driver");
+    if (!m_driver) throw DriverError(path, "CreateChannelDriver returned null");
 }
 
 std::string Driver::Path() const {
@@ -108,12 +108,12 @@ unsigned int Driver::Load(const std::string& file) {
     } catch (const Orm::Lux::Corva::cCorvaErrorIF& error) {
         // The driver does not say why a file cannot be opened. To try it says so.
         const bool canOpen = Orm::Lux::Trace::OpenForReading(file.c_str()) != nullptr;
-        throw Failure(ExitCode::kNotATrace, file, canOpen ? error.what() : std::strerror(errno));
+        throw Error(ErrorKind::kInput, file, canOpen ? error.what() : std::strerror(errno));
     }
 }
 
 unsigned int Driver::Read(unsigned int first, unsigned int count, unsigned long* samples) {
-    return Translated(ExitCode::kNotATrace, m_file, [&] {
+    return TranslateErrors(ErrorKind::kInput, m_file, [&] {
         unsigned int read = 0;
         m_driver->SeekReadTraceData(first, count, samples, &read);
         return read;
@@ -121,7 +121,7 @@ unsigned int Driver::Read(unsigned int first, unsigned int count, unsigned long*
 }
 
 void Driver::Save(const std::string& target) {
-    Written(target, " (saving " + m_file + ")", [&] { m_driver->SaveFile(target, kFileType); });
+    TranslateWriteErrors(target, " (saving " + m_file + ")", [&] { m_driver->SaveFile(target, kFileType); });
 }
 
 }  // namespace orm_trace

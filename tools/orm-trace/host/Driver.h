@@ -16,7 +16,7 @@ public:
     // Loads the library from path; when that is empty, from what the environment variable ORM_TRACE_DRIVER names, else
     // from beside the tool. Its start-up creates the directories of a host below HOME only if that is wanted, or the log
     // is on (ORM_TRACE_LOGGING).
-    // Errors: Failure (kNoDriver).
+    // Errors: DriverError.
     explicit Driver(std::string path, bool withDirectories = false);
 
     // The library's file; and all that is loaded. Valid while this lives.
@@ -25,13 +25,13 @@ public:
     // Returns: a symbol of the library, or null.
     void* Find(const char* name) const noexcept;
 
-    // Loads a trace. Returns: the number of its samples. Errors: Failure (kNotATrace).
+    // Loads a trace. Returns: the number of its samples. Errors: Error (kInput).
     unsigned int Load(const std::string& file);
 
-    // Reads samples of the trace loaded. Returns: how many there were. Errors: Failure (kNotATrace).
+    // Reads samples of the trace loaded. Returns: how many there were. Errors: Error (kInput).
     unsigned int Read(unsigned int first, unsigned int count, unsigned long* samples);
 
-    // Appends the trace loaded to a TDF file. Errors: Failure (kFailed).
+    // Appends the trace loaded to a TDF file. Errors: Error (kFailed).
     void Save(const std::string& target);
 
 private:
@@ -44,10 +44,5 @@ private:
     std::unique_ptr<void, LibraryCloser> m_library;
     std::unique_ptr<Orm::Lux::Trace::CChannelDriver, DestroyFunction> m_driver;  // freed before its library
 };
-
-// The option that chooses the library, for every subcommand that loads a driver.
-inline constexpr const char* kDriverOption = "--driver";
-inline constexpr const char* kDriverOptionHelp =
-    "Driver library to load (default: $ORM_TRACE_DRIVER, else the one beside this tool)";
 
 }  // namespace orm_trace

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstdlib>
 
+#include "capture/Error.h"
 #include "tools/orm-trace/options/NumberOption.h"
 #include "tools/orm-trace/options/ParseTime.h"
 
@@ -16,9 +17,9 @@ StmDecoder::StmDecoder(CLI::App& app) {
             return std::isfinite(hertz) && hertz > 0 ? "" : "not a finite number above 0: " + text;
         })
         ->option_text("HZ");
-    AddNumberOption(app, "--base", m_base, UINT64_MAX, "Index of the sample that cycles are shifted to (default: 0)");
+    AddNumberOption(app, "--base", m_base, UINT64_MAX, "Sample index that counts as cycle 0's sample (default: 0)");
     AddNumberOption(app, "--index", m_index, UINT64_MAX,
-                    "Index of the word's sample (default: 0, with --file its number)");
+                    "Sample index of the word (default: 0; with --file, that of each sample)");
     app.footer("Example, one second after the start:\n  orm-trace stamp stm 170000000 --frequency 1e6\n  1000000");
 }
 
@@ -39,7 +40,7 @@ RcvDecoder::RcvDecoder(CLI::App& app) {
 
 void RcvDecoder::Prepare() {
     const auto zero = ParseTime(m_zeroText);
-    if (!zero) throw Failure(ExitCode::kUsage, "--zero", "no time YYYY-MM-DD HH:MM:SS[.ffffff]: " + m_zeroText);
+    if (!zero) throw Error(ErrorKind::kArgument, "--zero", "not a time YYYY-MM-DD HH:MM:SS[.ffffff]: " + m_zeroText);
     m_zero = *zero;
 }
 

@@ -5,8 +5,9 @@
 #include <optional>
 #include <string>
 
+#include <CLI/CLI.hpp>
+
 #include "timestamp/Timestamp.h"
-#include "tools/orm-trace/commands/Command.h"
 
 namespace orm_trace {
 
@@ -14,9 +15,9 @@ namespace orm_trace {
 class Decoder {
 public:
     virtual ~Decoder() = default;
-    // Called once, when the options are known. Errors: Failure.
+    // Called once, when the options are known. Errors: Error.
     virtual void Prepare() {}
-    // index: the number of a trace's sample, where there is one. Returns: the stamp's text, empty for no stamp.
+    // index: of the sample, for a word of a trace. Returns: the stamp's text, "" for a word that is not a stamp.
     virtual std::string Decode(std::uint64_t word, std::optional<std::uint64_t> index) = 0;
 };
 

@@ -8,7 +8,7 @@
 
 #include "tdf/TraceSection.h"
 #include "tools/orm-trace/host/Driver.h"
-#include "tools/orm-trace/output/Failure.h"
+#include "tools/orm-trace/output/ExitCode.h"
 
 namespace orm_trace {
 
@@ -18,12 +18,12 @@ using Orm::Lux::Trace::kSampleSize;
 class TraceSamples {
 public:
     struct Page {
-        std::uint64_t first;  // number of its first sample
+        std::uint64_t first;  // index of its first sample
         const unsigned long* samples;
         std::size_t count;
     };
 
-    // Loads the trace. Errors: Failure.
+    // Loads the trace. Errors: Error.
     TraceSamples(Driver& driver, std::string file);
 
     // Returns: the samples in the file, of which the driver may serve fewer: it counts bytes in 32 bits.
@@ -32,8 +32,8 @@ public:
     // Chooses the run: count samples from first on, which may be beyond the last one. Called once, before Next.
     void Require(std::uint64_t first, std::uint64_t count);
 
-    // Returns: the next page, valid until the next call; nothing behind the last. A run without samples is read all the
-    //          same: a file that cannot be read at all says so then. Errors: Failure.
+    // Returns: the next page, valid until the next call; nothing after the last one. A run without samples is read too, so
+    //          that a file that cannot be read at all is reported. Errors: Error.
     std::optional<Page> Next();
 
     // Returns: kOk, or kIncomplete when samples are missing or the run begins beyond the last one, which is reported.
@@ -46,7 +46,7 @@ private:
     std::uint64_t m_total;
     std::uint64_t m_wanted = 0;
     std::uint64_t m_next = 0;  // sample
-    std::uint64_t m_end = 0;   // of what is there, of the run
+    std::uint64_t m_end = 0;   // end of the available part of the run
     std::uint64_t m_read = 0;
     bool m_ended = false;
     std::vector<unsigned long> m_page;

@@ -8,7 +8,7 @@
 #include <optional>
 #include <string_view>
 
-#include "tools/orm-trace/output/Failure.h"
+#include "capture/Error.h"
 
 namespace orm_trace {
 
@@ -20,11 +20,11 @@ public:
     ~InputLines() { std::free(m_line); }
 
     // Returns: the next line, without its end, valid until the next call; nothing at the end of the input.
-    // Errors:  Failure.
+    // Errors:  Error.
     std::optional<std::string_view> Next() {
         const ssize_t length = getline(&m_line, &m_size, stdin);
         if (length < 0) {
-            if (std::ferror(stdin)) throw Failure(ExitCode::kFailed, "standard input", std::strerror(errno));
+            if (std::ferror(stdin)) throw Error(ErrorKind::kFailed, "standard input", std::strerror(errno));
             return std::nullopt;
         }
         ++m_number;

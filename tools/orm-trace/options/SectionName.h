@@ -4,15 +4,16 @@
 #include <string>
 #include <string_view>
 
-#include "tools/orm-trace/output/Failure.h"
+#include "capture/Error.h"
 #include "tools/orm-trace/output/Text.h"
 
 namespace orm_trace {
 
-// Returns: the name's bytes, which may be written as the tool shows them. Errors: Failure (kUsage).
+// Returns: the name's bytes, which may be written as the tool shows them. Errors: Error (kArgument).
 inline std::string SectionName(std::string_view text) {
     const auto name = Unescaped(text);
-    if (!name) throw Failure(ExitCode::kUsage, std::string(text), "has a backslash that begins neither \\xHH nor \\\\");
+    if (!name)
+        throw Error(ErrorKind::kArgument, std::string(text), "has a backslash that begins neither \\xHH nor \\\\");
     return *name;
 }
 

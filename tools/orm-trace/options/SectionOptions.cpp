@@ -6,12 +6,25 @@
 #include <set>
 #include <utility>
 
-#include "tools/orm-trace/output/Failure.h"
+#include "capture/Error.h"
+#include "tools/orm-trace/options/ParseNumber.h"
+#include "tools/orm-trace/options/SectionName.h"
 
 namespace orm_trace {
 
+SectionSource ParseSection(const std::string& text) {
+    const std::size_t at = text.find('@');
+    const std::size_t colon = text.substr(0, at).rfind(':');
+    const auto version =
+        at != text.npos && colon != text.npos ? ParseNumber(text.substr(colon + 1, at - colon - 1)) : std::nullopt;
+    if (!version || *version > UINT32_MAX || at + 1 == text.size()) {
+        throw Error(ErrorKind::kArgument, text, "is not of the form NAME:VERSION@FILE");
+    }
+    return {SectionName(text.substr(0, colon)), static_cast<std::uint32_t>(*version), text.substr(at + 1)};
+}
+
 CLI::Option* SectionOptions::AddTo(CLI::App& app) {
-    app.add_flag("--allow-duplicate", m_allowDuplicate, "Write a section also where readers see only one before it");
+    app.add_flag("--allow-duplicate", m_allowDuplicate, "Write a section even if readers see only an earlier one");
     return app
         .add_option("--section", m_texts,
                     "Section to write, with FILE's bytes as its data; a FILE of - is standard input")
@@ -24,14 +37,14 @@ std::vector<SectionSource> SectionOptions::Open() const {
     std::vector<SectionSource> sources;
     std::set<std::pair<std::string, std::uint32_t>> seen;
     for (const std::string& text : m_texts) {
-        const SectionSource& source = sources.emplace_back(text);
+        const SectionSource& source = sources.emplace_back(ParseSection(text));
         if (!seen.emplace(source.Name(), source.Version()).second && !m_allowDuplicate) {
-            throw Failure(ExitCode::kFailed, text,
-                          "is named twice, readers would not see the second (--allow-duplicate)");
+            throw Error(ErrorKind::kFailed, text,
+                        "is named twice, readers would not see the second (--allow-duplicate)");
         }
     }
     if (std::count_if(sources.begin(), sources.end(), std::mem_fn(&SectionSource::IsStandardInput)) > 1) {
-        throw Failure(ExitCode::kUsage, "standard input", "cannot be the data of two sections");
+        throw Error(ErrorKind::kArgument, "standard input", "cannot be the data of two sections");
     }
     for (SectionSource& source : sources) source.Open();
     return sources;

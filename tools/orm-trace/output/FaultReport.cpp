@@ -4,40 +4,44 @@
 
 namespace orm_trace {
 
-Json SectionJson(std::uint64_t number, const Orm::Lux::Trace::TDFSection& section) {
-    Json object{{"index", Number64(number)},
-                {"offset", section.offset},
+const char* EndText(const SectionWalk& walk) { return walk.Fault() ? "damaged" : "ends on a section boundary"; }
+
+Json SectionJson(std::uint64_t index, const Orm::Lux::Trace::TDFSection& section) {
+    Json object{{"index", Number64(index)},
+                {"offset", Number64(section.offset)},
                 {"length", section.length},
                 {"version", section.version}};
     AddBytes(object, "name", section.name);
-    object["data_position"] = section.DataPosition();
+    object["data_position"] = section.DataOffset();
     object["data_length"] = section.DataLength();
     return object;
 }
 
-Json FaultJson(const Fault& fault) {
-    Json object{{"kind", fault.Kind()}, {"section", Number64(fault.section)}};
+Json FaultJson(const LocatedFault& fault) {
+    Json object{{"kind", fault.KindName()}, {"index", Number64(fault.index)}};
     if (fault.name) AddBytes(object, "name", *fault.name);
-    object["offset"] = Number64(fault.damage.offset);
-    object["claimed"] = Number64(fault.damage.claimed);
-    object["available"] = Number64(fault.damage.available);
+    object["offset"] = Number64(fault.offset);
+    object["claimed"] = Number64(fault.claimed);
+    object["available"] = Number64(fault.available);
     object["message"] = fault.Message();
     return object;
 }
 
-ExitCode ReportDamage(const std::string& path, const SectionWalk& walk, JsonWriter* json) {
-    if (json) json->Begin('[', "faults");
-    if (walk.Damage()) {
-        Report(path, walk.Damage()->Message());
-        if (json) json->Element(FaultJson(*walk.Damage()));
+void AddFaults(JsonWriter& json, const SectionWalk& walk) {
+    json.Begin('[', "faults");
+    if (walk.Fault()) json.Element(FaultJson(*walk.Fault()));
+    json.End();
+    json.Value("trailing_bytes", Number64(walk.TrailingBytes()));
+}
+
+ExitCode ReportFault(const std::string& path, const SectionWalk& walk) {
+    if (!walk.Fault()) return ExitCode::kOk;
+    Report(path, walk.Fault()->Message());
+    if (walk.TrailingBytes() != 0) {
+        Report(path, Counted(walk.TrailingBytes(), "byte") + " after the last section, from offset " +
+                         OffsetText(walk.Fault()->offset));
     }
-    if (json) json->End();
-    if (json) json->Value("bytes_behind", Number64(walk.BytesBehind()));
-    if (walk.BytesBehind() != 0) {
-        Report(path, Counted(walk.BytesBehind(), "byte") + " behind the last section, from offset " +
-                         Position(walk.Damage()->damage.offset));
-    }
-    return walk.Damage() ? ExitCode::kNotATrace : ExitCode::kOk;
+    return ExitCode::kNotATrace;
 }
 
 }  // namespace orm_trace

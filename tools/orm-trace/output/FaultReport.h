@@ -1,23 +1,27 @@
-// Telling what is wrong with a file: on standard error and, where there is one, in the document.
+// Reporting what is wrong with a file, on standard error and in a document.
 #pragma once
 
 #include <string>
 
-#include "tools/orm-trace/output/Json.h"
 #include "capture/SectionWalk.h"
+#include "tools/orm-trace/output/ExitCode.h"
+#include "tools/orm-trace/output/Json.h"
 
 namespace orm_trace {
 
-inline constexpr const char* kOnBoundary = "ends on a section boundary";
+// Returns: how a walk ended, as text.
+const char* EndText(const SectionWalk& walk);
 
-// Returns: number, offset, version, name, length, and where the data is; a section of a document.
-Json SectionJson(std::uint64_t number, const Orm::Lux::Trace::TDFSection& section);
-
-// Reports the damage that has ended a walk, if any; the document gets "faults" and "bytes_behind".
-// Returns: kOk or kNotATrace.
-ExitCode ReportDamage(const std::string& path, const SectionWalk& walk, JsonWriter* json);
+// Returns: a section of a document: index, offset, length, version, name, and where the data is.
+Json SectionJson(std::uint64_t index, const Orm::Lux::Trace::TDFSection& section);
 
 // Returns: a fault of a document.
-Json FaultJson(const Fault& fault);
+Json FaultJson(const LocatedFault& fault);
+
+// Adds "faults" and "trailing_bytes" to the object that is open. REQUIRES: the walk has ended.
+void AddFaults(JsonWriter& json, const SectionWalk& walk);
+
+// Reports the fault that ended a walk, if any. Returns: kOk or kNotATrace.
+ExitCode ReportFault(const std::string& path, const SectionWalk& walk);
 
 }  // namespace orm_trace

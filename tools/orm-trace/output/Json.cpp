@@ -21,10 +21,10 @@ Json FileMember(const std::string& path) {
     return object;
 }
 
-Json ErrorMember(const Failure& failure) {
+Json ErrorMembers(const Error& error) {
     Json object;
-    AddBytes(object, "error", failure.what());
-    AddBytes(object, "error_subject", failure.Subject());
+    AddBytes(object, "error", error.what());
+    AddBytes(object, "error_subject", error.Subject());
     return object;
 }
 

@@ -1,4 +1,4 @@
-// JSON documents, written piece by piece: what they take of memory does not depend on how much is in them.
+// JSON documents, written in parts: memory use does not depend on a document's size.
 #pragma once
 
 #include <cstdint>
@@ -6,29 +6,29 @@
 #include <string>
 #include <string_view>
 
-#include "tools/orm-trace/output/Failure.h"
+#include "capture/Error.h"
 #include "tools/orm-trace/output/Output.h"
 
 namespace orm_trace {
 
 using Json = nlohmann::ordered_json;
 
-// Returns: a 64-bit number as documents have it: a string, since readers may take numbers for floating-point ones.
+// Returns: a 64-bit number as documents have it: a string, since many readers take numbers for floating-point ones.
 inline Json Number64(std::uint64_t number) { return std::to_string(number); }
 
-// Adds bytes under key: as they are when they are UTF-8, else escaped, and their digits under key_hex.
+// Adds bytes under key: as they are when they are UTF-8, else escaped, with their digits under key_hex.
 void AddBytes(Json& object, const std::string& key, std::string_view bytes);
 
 // Returns: an object with a file's name, the member "file".
 Json FileMember(const std::string& path);
 
 // Returns: an object with the members "error", the reason, and "error_subject", the file or whatever else it concerns.
-Json ErrorMember(const Failure& failure);
+Json ErrorMembers(const Error& error);
 
 // Writes one document. Objects and arrays are open until they are ended; a key is null within an array.
 class JsonWriter {
 public:
-    // Begins the document, an object with the version of its form and the subcommand.
+    // Begins the document, an object with the version of the schema and the subcommand.
     JsonWriter(Output& out, const char* command);
 
     void Begin(char bracket, const char* key = nullptr);
@@ -38,15 +38,14 @@ public:
     void Element(const Json& value) { Value(nullptr, value); }
     void End();
 
-    // How many objects and arrays are open; ends those above depth.
-    std::size_t Depth() const noexcept { return m_open.size(); }
+    // Ends objects and arrays until only depth of them are open.
     void EndTo(std::size_t depth);
 
 private:
     void Separate(const char* key);
 
     Output& m_out;
-    std::string m_open;  // brackets that are to come
+    std::string m_open;  // closing brackets to be written
     bool m_first = true;
 };
 

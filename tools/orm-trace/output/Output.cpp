@@ -10,12 +10,12 @@
 
 namespace orm_trace {
 
-OutputFailure::OutputFailure(int error)
-    : Failure(ExitCode::kFailed, "standard output", std::strerror(error)), m_isBrokenPipe(error == EPIPE) {}
+OutputError::OutputError(int error)
+    : Error(ErrorKind::kFailed, "standard output", std::strerror(error)), m_isBrokenPipe(error == EPIPE) {}
 
 Output::Output() {
-    // A standard stream that the caller has closed stays closed for data, but its number must not fall to a trace file.
-    // To read from it then fails.
+    // A standard stream that the caller has closed stays closed for data, but no trace file may get its number. Reading
+    // from it then fails.
     const int data = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
     for (int standard = STDIN_FILENO; standard <= STDERR_FILENO; ++standard) {
         if (fcntl(standard, F_GETFD) < 0) open("/dev/null", standard == STDIN_FILENO ? O_WRONLY : O_RDWR);
@@ -37,7 +37,7 @@ void Output::Check(bool succeeded) {
     if (succeeded) return;
     const int error = errno;
     m_data.reset();
-    throw OutputFailure(error);
+    throw OutputError(error);
 }
 
 void Report(const std::string& subject, const std::string& reason) {

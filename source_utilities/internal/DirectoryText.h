@@ -1,0 +1,22 @@
+// What a directory getter of the environment answers, without its exception. Private to the library.
+#pragma once
+
+#include <string>
+
+#include "source_utilities/source_utilities_error.h"
+#include "source_utilities/uEnvironment.h"
+
+namespace ORM_LUX {
+
+// Returns: the directory, "" where the getter throws since there is none.
+inline std::string DirectoryText(const char* (*getter)(std::string&)) {
+    std::string directory;
+    try {
+        getter(directory);
+    } catch (const source_utilities_error&) {
+        directory.clear();
+    }
+    return directory;
+}
+
+}  // namespace ORM_LUX
