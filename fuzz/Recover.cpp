@@ -19,8 +19,8 @@ struct Recovery {
             const ExitCode code = command->Run(out);
             out.Close();
             return code;
-        } catch (const orm_trace::Failure& failure) {
-            return failure.Code();
+        } catch (const orm_trace::Error& error) {
+            return ExitCodeOf(error);
         }
     }
 

@@ -91,14 +91,13 @@ private:
     }
 };
 
-// Returns: a text for people; for programs, with an underscore.
-std::string NameOf(Probe::State state, char blank) {
+const char* NameOf(Probe::State state) {
     switch (state) {
         case Probe::State::kMissing: return "missing";
         case Probe::State::kWritable: return "writable";
         case Probe::State::kNotWritable: break;
     }
-    return std::string("not") + blank + "writable";
+    return "not writable";
 }
 
 class TextProbe : public TextPrinter {
@@ -114,7 +113,7 @@ public:
         Write("environment\n");
         for (const auto& [variable, value] : probe.environment) Line(variable, value.value_or("(unset)"));
         Write("directories\n");
-        for (const auto& [path, state] : probe.directories) Line(path, NameOf(state, ' '));
+        for (const auto& [path, state] : probe.directories) Line(path, NameOf(state));
         Write("log\n");
         Line("file", probe.log.file.value_or("(unset)"));
         Line("writing", probe.log.isWritten ? "on" : "off");
@@ -150,7 +149,7 @@ public:
         Document().Begin('[', "directories");
         for (const auto& [path, state] : probe.directories) {
             Json directory = Path(path);
-            directory["state"] = NameOf(state, '_');
+            directory["state"] = NameOf(state);
             Document().Element(directory);
         }
         Document().End();
