@@ -285,6 +285,7 @@ TEST_F(SaveFileTest, RefusesATargetThatWouldLoseTheSection) {
             const test::Unprivileged user;
             EXPECT_EQ(LoadAndSave("p.bin", "t.tdf"), error) << label;
         }
+        chmod("t.tdf", 0644);
         EXPECT_EQ(ReadAll("t.tdf"), bytes) << label;
     }
     rlimit limit{};
