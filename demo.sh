@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Shows the library at work: builds it, makes a capture of a few million samples, and lets a host page through it.
-# Run without arguments, from anywhere. Leaves nothing behind but the build tree.
+# Run without arguments, from anywhere. Leaves nothing but the build tree.
 set -euo pipefail
 cd -- "$(dirname -- "${BASH_SOURCE[0]}")"
 

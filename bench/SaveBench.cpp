@@ -1,4 +1,4 @@
-// A loaded trace saved into another file, in pieces of 128 KiB. Nobody asks the disk to be done: all stop where the
+// A loaded trace saved into another file, in chunks of 128 KiB. None waits for the disk: all stop where the
 // kernel has the data. Every save goes to a new file, since a file that exists would spare the kernel its allocations.
 #include <algorithm>
 #include <vector>

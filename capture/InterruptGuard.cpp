@@ -82,7 +82,6 @@ InterruptGuard::InterruptGuard(Undo undo, const void* work) noexcept {
     g_isUnfinished = true;
     struct sigaction action {};
     action.sa_handler = UndoAndEnd;
-    action.sa_flags = SA_RESTART;
     sigfillset(&action.sa_mask);
     for (int signal = 1; signal < _NSIG; ++signal) {
         struct sigaction before {};

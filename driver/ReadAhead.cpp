@@ -10,7 +10,7 @@
 namespace Orm::Lux::Trace {
 
 // Reads bytes at a position without the stream. A run that continues the one before is served from a read-ahead. Any
-// other drops it, so that bytes which somebody has changed are seen, and goes straight to the file. All is read by
+// other drops it, so that changed bytes are seen, and goes straight to the file. All is read by
 // position: a child process shares the stream's file offset and may move it.
 // Returns: the bytes read, fewer at the end of the file, where errno is left alone, and where reading fails, which sets
 //          errno.

@@ -26,7 +26,7 @@ inline void Require(bool holds, int line = __builtin_LINE(), const char* file = 
     __builtin_trap();
 }
 
-// Takes values from the front of an input; behind its end everything is 0 or empty.
+// Takes values from the front of an input; after its end everything is 0 or empty.
 class Input {
 public:
     Input(const std::uint8_t* data, std::size_t size) : m_rest(reinterpret_cast<const char*>(data), size) {}
@@ -42,7 +42,7 @@ public:
         m_rest.remove_prefix(bytes.size());
         return bytes;
     }
-    // A text without a zero byte, behind a byte with its length.
+    // A text without a zero byte, after a byte with its length.
     std::string Text() { return std::string(Bytes(Number())).c_str(); }
     std::string_view Rest() { return Bytes(m_rest.size()); }
     bool IsEmpty() const { return m_rest.empty(); }
@@ -122,7 +122,7 @@ inline std::vector<Section> Walk(std::string_view bytes, std::size_t base, std::
         const std::string_view name = bytes.substr(std::min(in + 12, bytes.size()), nameLength);
         sections.push_back({at, length, Le32(header, 4), name});
         if (name.size() < nameLength)
-            sections.back().name = {nullptr, nameLength};  // it has zeros from behind the bytes
+            sections.back().name = {nullptr, nameLength};  // it has zeros from after the bytes
         at += length;
     }
     return sections;

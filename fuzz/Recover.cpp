@@ -1,5 +1,5 @@
 // orm-trace recover: what comes out is whole and holds the sections that readers saw, with what it says is lost it holds
-// every byte, and the source is left alone.
+// every byte, and the source does not change.
 // The first byte of the input chooses options; the others are the damaged file.
 #include "fuzz/Fuzz.h"
 #include "tools/orm-trace/commands/Command.h"
@@ -65,7 +65,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (std::size_t n = 0; n + 2 < sections.size(); ++n) {
         Require(recovered[n].offset == sections[n].offset && recovered[n].length == sections[n].length);
     }
-    // Each section is in the file, behind the one before, but for its length.
+    // Each section is in the file, after the one before, byte for byte except for its length.
     std::size_t at = 0;
     for (const Section& section : recovered) {
         const std::string_view bytes = std::string_view(out).substr(section.offset + 4, section.length - 4);

@@ -1,6 +1,6 @@
 // Runs a fuzz target on inputs, and on mutations of each, which are the same ones in every run.
 //
-//   fuzz-replay-TARGET MUTATIONS FILE|DIRECTORY...     0 runs the inputs alone
+//   fuzz-replay-TARGET MUTATIONS FILE|DIRECTORY...     0 runs only the inputs
 #include <random>
 
 #include "fuzz/Fuzz.h"

@@ -9,7 +9,7 @@ using Orm::Lux::Trace::TDFSectionReader;
 
 namespace {
 
-// A file without system calls: its bytes lie at base, with zeros behind them.
+// A file without system calls: its bytes lie at base, with zeros after them.
 struct Memory {
     std::uint64_t base, end, size, at;
     std::string_view bytes;

@@ -23,7 +23,7 @@ void CheckNumbers(const std::string& text) {
     Require(uString::ToNumeric<long>(text.c_str()) == std::strtol(digits, nullptr, base));
     Require(uString::ToLong(text.c_str()) == uString::ToNumeric<long>(text.c_str()));
     Require(uString::ToNumeric<unsigned long>(text.c_str()) == std::strtoul(digits, nullptr, base));
-    // A stream reads decimal numbers alone, and none of which something is missing.
+    // A stream reads only decimal numbers, and only complete ones.
     std::string decimal(digits, std::strspn(digits, " \t\n\v\f\r"));
     decimal += std::string(digits + decimal.size(), std::strspn(digits + decimal.size(), "+-.eE0123456789"));
     char* end = nullptr;

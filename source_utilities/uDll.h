@@ -31,7 +31,7 @@ public:
     // searches. Returns: as Load; false for a null name.
     bool FindAndLoad(const char* name, int mode);
 
-    // Returns: the symbol's address; null when nothing is loaded, for a null name and when there is no such symbol (see
+    // Returns: the symbol's address; null when nothing is loaded, for a null name and when the library has no such symbol (see
     //          GetError). Valid until the library is unloaded.
     void* GetSymbolAddress(const char* symbol);
 
@@ -51,7 +51,7 @@ public:
     // is; a null name appends nothing. Returns: out.
     static std::string& GetPlatformName(std::string& out, const char* name);
 
-    // The reverse: appends trace for libtrace.so, that is, drops three characters at either end (the first three alone,
+    // The reverse: appends trace for libtrace.so, that is, drops three characters at either end (only the first three,
     // when there are fewer than six). A name without the extension stays as it is. Returns: out.
     static std::string& GetUniversalName(std::string& out, const char* name);
 

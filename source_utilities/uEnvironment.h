@@ -35,9 +35,9 @@ public:
 
     // Turns every backslash into "/" and every run of slashes into one.
     static void NormalizeDirSep(std::string& path);
-    // parent becomes the text of path before its last "/": "/a/b" of "/a/b/c"; "" when there is none.
+    // parent becomes the text of path before its last "/": "/a/b" of "/a/b/c"; "" without one.
     static void GetParentDir(std::string& parent, const char* path);
-    // Puts name behind path with one "/" between them (none behind an empty path) and normalises the whole. A null name
+    // Appends name to path with one "/" between them (without one after an empty path) and normalises the whole. A null name
     // counts as empty.
     static void JoinPaths(std::string& path, const char* name);
 

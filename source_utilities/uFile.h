@@ -11,7 +11,7 @@
 namespace ORM_LUX {
 
 // Wraps one stdio stream. An object is made closed; Open opens it, Close closes it.
-// Ownership: the destructor does not close the stream: whoever opened it calls Close first.
+// Ownership: the destructor does not close the stream: its user calls Close first.
 // Errors:    nothing throws; on an object that is not open each operation answers at once with the value stated, else
 //            with what the stdio call says.
 // Threads:   the operations on the stream may be called from several threads at once. Opening, closing and erasing may

@@ -25,8 +25,8 @@ namespace ORM_LUX {
 //
 // Errors:  only std::bad_alloc; the system is then as it was before.
 // Threads: the operations may be called from any thread, beside each other, CreateChannelDriver and lines. Starting reads
-//          the environment, which nobody changes at that time. A child that is forked while another thread starts or
-//          sets logging may find a lock held for ever: before exec it calls neither these nor CreateChannelDriver.
+//          the environment, which must not change at that time. A child that is forked while another thread starts or
+//          sets logging may find a lock that is never released: before exec it must not call these or CreateChannelDriver.
 class ORM_EXPORT uLogSystem {
 public:
     // Returns: the process's one system, made on first use. Valid until the process ends.
@@ -40,10 +40,10 @@ public:
     // Starts logging into fileName, in the directory that the variable dirVarName holds (the working directory when it
     // is unset or empty, or the name null), with the setting that levelVarName holds (unset, empty or no number: 0).
     // With useLookup, the logger registered under fileName is the default logger again, if there is one; without it,
-    // any default logger there is stays. Then nothing else changes, and the variables are not read. Writes the settings
+    // an existing default logger is kept. Then nothing else changes, and the variables are not read. Writes the settings
     // and the data directory into the log; with HOME unset these lines name none. Logger and level are those of the whole
     // process: a plug-in that starts a log of its own while levelVarName is unset silences the driver as well, until
-    // somebody sets a level. Returns: false, and nothing changes, when fileName or levelVarName is null.
+    // a level is set. Returns: false, and nothing changes, when fileName or levelVarName is null.
     bool InitLog(const char* fileName, const char* levelVarName, const char* dirVarName, bool useLookup);
 
     // The same from arguments. Registers nothing, writes no lines; a null dirName means the working directory. Nothing
@@ -51,7 +51,7 @@ public:
     // Returns: false when fileName is null.
     bool InitLogEx(const char* fileName, int setting, const char* dirName);
 
-    // Applies a setting to the default logger. Does nothing when there is none.
+    // Applies a setting to the default logger. Does nothing without one.
     void SetLoggingLevel(int setting);
 
     // Returns: the logger that InitLog registered under exactly this name, or null. Ownership stays here.

@@ -17,12 +17,12 @@ namespace ORM_LUX {
 // Errors:  nothing throws after construction, and a line leaves errno as it is; the other operations may change it. A
 //          file that cannot be opened or written to loses the line, and the next line tries again. Nothing is ever taken
 //          out of the file, to which others may write: a part of a lost line stays, and this logger's next line begins
-//          with a newline. A line that was written is in one piece, up to its newline; a part of a line of somebody else
+//          with a newline. A line that was written is in one piece, up to its newline; a part of a line of another process
 //          may stand before it.
 // Threads: lines, SetFileName, EnableOutput, Clear and Flush may come from any thread; lines never interleave. A signal
-//          handler does not log. A thread that holds a lock which lines need, that of m_file or, where lines are printed
-//          too, of stdout (flockfile), does not log: one that logs may be waiting for it, with this logger's own lock.
-//          A child that is forked while another thread logs may find a lock held for ever: it does not log before exec.
+//          handler must not log, nor a thread that holds a lock which lines need: that of m_file or, where lines are
+//          printed too, of stdout (flockfile). One that logs may be waiting for it, with this logger's own lock. After a
+//          fork while another thread logs, the child must not log before exec: the lock may be held forever.
 class ORM_EXPORT uLogger {
 public:
     // The kinds of a line, a set of bits. Each prints its letter in its own column.
@@ -34,7 +34,7 @@ public:
         LOG_E = 16,  // E: errors
     };
 
-    // The time stamp behind the letters, here for 16 November 2026, 15:52:03 and 47 ms. Other values count as TD_NONE.
+    // The time stamp after the letters, here for 16 November 2026, 15:52:03 and 47 ms. Other values count as TD_NONE.
     enum TIME_DATE : int {
         TD_NONE = 0,       // " "
         TD_DATE = 1,       // "11/16/26 | "

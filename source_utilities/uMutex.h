@@ -15,7 +15,7 @@ namespace ORM_LUX {
 class ORM_EXPORT uMutex {
 public:
     uMutex();
-    // REQUIRES: nobody holds the mutex.
+    // REQUIRES: no thread holds the mutex.
     ~uMutex();
     uMutex(const uMutex&) = delete;
     uMutex& operator=(const uMutex&) = delete;
@@ -35,7 +35,7 @@ public:
     pthread_t GetOwnerThreadHandle();
 
     pthread_mutex_t m_mutex;
-    // Changed by the owner alone. Atomic because other threads look: a thread can find only its own id by owning.
+    // Changed only by the owner. Atomic because other threads look: a thread can find only its own id by owning.
     std::atomic<int> m_lockCount;
     std::atomic<pthread_t> m_owner;
 };

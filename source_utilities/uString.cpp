@@ -17,7 +17,7 @@ namespace {
 
 struct Base {
     std::ios::fmtflags flag;
-    const char* digits;  // behind the prefix
+    const char* digits;  // after the prefix
 };
 
 // REQUIRES: str is not empty.
@@ -182,9 +182,9 @@ unsigned uString::Split(const char* str, std::string& first, std::string& rest, 
     // str may be the text of first or rest, so both are made before either is replaced.
     const char* found = std::strstr(str, delim);
     std::string before = found != nullptr ? std::string(str, found) : std::string(str);
-    std::string behind = found != nullptr ? std::string(found + std::strlen(delim)) : std::string();
+    std::string after = found != nullptr ? std::string(found + std::strlen(delim)) : std::string();
     first = std::move(before);
-    rest = std::move(behind);
+    rest = std::move(after);
     if (found != nullptr) return 2;
     return first.empty() ? 0 : 1;
 }

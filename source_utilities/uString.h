@@ -38,8 +38,8 @@ public:
     static bool ToBool(const char* str);
 
     // Appends value as a stream writes it with the given settings, independent of the process's locale. flags are added
-    // to the stream's own (which has std::ios::dec); a setting of 0 changes nothing. Blank padding does not reach out,
-    // another fill character does: width 6 and fill '0' give "000042".
+    // to the stream's own (which has std::ios::dec); a setting of 0 changes nothing. Blank padding is dropped, any
+    // other fill character is kept: width 6 and fill '0' give "000042".
     // T: unsigned long or int.
     // Returns: out.
     template <class T>
@@ -62,20 +62,20 @@ public:
     static const char* FromDouble(std::string& out, double value, const char* format);
 
     // Divides value by the largest SI prefix that does not exceed it, and writes the prefix's symbol (shortPrefix) or
-    // name behind the number. Values that no prefix fits (0, negative, NaN) are written in yocto.
+    // name after the number. Values that no prefix fits (0, negative, NaN) are written in yocto.
     // Examples: 4700 is "4.700000k" or "4.700000kilo", 1.5 is "1.500000", 0 is "0.000000y".
     static const char* FromDoubleInEngrUnits(double value, std::string& out, bool append, const char* format,
                                              bool shortPrefix);
     static const char* FromDoubleInEngrUnits(std::string& out, double value, const char* format, bool shortPrefix);
 
-    // Cuts str at the first delim: first is the text before it, rest the text behind it. str may lie in first or rest.
+    // Cuts str at the first delim: first is the text before it, rest the text after it. str may lie in first or rest.
     // Returns: 2 when delim was found, else 1, or 0 for an empty str, with all of str in first. An empty delim is found
     //          at the start.
     // Errors:  a null str or delim.
     static unsigned Split(const char* str, std::string& first, std::string& rest, const char* delim);
 
     // Appends the fields of str between the delims to parts. str may lie in parts. Empty fields count, but not one
-    // behind a last delim. An empty delim gives all of str as one field.
+    // after a last delim. An empty delim gives all of str as one field.
     // Examples: "a,,b" adds "a", "" and "b"; "a,b," adds "a" and "b"; "" adds nothing.
     // Returns:  the size of parts afterwards.
     // Errors:   a null str or delim.

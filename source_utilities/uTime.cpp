@@ -5,7 +5,7 @@
 namespace ORM_LUX {
 namespace {
 
-// The logic of a time stands in uTimeSnapshot alone: the shared fields go in and out by value.
+// Only uTimeSnapshot has the logic of a time: the shared fields go in and out by value.
 uTimeSnapshot Load() {
     uTimeSnapshot shared(false);
     shared.m_status = uTime::m_status;

@@ -21,9 +21,9 @@ public:
     virtual ~uTimeSnapshot();
     uTimeSnapshot& operator=(const uTimeSnapshot& other);
 
-    // Reads the clock and converts it to local time; a change of the variable TZ is followed, and at the latest a
-    // second later that it was unset. Where the C library knows
-    // no local time, the calendar fields keep their values. The value is STATUS_VALID afterwards.
+    // Reads the clock and converts it to local time. A change of the variable TZ takes effect at once, unsetting it within
+    // a second. If the C library has no local time, the calendar fields keep their values. The value is STATUS_VALID
+    // afterwards.
     void GetLocal();
 
     int GetYear() const;                  // the full year, 2026
@@ -40,7 +40,7 @@ public:
 
     // Formats into buf of len bytes, terminator included. fmt is a strftime format in which "%s" is the milliseconds
     // with three digits and "%#s" the milliseconds without leading zeros; what exceeds len - 1 characters of it is cut.
-    // fmt may be buf. A token whose digits would not fit is left to strftime. For example "%H:%M:%S:%s" gives
+    // fmt may be buf. If the digits do not fit, the token is passed on to strftime. For example "%H:%M:%S:%s" gives
     // 09:05:03:045.
     // Returns: buf, holding "" when the text does not fit, and "Invalid time" (cut to fit) for STATUS_INVALID. Null for
     //          a null buf, a len below 1 and STATUS_NO_FORMAT: nothing is written then.
@@ -52,9 +52,9 @@ public:
     int FindSubString(const char* str, const char* needle, int start);
 
     // Replaces token in the terminated text in buf, a buffer of len bytes, from the left. The occurrences are counted
-    // first, overlapping ones included, and no more than those are replaced; each search begins one character behind
+    // first, overlapping ones included, and no more than those are replaced; each search begins one character after
     // the start of the replacement made before it. token and replacement do not lie in buf.
-    // Returns: the count; 0, with buf unchanged, when there is none, when the text could outgrow the buffer, and for a
+    // Returns: the count; 0, with buf unchanged, when nothing is found, when the text could outgrow the buffer, and for a
     //          null argument or an empty token.
     int ReplaceString(char* buf, int len, const char* token, const char* replacement);
 

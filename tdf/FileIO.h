@@ -28,7 +28,7 @@ bool CloseChecked(FilePtr stream) noexcept;
 
 // Reads up to size bytes at an offset of an open file, wherever the stream stands; where it stands afterwards is
 // unspecified. An interrupted call is made again.
-// Returns: the bytes read, fewer at the end of the file, where errno is left alone, and where reading fails, which sets
+// Returns: the bytes read, fewer at the end of the file, where errno does not change, and where reading fails, which sets
 //          errno.
 std::size_t ReadAt(std::FILE* stream, std::uint64_t offset, void* buffer, std::size_t size) noexcept;
 

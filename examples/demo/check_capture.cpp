@@ -71,7 +71,7 @@ unsigned long ExpectedSample(unsigned long index) {
     return state ^ state >> 31;
 }
 
-// Reads count samples, fewer at the end of the trace alone.
+// Reads count samples, fewer only at the end of the trace.
 void ReadPage(CChannelDriver& driver, unsigned int total, unsigned int first, std::vector<unsigned long>& page) {
     const unsigned int wanted = std::min(static_cast<unsigned int>(page.size()), total - first);
     unsigned int got = 0;

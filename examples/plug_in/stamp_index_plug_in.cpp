@@ -38,7 +38,7 @@ bool HasSection(const char* path, const char* section) {
     }
 }
 
-// A section is its header, and data behind it in as many pieces as one likes.
+// A section is its header, followed by data in as many parts as you like.
 void SaveText(const char* path, const char* section, std::string text) {
     TDFHandler tdf;
     unsigned int header = 0;

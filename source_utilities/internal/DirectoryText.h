@@ -8,7 +8,7 @@
 
 namespace ORM_LUX {
 
-// Returns: the directory, "" where the getter throws since there is none.
+// Returns: the directory, "" if the getter throws.
 inline std::string DirectoryText(const char* (*getter)(std::string&)) {
     std::string directory;
     try {

@@ -7,7 +7,7 @@
 
 namespace ORM_LUX {
 
-// Returns: uLogSystem::GetLogSystem(), null when there is no memory for it.
+// Returns: uLogSystem::GetLogSystem(), null when memory runs out.
 uLogSystem* LogSystemOrNull() noexcept;
 
 // Returns: the default logger when the logging level is above threshold, else null; null also where no logger was ever

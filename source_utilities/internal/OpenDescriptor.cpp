@@ -50,7 +50,7 @@ int OpenDescriptor(const char* path, int flags, mode_t mode) noexcept {
     }
 }
 
-// fopen() itself opens: fdopen() knows fewer modes, and finds that there is no memory when the file is emptied already.
+// fopen() opens, not fdopen(), which knows fewer modes and would run out of memory only after the file was emptied.
 std::FILE* OpenStream(const char* path, const char* mode) noexcept {
     // Of six characters after the first, fopen() knows these: with one more, each stands only once.
     std::array<char, 64> closeOnExec{*mode, 'e'};

@@ -9,12 +9,12 @@ namespace ORM_LUX {
 
 // Opens path as open() does with these flags; mode counts where a file is created.
 //
-// The descriptor is close-on-exec, since the library lives in somebody else's process and must not leave descriptors to
+// The descriptor is close-on-exec, since the library runs in another program's process and must not leave descriptors to
 // programs that are started there. It is never 0, 1 or 2: where the host has closed a standard stream, its output must
 // not reach a trace file. A terminal does not become the controlling one.
 //
 // An interrupted call is made again. With O_NONBLOCK, a regular file that another process has a lease on is waited for,
-// as without that flag; the kernel limits how long a lease lasts after somebody asked for the file.
+// as without that flag; the kernel limits how long a lease lasts after the file was asked for.
 //
 // Returns: the descriptor, which the caller owns; -1 with errno set when the file cannot be opened, or path is null.
 int OpenDescriptor(const char* path, int flags, mode_t mode = 0666) noexcept;

@@ -94,8 +94,8 @@ TEST(BadBlock, IsReportedByTheDriver) {
     const auto readAt = [&](unsigned start, unsigned count) {
         return test::ErrorOf([&] { driver->SeekReadTraceData(start, count, page, &read); });
     };
-    EXPECT_EQ(readAt(300, 100), "") << "behind the bad block";
-    EXPECT_EQ(read, 100U) << "behind the bad block";
+    EXPECT_EQ(readAt(300, 100), "") << "after the bad block";
+    EXPECT_EQ(read, 100U) << "after the bad block";
     EXPECT_EQ(readAt(0, 300), kFileError) << "what could be read is delivered";
     EXPECT_EQ(read, 200U) << "what could be read is delivered";
     EXPECT_EQ(readAt(300, 100), kFileError) << "until the file is loaded again";

@@ -24,7 +24,7 @@ namespace {
 constexpr auto kType = Orm::Lux::Trace::eTraceDataFileType{};
 
 // Makes call with its first, second, ... allocation failing, until it needs no more. Returns: how often it failed.
-// Failures are errors of the library or, where there is no memory for even that, std::bad_alloc.
+// Failures are errors of the library or, where memory runs out for even that, std::bad_alloc.
 long FailEach(const std::function<void()>& call) {
     for (long n = 0;; ++n) {
         g_failAt = n;

@@ -44,7 +44,7 @@ protected:
         const auto call = [&] { m_driver->SeekReadTraceData(start, count, m_buffer.data(), &m_read); };
         return test::ErrorOf(call);
     }
-    // Expects that reading count samples from start gives expected ones of Samples(), and writes nothing behind count.
+    // Expects that reading count samples from start gives expected ones of Samples(), and writes nothing after count.
     void ExpectRead(unsigned start, unsigned count, unsigned expected) {
         EXPECT_EQ(Read(start, count), "") << start;
         EXPECT_EQ(m_read, expected) << start;
@@ -95,7 +95,7 @@ TEST_F(DriverTest, PagesThroughATraceInEveryWay) {
         for (unsigned n = 0, at = 0; n < 2000; ++n, at = n * 7919 % kCount) {
             ExpectRead(at, n % 40, std::min(n % 40, kCount - at));
         }
-        // The same place again, across the end, at it, behind it, and after that refusal.
+        // The same place again, across the end, at it, after it, and after that refusal.
         for (int n = 0; n < 2; ++n) ExpectRead(100, 10, 10);
         ExpectRead(kCount - 2, 10, 2);
         ExpectRead(kCount, 5, 0);
@@ -106,14 +106,14 @@ TEST_F(DriverTest, PagesThroughATraceInEveryWay) {
 }
 
 TEST_F(DriverTest, ReadsWhatTheFileHas) {
-    // In a TDF file a partial sample is completed from behind the section, here by the length of the next one.
+    // In a TDF file a partial sample is completed by what follows the section, here by the length of the next one.
     const std::string file = "TDF2" + test::Trace(Samples(2) + "abcd") + Section("n", 1, "");
     EXPECT_EQ(Load(m_folder.Write("t.tdf", file)), "");
     EXPECT_EQ(Read(2, 1), "");
     EXPECT_EQ(m_driver->GetNumSamples(), 3U);
     EXPECT_EQ(m_read, 1U);
     EXPECT_EQ(m_buffer[0], 13UL << 32 | 0x64636261);
-    // In a plain file there is nothing behind it, and a cut section gives what there is.
+    // In a plain file nothing follows it, and a cut section gives what it has.
     EXPECT_EQ(Load(m_folder.Write("p.bin", Samples(2) + "abcd")), "");
     ExpectRead(0, 3, 2);
     ExpectRead(1, 1, 1);
@@ -367,7 +367,7 @@ TEST_F(DriverTest, ReadsAheadOnlyForRuns) {
     ExpectRead(1, 1, 0);
 }
 
-// Another process that holds a lease on a file gives it up a little after somebody asks for it.
+// Another process that holds a lease on a file gives it up a little after it is asked to.
 TEST_F(DriverTest, WaitsForALease) {
     m_folder.Write("s.tdf", "TDF2" + test::Trace(Samples(3)));
     for (const bool isSave : {false, true}) {

@@ -18,7 +18,7 @@ protected:
         m_id = out.substr(out.rfind('=') + 1, out.size() - out.rfind('=') - 2);
         return out.substr(0, out.rfind("ORM_TRACE_DEBUGCLIENT_PID"));
     }
-    // The log of the last script, with each time of day replaced by "TIME"; "no log" when there is none.
+    // The log of the last script, with each time of day replaced by "TIME"; "no log" without one.
     std::string Log() {
         for (const std::time_t time : {m_start, std::time(nullptr)}) {  // midnight may be between them
             const std::tm date = *std::gmtime(&time);

@@ -101,7 +101,7 @@ TEST_F(TDFHandlerTest, RefusesWhatItCannotRead) {
         EXPECT_EQ(Load(path, room, 8), error) << path;
         EXPECT_EQ(m_read, 0U) << path;
     }
-    // No name is not the empty name, and no stream leaves the length alone.
+    // No name is not the empty name, and no stream leaves the length unchanged.
     EXPECT_EQ(Position("nameless.tdf", nullptr), " section cannot be located in the file.");
     EXPECT_EQ(Position("nameless.tdf", ""), "");
     EXPECT_FALSE(m_tdf.SeekSectionData(nullptr, kName, 1, m_read = 333));

@@ -128,7 +128,7 @@ TEST_F(TDFWriterTest, RefusesWithoutTouchingTheFile) {
     EXPECT_EQ(ReadAll("t.tdf"), whole);
 }
 
-// What stands behind a section's recorded end: a section is never written over, what a failed append left there is.
+// What follows a section's recorded end: a section is never overwritten, leftovers of a failed append are.
 TEST_F(TDFWriterTest, TellsASuccessorFromLeftovers) {
     const std::tuple<const char*, std::string, bool> rows[] = {
         {"part of an append", "leftover bytes of an append", false},
@@ -146,10 +146,10 @@ TEST_F(TDFWriterTest, TellsASuccessorFromLeftovers) {
         {"a name that fits", Section(std::string(5000, 'n'), 1, "").substr(0, 5000), true},
         {"a name that does not", Section(std::string(5000, 'n'), 1, "").substr(0, 4999), false}};
     const std::string before = "TDF2" + Section("a", 1, "123");
-    for (const auto& [label, behind, followed] : rows) {
-        m_folder.Write("t.tdf", before + behind);
+    for (const auto& [label, after, followed] : rows) {
+        m_folder.Write("t.tdf", before + after);
         EXPECT_EQ(Data("t.tdf", 4, "4567"), followed ? kFollowed : "") << label;
-        const std::string expected = followed ? before + behind : "TDF2" + Section("a", 1, "1234567");
+        const std::string expected = followed ? before + after : "TDF2" + Section("a", 1, "1234567");
         EXPECT_EQ(ReadAll("t.tdf"), expected) << label;
     }
     m_folder.Write("t.tdf", before + "leftovers");
@@ -245,7 +245,7 @@ TEST_F(SaveFileTest, CopiesWhatIsLoaded) {
         std::string data(size, '\0');
         for (std::size_t n = 0; n < size; ++n) data[n] = static_cast<char>(n * 7 + n / 251);
         m_folder.Write("p.bin", data);
-        m_folder.Write("s.tdf", "TDF2" + Section("b", 2, "..") + Trace(data) + Section("c", 1, "behind"));
+        m_folder.Write("s.tdf", "TDF2" + Section("b", 2, "..") + Trace(data) + Section("c", 1, "after"));
         for (const char* source : {"p.bin", "s.tdf"}) {
             m_folder.Write("t.tdf", before);
             EXPECT_EQ(LoadAndSave(source, "t.tdf"), "") << source << size;

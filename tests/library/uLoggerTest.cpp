@@ -106,7 +106,7 @@ TEST_F(uLoggerTest, OpensLateAndSwitchesFiles) {
         return ReadAll(file);
     };
     logger.Clear();
-    EXPECT_EQ(log("1", "log"), "old\nM      1\n") << "a closed file is left alone";
+    EXPECT_EQ(log("1", "log"), "old\nM      1\n") << "a closed file does not change";
     EXPECT_TRUE(logger.EnableOutput(false));
     EXPECT_EQ(log("lost", "log"), "old\nM      1\n");
     EXPECT_FALSE(logger.m_fileOpen || logger.EnableOutput(true));
@@ -144,7 +144,7 @@ TEST_F(uLoggerTest, SharesItsFileWithTheHost) {
 }
 
 // A full disk: the file may not grow beyond a limit, and has room for a part of a line or for none. The part stays, and
-// the next line begins on its own, in the same file; somebody else may have written in between.
+// the next line begins on its own, in the same file; another process may have written in between.
 TEST_F(uLoggerTest, GoesOnWhenItCouldNotWrite) {
     uLogger logger("late/log", true);
     logger.Log("lost");
@@ -162,7 +162,7 @@ TEST_F(uLoggerTest, GoesOnWhenItCouldNotWrite) {
         {"whole lines of a message", 9, nothing, "M      d\n"},
         {"reopened", 5, reopen, "M    \n"},
         {"named again", 5, rename, "M    \n"},
-        {"somebody else", 5, other, "M    other\n\n"},
+        {"another process", 5, other, "M    other\n\n"},
         {"emptied", 5, clear, nullptr},
         {"opened to empty it", 5, empty, nullptr},
         {"a part in that mode", 5, nothing, "M    \n"}};
@@ -181,7 +181,7 @@ TEST_F(uLoggerTest, GoesOnWhenItCouldNotWrite) {
     }
 }
 
-// The signals of a full disk, and of a pipe that nobody reads, by which a process ends, are not seen. A host that holds
+// The signals of a full disk, and of a pipe without a reader, by which a process ends, are not seen. A host that holds
 // them back finds none waiting, but one that waited before.
 TEST_F(uLoggerTest, RaisesNoSignal) {
     m_folder.Write("log", "full");
@@ -213,7 +213,7 @@ TEST_F(uLoggerTest, RaisesNoSignal) {
 }
 
 // Processes write to one log whose room ends and comes back. What was reported as written is there: a line in one piece
-// that ends in a newline, perhaps after somebody else's part. Room ends by limits of the processes, or, for
+// that ends in a newline, perhaps after another process's part. Room ends by limits of the processes, or, for
 // scripts/check-log, on the small disk that the environment names, which this process fills and empties.
 TEST_F(uLoggerTest, LosesNoLineThatItReported) {
     const char* const disk = std::getenv("ORM_TEST_SMALL_DISK");
@@ -373,7 +373,7 @@ TEST_F(uLogSystemTest, StartsOnceForEachName) {
     EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 2);
     EXPECT_EQ(ReadAll("log"), lines) << "no further lines";
     EXPECT_TRUE(Init(system, "2", "other"));
-    const std::unique_ptr<uLogger> second(system.m_pLogger);  // the system deletes its default logger alone
+    const std::unique_ptr<uLogger> second(system.m_pLogger);  // the system deletes only its default logger
     EXPECT_EQ(system.LookupLogger("other"), second.get());
     EXPECT_EQ(system.LookupLogger("log"), first);
     EXPECT_TRUE(system.LookupLogger((m_folder / "log").c_str()) == nullptr && system.LookupLogger(nullptr) == nullptr);

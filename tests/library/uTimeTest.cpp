@@ -58,7 +58,7 @@ TEST(uTimeSnapshot, CountsDaysOfTheYear) {
     // clang-format off
     const std::tuple<int, unsigned, unsigned, int> rows[] = {
         {2024, 3, 1, 61}, {2023, 3, 1, 60}, {1900, 3, 1, 61}, {2023, 1, 1, 1}, {2024, 12, 31, 366}, {2024, 0, 5, 0},
-        {2024, 13, 5, 371}, {2024, 14, 5, 0}, {2024, 0xFFFFFFFF, 5, 0}};  // there is no rule for centuries
+        {2024, 13, 5, 371}, {2024, 14, 5, 0}, {2024, 0xFFFFFFFF, 5, 0}};  // centuries have no rule
     // clang-format on
     for (const auto& [year, month, day, count] : rows) EXPECT_EQ(Time(year, month, day).CalculateYDays(), count);
     EXPECT_EQ(uTimeSnapshot(false).CalculateYDays(), 0);
@@ -93,10 +93,10 @@ TEST(uTimeSnapshot, IsInCalendarOrder) {
     using T = uTimeSnapshot;
     unsigned T::*const fields[] = {&T::m_month, &T::m_day, &T::m_hour, &T::m_minute, &T::m_second, &T::m_milli};
     for (std::size_t n = 0; n < std::size(fields); ++n) {
-        // One field decides against those behind it.
+        // One field decides against those after it.
         uTimeSnapshot later = base;
         ++(later.*fields[n]);
-        for (std::size_t behind = n + 1; behind < std::size(fields); ++behind) --(later.*fields[behind]);
+        for (std::size_t after = n + 1; after < std::size(fields); ++after) --(later.*fields[after]);
         uTimeSnapshot yearBefore = later;
         --yearBefore.m_year;
         for (const auto& [a, b] : {std::pair(base, later), {yearBefore, base}, {yearBefore, later}}) {

@@ -1,4 +1,4 @@
-// A host that knows the public headers alone, in C++17: loads the library, then carries out its arguments as a script
+// A host that knows only the public headers, in C++17: loads the library, then carries out its arguments as a script
 // and says what happens.
 //
 //   scenario-host LIBRARY [create | create-many | destroy | destroy-null | load FILE | count | get NAME |

@@ -1,4 +1,4 @@
-// A driver as nobody should write one. What it does wrong, STRANGE in the environment says.
+// A driver as none should be. STRANGE in the environment says what it does wrong.
 #include <cstdlib>
 #include <string_view>
 

@@ -37,7 +37,7 @@ private:
     std::string m_path = std::filesystem::temp_directory_path() / "orm-test-XXXXXX";
 };
 
-// One that is the working directory meanwhile.
+// One that is the working directory while it exists.
 struct WorkingFolder : TemporaryFolder {
     WorkingFolder() { std::filesystem::current_path(Path()); }
     ~WorkingFolder() { std::filesystem::current_path("/"); }
@@ -66,7 +66,7 @@ inline std::string Trace(std::string_view data) { return Section("BinTraceData",
 
 // Writes a sparse file of the longest sections, of which the last, a trace, ends at a position, and what follows it.
 // Returns: where the trace's section begins.
-inline std::uint64_t WriteLarge(const std::string& path, std::uint64_t end, std::string_view behind = "") {
+inline std::uint64_t WriteLarge(const std::string& path, std::uint64_t end, std::string_view after = "") {
     std::ofstream file(path, std::ios::binary);
     const auto put = [&](std::uint64_t at, std::string_view bytes) { file.seekp(static_cast<long>(at)) << bytes; };
     put(0, "TDF2");
@@ -74,9 +74,9 @@ inline std::uint64_t WriteLarge(const std::string& path, std::uint64_t end, std:
     unsigned version = 0;
     for (; at + (1U << 27) + 24 <= end; at += 1U << 27) put(at, Section("filler", ++version, "", 1U << 27));
     put(at, Section("BinTraceData", 1, "", end - at));
-    put(end, behind);
+    put(end, after);
     file.close();
-    std::filesystem::resize_file(path, end + behind.size());
+    std::filesystem::resize_file(path, end + after.size());
     return at;
 }
 

@@ -36,9 +36,9 @@ struct ToolRecoverTest : test::ToolFixture {
         return std::count(m_sections.begin(), m_sections.end(), section) != 0;
     }
 
-    // Runs the tool into a pipe that nobody reads from before meanwhile() returns: it waits in the midst of its output.
+    // Runs the tool into a pipe that is not read before act() returns: it waits in the middle of its output.
     // Returns: what came through the pipe as out.
-    template <class Call> test::Result Meanwhile(const std::string& arguments, int stream, Call meanwhile) {
+    template <class Call> test::Result WhileItWrites(const std::string& arguments, int stream, Call act) {
         std::filesystem::remove("pipe");
         mkfifo("pipe", 0600);
         const int both = open("pipe", O_RDWR);
@@ -47,7 +47,7 @@ struct ToolRecoverTest : test::ToolFixture {
             std::async(std::launch::async, [&] { return Tool(arguments + ' ' + std::to_string(stream) + ">pipe"); });
         pollfd ready{both, POLLIN, 0};
         poll(&ready, 1, -1);
-        meanwhile();
+        act();
         std::ifstream pipe("pipe");
         close(both);
         std::ostringstream text;
@@ -75,19 +75,19 @@ TEST_F(ToolRecoverTest, FindsSamplesOfEveryWrongLength) {
     const std::string info = Section("Info", 2, "hello"), notes = Section("Notes", 1, std::string(63, 'n'));
     for (const std::string& samples : {Random(random, 8000), counting}) {
         const std::string trace = Trace(samples);
-        for (const std::string& behind : {std::string(), notes, notes + Section("More", 3, "")}) {
+        for (const std::string& after : {std::string(), notes, notes + Section("More", 3, "")}) {
             for (int bit = 0; bit < 32; ++bit) {
-                std::string file = "TDF2" + info + trace + behind;
+                std::string file = "TDF2" + info + trace + after;
                 char& byte = file[4 + info.size() + static_cast<std::size_t>(bit / 8)];
                 byte = static_cast<char>(byte ^ 1 << bit % 8);
                 const bool isShorter = trace.size() >> bit & 1;
                 const test::Result result = Recover(file, isShorter ? " --tail" : "");
                 EXPECT_EQ(result.code, 3) << bit << result.err;
-                EXPECT_TRUE(Has(info) && Has(trace) && (behind.empty() || Has(notes))) << bit << result.out;
-                const char* const state = isShorter        ? ": extended, "
-                                          : bit >= 27      ? ": rebuilt, "
-                                          : behind.empty() ? ": cut, "
-                                                           : ": shortened, ";
+                EXPECT_TRUE(Has(info) && Has(trace) && (after.empty() || Has(notes))) << bit << result.out;
+                const char* const state = isShorter       ? ": extended, "
+                                          : bit >= 27     ? ": rebuilt, "
+                                          : after.empty() ? ": cut, "
+                                                          : ": shortened, ";
                 EXPECT_NE(result.out.find(state), std::string::npos) << bit << result.out;
                 EXPECT_EQ(m_lost, "");
             }
@@ -188,7 +188,7 @@ TEST_F(ToolRecoverTest, SaysWhatItDoesWithEachByte) {
     EXPECT_NE(result.err.find("14 bytes from offset 0x14 on are in no section (--tail adds them to section 0)"),
               std::string::npos)
         << result.err;
-    EXPECT_EQ(Recover("XDF2" + a + b).code, 3) << "the identifier alone is damaged";
+    EXPECT_EQ(Recover("XDF2" + a + b).code, 3) << "only the identifier is damaged";
     EXPECT_TRUE(Has(a) && Has(b) && m_lost == "XDF2");
     EXPECT_EQ(Tool("recover in.tdf -o new.tdf --lost lost").code, 1) << "exists";
     EXPECT_EQ(Tool("recover in.tdf -o new.tdf --lost new.tdf").code, 2);
@@ -206,7 +206,7 @@ TEST_F(ToolRecoverTest, SavesBeforeItLists) {
     }
     std::filesystem::remove("out.tdf");
     std::string out;
-    EXPECT_EQ(Meanwhile("recover in.tdf -o out.tdf", 1, [&] { out = ReadAll("out.tdf"); }).code, 0);
+    EXPECT_EQ(WhileItWrites("recover in.tdf -o out.tdf", 1, [&] { out = ReadAll("out.tdf"); }).code, 0);
     EXPECT_TRUE(out == file) << "whole before the first line is read";
 }
 
@@ -257,7 +257,7 @@ TEST_F(ToolRecoverTest, SaysThatAFileBecameShorter) {
     for (const auto& [arguments, stream, file, size, code, reason] : rows) {
         m_folder.Write("in.tdf", file);
         const test::Result result =
-            Meanwhile(arguments, stream, [&, end = size] { std::filesystem::resize_file("in.tdf", end); });
+            WhileItWrites(arguments, stream, [&, end = size] { std::filesystem::resize_file("in.tdf", end); });
         EXPECT_EQ(result.code, code) << arguments << size;
         EXPECT_NE((result.err + (stream == 2 ? result.out : "")).find(reason), std::string::npos)
             << arguments << size << result.err;
@@ -266,12 +266,12 @@ TEST_F(ToolRecoverTest, SaysThatAFileBecameShorter) {
         EXPECT_TRUE(result.out.substr(0, 1) != "{" || nlohmann::json::accept(result.out));
         EXPECT_FALSE(std::filesystem::exists("out.tdf"));
     }
-    // What is saved is saved, and nobody is told of it as the whole.
+    // What is saved is saved, but is not reported as the whole.
     const std::pair<std::size_t, int> changes[] = {{0, 4}, {sections.size() + 40, 3}};
     for (const auto& [size, code] : changes) {
         m_folder.Write("in.tdf", sections);
-        const test::Result result =
-            Meanwhile("recover in.tdf -o out.tdf", 1, [&, end = size] { std::filesystem::resize_file("in.tdf", end); });
+        const test::Result result = WhileItWrites("recover in.tdf -o out.tdf", 1,
+                                                  [&, end = size] { std::filesystem::resize_file("in.tdf", end); });
         EXPECT_EQ(result.code, code) << result.err;
         EXPECT_NE(result.err.find(code == 4 ? shorter : "in.tdf: was changed while it was being read\n"),
                   std::string::npos);

@@ -214,7 +214,7 @@ public:
         if (!m_recovery.lost.empty() && m_recovery.lost == m_recovery.out) {
             throw Error(ErrorKind::kArgument, "--lost", "is the same file as OUT");
         }
-        // The sections are safe before anything is printed: whoever reads it may stop reading.
+        // The sections are safe before anything is printed: its reader may stop reading.
         std::optional<InputFile> file;
         std::optional<Salvage> salvage;
         std::optional<Salvage::Totals> saved;

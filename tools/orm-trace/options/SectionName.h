@@ -5,7 +5,7 @@
 #include <string_view>
 
 #include "capture/Error.h"
-#include "tools/orm-trace/output/Text.h"
+#include "capture/Text.h"
 
 namespace orm_trace {
 
