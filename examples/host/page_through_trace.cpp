@@ -18,7 +18,6 @@ void PrintTrace(CChannelDriver& driver, const char* path) {
     driver.LoadFile(path, 0, Orm::Lux::Trace::eTraceDataFileType{});
     const unsigned int total = driver.GetNumSamples();
     std::printf("%u samples\n", total);
-
     std::vector<unsigned long> page(4096);
     unsigned int read = 0;
     for (unsigned int first = 0; first < total; first += read) {
@@ -30,18 +29,16 @@ void PrintTrace(CChannelDriver& driver, const char* path) {
 
 int main(int argc, char** argv) {
     if (argc != 3) return std::fputs("usage: page_through_trace LIBRARY TRACE\n", stderr), 2;
-
     // Never unloaded: an error's text must stay valid.
     void* const library = dlopen(argv[1], RTLD_NOW | RTLD_LOCAL);
     if (library == nullptr) return std::fprintf(stderr, "%s\n", dlerror()), 1;
     const auto create = reinterpret_cast<decltype(&CreateChannelDriver)>(dlsym(library, "CreateChannelDriver"));
     const auto destroy = reinterpret_cast<decltype(&DestroyChannelDriver)>(dlsym(library, "DestroyChannelDriver"));
     if (create == nullptr || destroy == nullptr) return std::fprintf(stderr, "%s is not a driver\n", argv[1]), 1;
-
     try {
         const std::unique_ptr<CChannelDriver, decltype(destroy)> driver(create(), destroy);
         PrintTrace(*driver, argv[2]);
-    } catch (const Orm::Lux::Corva::cCorvaError& error) {  // the driver refuses, and says why
+    } catch (const Orm::Lux::Corva::cCorvaError& error) {  // says why the driver refuses
         return std::fprintf(stderr, "%s: severity %d: %s\n", argv[2], error.GetSeverity(), error.what()), 1;
     }
 }
