@@ -108,8 +108,7 @@ private:
     std::size_t m_size;
 };
 
-// By path, opening and closing included. The library opens the file twice, as its contract asks (the check that the
-// file is available is an error of its own); the others open it once.
+// By path, opening and closing included.
 bool LookUpByLibrary(const std::string& path, const char* name) {
     Found found;
     TDFHandler().GetSectionDataPosition(path.c_str(), name, kVersion, found.position, found.length);
