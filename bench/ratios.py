@@ -215,8 +215,8 @@ def report(times, options):
                  for works, name, note in NOTES]
     if grown := growth(times):
         text += ["\n", table_text(["size", "time of a call", "relative to the first"], grown),
-                 '\n"samples" reads one sample of a sparse plain file of this many; "sections" looks up the last of this '
-                 'many.\n']
+                 '\n"samples" reads one sample of a sparse plain file of this many; "sections" looks up the last of '
+                 'this many.\n']
     return "".join(text)
 
 
