@@ -95,20 +95,6 @@ struct Unprivileged {
     }
 };
 
-// A value as it prints.
-struct Shown {
-    template <class T> Shown(const T& value) : text((testing::Message() << value).GetString()) {}
-    std::string text;
-};
-
-// Expects values, taken one after the other, to print like this with ", " between them. A row of a table is named.
-inline void Expect(std::initializer_list<Shown> values, const std::string& expected, const Shown& row = "",
-                   const char* file = __builtin_FILE(), int line = __builtin_LINE()) {
-    std::string text;
-    for (const Shown& value : values) text += (&value == values.begin() ? "" : ", ") + value.text;
-    if (text != expected) ADD_FAILURE_AT(file, line) << row.text << "\n  " << text << "\nis not\n  " << expected;
-}
-
 // Returns: values as they print, with blanks between them.
 template <class... Values> std::string Show(const Values&... values) {
     std::ostringstream text;

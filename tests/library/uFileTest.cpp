@@ -20,10 +20,20 @@ TEST(uFile, AnswersWithoutAStream) {
     uFile file(nullptr, nullptr);
     char buffer[4] = "abc";
     fpos_t position{};
-    EXPECT_FALSE(file.Open() || file.Open("/missing", "rb") || file.OpenInternal(nullptr, "r") || file.IsOpen() ||
-                 file.Close() || file.Flush() || file.SeekToBegin() || file.SeekToEnd() || file.IsEof() ||
-                 file.GetPosition(position) || file.SetPosition(position) || file.WriteString("x") ||
-                 file.ReadString(buffer, 4) || !file.IsError());
+    EXPECT_FALSE(file.Open());
+    EXPECT_FALSE(file.Open("/missing", "rb"));
+    EXPECT_FALSE(file.OpenInternal(nullptr, "r"));
+    EXPECT_FALSE(file.IsOpen());
+    EXPECT_FALSE(file.Close());
+    EXPECT_FALSE(file.Flush());
+    EXPECT_FALSE(file.SeekToBegin());
+    EXPECT_FALSE(file.SeekToEnd());
+    EXPECT_FALSE(file.IsEof());
+    EXPECT_FALSE(file.GetPosition(position));
+    EXPECT_FALSE(file.SetPosition(position));
+    EXPECT_FALSE(file.WriteString("x"));
+    EXPECT_FALSE(file.ReadString(buffer, 4));
+    EXPECT_TRUE(file.IsError());
     file.ClearError();
     file.Erase();
     EXPECT_EQ(file.Read(buffer, 3) + file.Write("x", 1), 0U);

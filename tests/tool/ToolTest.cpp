@@ -34,7 +34,7 @@ TEST_F(ToolTest, PrintsSamples) {
         {"fifo", 4, "", "fifo: Talvora file channel driver: File I/O error reading trace file.\n"},
         {"p.bin --driver /gone.so", 5, "",
          "/gone.so: /gone.so: cannot open shared object file: No such file or directory\n"},
-        {"p.bin --driver " + corva, 5, "", corva + ": is no channel driver: no CreateChannelDriver\n"}};
+        {"p.bin --driver " + corva, 5, "", corva + ": is not a channel driver: it lacks CreateChannelDriver\n"}};
     // clang-format on
     for (const auto& [arguments, code, out, err] : rows) {
         // A second copy of a library in one process is what AddressSanitizer takes for an error.

@@ -32,20 +32,20 @@ template <class Visit> TDFSectionReader Walk(const std::string& file, Visit visi
 TEST(Walk, ReportsFaults) {
     // label, file, sections, kind of fault, and its offset, claimed and available bytes
     using enum TDFFaultKind;
-    const std::tuple<const char*, std::string, int, TDFFaultKind, std::uint64_t, std::uint64_t, std::uint64_t> rows[] = {
-        {"one", kFirst, 1, kNone, 0, 0, 0},
-        {"nameless", Section("", 9, "") + kFirst, 2, kNone, 0, 0, 0},
-        {"longest name", kFirst + Section(kLongName, 1, "d") + kFirst, 3, kNone, 0, 0, 0},
-        {"name too long", kFirst + Section(kLongName + "n", 1, ""), 1, kNameTooLong, 21, 4096, 4095},
-        {"length at limit", kFirst + Section("a", 1, "", kLimit), 2, kDataCut, 21, kLimit, 13},
-        {"length beyond", kFirst + Section("a", 1, "", kLimit + 1), 1, kLengthTooLong, 21, kLimit + 1, kLimit},
-        {"length 0", kFirst + Section("a", 1, "", 0), 1, kLengthTooShort, 21, 0, 13},
-        {"length 12", kFirst + Section("a", 1, "", 12), 1, kLengthTooShort, 21, 12, 13},
-        {"length 13", kFirst + Section("a", 1, "", 13), 2, kNone, 0, 0, 0},
-        {"data cut", kFirst.substr(0, 20), 1, kDataCut, 0, 21, 20},
-        {"data cut wholly", kFirst + Section("a", 1, "", 9013), 2, kDataCut, 21, 9013, 13},
-        {"fixed header cut", kFirst + kFirst.substr(0, 11), 1, kHeaderCut, 21, 12, 11},
-        {"name cut", kFirst + kFirst.substr(0, 16), 1, kHeaderCut, 21, 17, 16}};
+    const std::tuple<const char*, std::string, int, TDFFaultKind, std::uint64_t, std::uint64_t, std::uint64_t> rows[] =
+        {{"one", kFirst, 1, kNone, 0, 0, 0},
+         {"nameless", Section("", 9, "") + kFirst, 2, kNone, 0, 0, 0},
+         {"longest name", kFirst + Section(kLongName, 1, "d") + kFirst, 3, kNone, 0, 0, 0},
+         {"name too long", kFirst + Section(kLongName + "n", 1, ""), 1, kNameTooLong, 21, 4096, 4095},
+         {"length at limit", kFirst + Section("a", 1, "", kLimit), 2, kDataCut, 21, kLimit, 13},
+         {"length beyond", kFirst + Section("a", 1, "", kLimit + 1), 1, kLengthTooLong, 21, kLimit + 1, kLimit},
+         {"length 0", kFirst + Section("a", 1, "", 0), 1, kLengthTooShort, 21, 0, 13},
+         {"length 12", kFirst + Section("a", 1, "", 12), 1, kLengthTooShort, 21, 12, 13},
+         {"length 13", kFirst + Section("a", 1, "", 13), 2, kNone, 0, 0, 0},
+         {"data cut", kFirst.substr(0, 20), 1, kDataCut, 0, 21, 20},
+         {"data cut wholly", kFirst + Section("a", 1, "", 9013), 2, kDataCut, 21, 9013, 13},
+         {"fixed header cut", kFirst + kFirst.substr(0, 11), 1, kHeaderCut, 21, 12, 11},
+         {"name cut", kFirst + kFirst.substr(0, 16), 1, kHeaderCut, 21, 17, 16}};
     for (const auto& [label, file, sections, kind, offset, claimed, available] : rows) {
         int count = 0;
         TDFSectionReader reader = Walk(file, [&](const TDFSection&) { ++count; });

@@ -20,7 +20,6 @@ namespace {
 
 using namespace Orm::Lux::Trace;
 using Orm::Lux::Corva::cCorvaError;
-using test::Expect;
 using test::Section;
 
 const std::string kDriver = "Talvora file channel driver: ";
@@ -47,7 +46,9 @@ protected:
     }
     // Expects that reading count samples from start gives expected ones of Samples(), and writes nothing behind count.
     void ExpectRead(unsigned start, unsigned count, unsigned expected) {
-        Expect({Read(start, count), m_read, m_buffer[count]}, ", " + std::to_string(expected) + ", 99", start);
+        EXPECT_EQ(Read(start, count), "") << start;
+        EXPECT_EQ(m_read, expected) << start;
+        EXPECT_EQ(m_buffer[count], 99U) << start;
         for (unsigned n = 0; n < expected; ++n) ASSERT_EQ(m_buffer[n], 0x1000UL + start + n) << start << ' ' << n;
     }
 
@@ -59,20 +60,25 @@ protected:
 };
 
 TEST_F(DriverTest, CountsPartialSamples) {
-    Expect({m_fields.m_file == nullptr, m_fields.m_dataPosition, m_fields.m_dataLength, m_fields.m_isTDF,
-            m_driver->GetNumSamples()},
-           "true, 0, 0, false, 0");
+    EXPECT_TRUE(m_fields.m_file == nullptr);
+    EXPECT_EQ(m_fields.m_dataPosition, 0U);
+    EXPECT_EQ(m_fields.m_dataLength, 0U);
+    EXPECT_FALSE(m_fields.m_isTDF);
+    EXPECT_EQ(m_driver->GetNumSamples(), 0U);
     const std::string data(20, 'x');
     // clang-format off
-    const std::tuple<const char*, std::string, const char*> rows[] = {
-        {"a.bin", data.substr(3), ", 3"}, {"b.bin", "", ", 0"}, {"c.bin", data.substr(12), ", 1"}, {"no.tdf", data, ", 3"},
-        {"t.tdf", Section("a", 1, "x") + test::Trace(data), ", 8"}, {"t.bin", "TDF2" + test::Trace(data), ", 6"},
-        {"s.tdf", "TDF2" + Section("a", 1, "x") + test::Trace(data), ", 3"}, {"e.tdf", "TDF2" + test::Trace(""), ", 0"}};
+    const std::tuple<const char*, std::string, unsigned> rows[] = {
+        {"a.bin", data.substr(3), 3}, {"b.bin", "", 0}, {"c.bin", data.substr(12), 1}, {"no.tdf", data, 3},
+        {"t.tdf", Section("a", 1, "x") + test::Trace(data), 8}, {"t.bin", "TDF2" + test::Trace(data), 6},
+        {"s.tdf", "TDF2" + Section("a", 1, "x") + test::Trace(data), 3}, {"e.tdf", "TDF2" + test::Trace(""), 0}};
     // clang-format on
     for (const auto& [name, bytes, count] : rows) {
-        Expect({Load(m_folder.Write(name, bytes)), m_driver->GetNumSamples()}, count, name);
+        EXPECT_EQ(Load(m_folder.Write(name, bytes)), "") << name;
+        EXPECT_EQ(m_driver->GetNumSamples(), count) << name;
     }
-    Expect({Load("a.bin"), std::filesystem::remove("a.bin"), m_driver->GetNumSamples()}, ", true, 0");
+    EXPECT_EQ(Load("a.bin"), "");
+    EXPECT_TRUE(std::filesystem::remove("a.bin"));
+    EXPECT_EQ(m_driver->GetNumSamples(), 0U);
 }
 
 TEST_F(DriverTest, PagesThroughATraceInEveryWay) {
@@ -80,7 +86,8 @@ TEST_F(DriverTest, PagesThroughATraceInEveryWay) {
     m_folder.Write("p.bin", Samples(kCount));
     m_folder.Write("t.tdf", "TDF2" + Section("odd", 1, "xyz") + test::Trace(Samples(kCount)) + Section("z", 1, "z"));
     for (const char* path : {"p.bin", "t.tdf"}) {
-        Expect({Load(path), m_driver->GetNumSamples()}, ", 20000", path);
+        EXPECT_EQ(Load(path), "") << path;
+        EXPECT_EQ(m_driver->GetNumSamples(), 20000U) << path;
         for (const unsigned page : {1U, 7U, 512U, 4096U, 4097U, kCount, kCount + 1}) {
             const unsigned step = page == 1 ? 13 : page;
             for (unsigned at = 0; at < kCount; at += step) ExpectRead(at, page, std::min(page, kCount - at));
@@ -92,7 +99,8 @@ TEST_F(DriverTest, PagesThroughATraceInEveryWay) {
         for (int n = 0; n < 2; ++n) ExpectRead(100, 10, 10);
         ExpectRead(kCount - 2, 10, 2);
         ExpectRead(kCount, 5, 0);
-        Expect({Read(kCount + 1, 1), m_read}, kInvalidSample + ", 77", path);
+        EXPECT_EQ(Read(kCount + 1, 1), kInvalidSample) << path;
+        EXPECT_EQ(m_read, 77U) << path;
         ExpectRead(110, 10, 10);
     }
 }
@@ -100,17 +108,23 @@ TEST_F(DriverTest, PagesThroughATraceInEveryWay) {
 TEST_F(DriverTest, ReadsWhatTheFileHas) {
     // In a TDF file a partial sample is completed from behind the section, here by the length of the next one.
     const std::string file = "TDF2" + test::Trace(Samples(2) + "abcd") + Section("n", 1, "");
-    Expect({Load(m_folder.Write("t.tdf", file)), Read(2, 1), m_driver->GetNumSamples(), m_read, m_buffer[0]},
-           ", , 3, 1, " + std::to_string(13UL << 32 | 0x64636261));
+    EXPECT_EQ(Load(m_folder.Write("t.tdf", file)), "");
+    EXPECT_EQ(Read(2, 1), "");
+    EXPECT_EQ(m_driver->GetNumSamples(), 3U);
+    EXPECT_EQ(m_read, 1U);
+    EXPECT_EQ(m_buffer[0], 13UL << 32 | 0x64636261);
     // In a plain file there is nothing behind it, and a cut section gives what there is.
     EXPECT_EQ(Load(m_folder.Write("p.bin", Samples(2) + "abcd")), "");
     ExpectRead(0, 3, 2);
     ExpectRead(1, 1, 1);
-    Expect({Load(m_folder.Write("c.tdf", file.substr(0, 28 + 8))), m_driver->GetNumSamples()}, ", 3");
+    EXPECT_EQ(Load(m_folder.Write("c.tdf", file.substr(0, 28 + 8))), "");
+    EXPECT_EQ(m_driver->GetNumSamples(), 3U);
     ExpectRead(0, 3, 1);
     ExpectRead(0, 1, 1);
     // Start and count sum to less than the samples there are, in 32 bits: nothing is cut, and the file's end ends it.
-    Expect({Load(m_folder.Write("p.bin", Samples(10))), Read(4, 0xFFFFFFFE), m_read}, ", , 6");
+    EXPECT_EQ(Load(m_folder.Write("p.bin", Samples(10))), "");
+    EXPECT_EQ(Read(4, 0xFFFFFFFE), "");
+    EXPECT_EQ(m_read, 6U);
     ExpectRead(4, 3, 3);
 }
 
@@ -126,7 +140,8 @@ TEST_F(DriverTest, ServesWhat32BitsCanAddress) {
                 EXPECT_NE(Load(path), "") << size;
                 continue;
             }
-            Expect({Load(path), m_driver->GetNumSamples()}, ", " + std::to_string((length + 7) / 8), size);
+            EXPECT_EQ(Load(path), "") << size;
+            EXPECT_EQ(m_driver->GetNumSamples(), (length + 7) / 8) << size;
             if (length < 8) continue;
             const auto last = static_cast<unsigned>(length / 8 - 1);  // the last whole one
             std::fstream(path, std::ios::binary | std::ios::in | std::ios::out)
@@ -141,7 +156,8 @@ TEST_F(DriverTest, ServesWhat32BitsCanAddress) {
 TEST_F(DriverTest, RefusesBeforeItTouchesTheLoadedTrace) {
     const std::string refusal = "The Talvora File Channel Driver should not be used to open Uncompressed trace files.";
     m_folder.Write("p.bin", Samples(10));
-    Expect({Load("p.bin"), Load("", 2)}, ", " + kDriver + "Empty file name.");
+    EXPECT_EQ(Load("p.bin"), "");
+    EXPECT_EQ(Load("", 2), kDriver + "Empty file name.");
     for (const auto& [name, type] : {std::pair("p.bin", 1), {"p.bin", 3}, {"", 1}}) {
         EXPECT_EQ(Load(name, type), kDriver + "Can't open trace data file.\n" + refusal) << type;
     }
@@ -155,15 +171,24 @@ TEST_F(DriverTest, IsAsNewAfterAFileThatCannotBeOpened) {
     m_folder.Write("t.tdf", "TDF2" + test::Trace(Samples(10)));
     for (const std::string path : {"missing", "dir.tdf", "secret.bin"}) {
         const test::Unprivileged user;
-        Expect({Load("t.tdf"), m_driver->GetNumSamples(), Load(path), m_driver->GetNumSamples()},
-               ", 10, Failed to open " + path + " for reading., 0");
-        Expect({Read(0, 1), m_read, Read(1, 1)}, kReadError + ", 77, " + kInvalidSample, path);
-        Expect({m_fields.m_dataPosition, m_fields.m_dataLength, m_fields.m_isTDF}, "0, 0, false");
+        EXPECT_EQ(Load("t.tdf"), "");
+        EXPECT_EQ(m_driver->GetNumSamples(), 10U);
+        EXPECT_EQ(Load(path), "Failed to open " + path + " for reading.");
+        EXPECT_EQ(m_driver->GetNumSamples(), 0U);
+        EXPECT_EQ(Read(0, 1), kReadError) << path;
+        EXPECT_EQ(m_read, 77U) << path;
+        EXPECT_EQ(Read(1, 1), kInvalidSample) << path;
+        EXPECT_EQ(m_fields.m_dataPosition, 0U);
+        EXPECT_EQ(m_fields.m_dataLength, 0U);
+        EXPECT_FALSE(m_fields.m_isTDF);
     }
     // A damaged TDF file stays loaded, without the samples of the file before.
     m_folder.Write("none.tdf", "TDF2" + Section("other", 1, "x"));
-    Expect({Load("t.tdf"), Load("none.tdf"), m_fields.m_file != nullptr, m_fields.m_isTDF, m_fields.m_fileName},
-           ", BinTraceData section cannot be located in the file., true, true, none.tdf");
+    EXPECT_EQ(Load("t.tdf"), "");
+    EXPECT_EQ(Load("none.tdf"), "BinTraceData section cannot be located in the file.");
+    EXPECT_TRUE(m_fields.m_file != nullptr);
+    EXPECT_TRUE(m_fields.m_isTDF);
+    EXPECT_EQ(m_fields.m_fileName, "none.tdf");
     ExpectRead(0, 0, 0);
 }
 
@@ -171,16 +196,21 @@ TEST_F(DriverTest, FailsOnceAReadHasFailedUntilTheNextLoad) {
     // Reading this file at its start fails with an I/O error.
     EXPECT_EQ(Load("/proc/self/mem"), "");
     m_fields.m_numSamples = 1000;
-    Expect({Read(0, 10), m_read, Read(0, 0)}, kReadError + ", 0, " + kReadError);
+    EXPECT_EQ(Read(0, 10), kReadError);
+    EXPECT_EQ(m_read, 0U);
+    EXPECT_EQ(Read(0, 0), kReadError);
     EXPECT_EQ(Load(m_folder.Write("p.bin", Samples(10))), "");
     ExpectRead(0, 10, 10);
     const auto readIntoNothing = [&] { m_driver->SeekReadTraceData(0, 1, nullptr, &m_read); };
-    Expect({test::ErrorOf(readIntoNothing), m_read}, kReadError + ", 0");
+    EXPECT_EQ(test::ErrorOf(readIntoNothing), kReadError);
+    EXPECT_EQ(m_read, 0U);
     m_driver->SeekReadTraceData(0, 0, nullptr, nullptr);
     ExpectRead(0, 10, 10);
     // A FIFO or a device is never waited for.
     mkfifo("fifo", 0600);
-    Expect({Load("fifo"), m_driver->GetNumSamples(), Read(0, 1)}, ", 0, " + kReadError);
+    EXPECT_EQ(Load("fifo"), "");
+    EXPECT_EQ(m_driver->GetNumSamples(), 0U);
+    EXPECT_EQ(Read(0, 1), kReadError);
     EXPECT_EQ(Load("/dev/null"), "");
     ExpectRead(0, 1, 0);
 }
@@ -188,7 +218,10 @@ TEST_F(DriverTest, FailsOnceAReadHasFailedUntilTheNextLoad) {
 TEST_F(DriverTest, OwnsOneDescriptorWithoutPassingItOn) {
     const long before = test::OpenDescriptors();
     m_folder.Write("p.bin", Samples(10));
-    Expect({Load("p.bin"), Load("p.bin"), m_driver->GetNumSamples(), test::OpenDescriptors() - before}, ", , 10, 1");
+    EXPECT_EQ(Load("p.bin"), "");
+    EXPECT_EQ(Load("p.bin"), "");
+    EXPECT_EQ(m_driver->GetNumSamples(), 10U);
+    EXPECT_EQ(test::OpenDescriptors() - before, 1U);
     EXPECT_EQ(fcntl(fileno(m_fields.m_file), F_GETFD), FD_CLOEXEC);
     m_driver.reset();
     EXPECT_EQ(test::OpenDescriptors(), before);
@@ -215,17 +248,27 @@ TEST_F(DriverTest, LogsEveryOperationAndItsRefusal) {
     try {
         m_driver->GetAttribute(nullptr, attribute);
     } catch (const cCorvaError& error) {
-        Expect({error.GetSeverity(), error.what()}, "0, Talvora file channel driver doesn't support");
+        EXPECT_EQ(error.GetSeverity(), 0U);
+        EXPECT_STREQ(error.what(), "Talvora file channel driver doesn't support");
     }
     int a = 1, b = 2;
     m_driver->GetProgress(a, b, text);
-    Expect({a, b, text, m_driver->CpuName() == nullptr, m_driver->GetTODStamp(eTODStampType{}, 1, 2, 3, 4)},
-           "1, 2, kept, true, ");
+    EXPECT_EQ(a, 1U);
+    EXPECT_EQ(b, 2U);
+    EXPECT_EQ(text, "kept");
+    EXPECT_TRUE(m_driver->CpuName() == nullptr);
+    EXPECT_EQ(m_driver->GetTODStamp(eTODStampType{}, 1, 2, 3, 4), "");
     m_folder.Write("x.bin", Samples(2));
-    Expect({m_fields.GetChannelNum(), Load("x.bin"), Read(1, 5), Read(3, 1)}, "0, , , " + kInvalidSample);
-    Expect({Load(m_folder.Write("none.tdf", "TDF2")) == "", Load("gone") == "", Read(0, 1)},
-           "false, false, " + kReadError);
-    Expect({Load("/proc/self/mem"), m_fields.m_numSamples = 1, Read(0, 1)}, ", 1, " + kReadError);
+    EXPECT_EQ(m_fields.GetChannelNum(), 0U);
+    EXPECT_EQ(Load("x.bin"), "");
+    EXPECT_EQ(Read(1, 5), "");
+    EXPECT_EQ(Read(3, 1), kInvalidSample);
+    EXPECT_FALSE(Load(m_folder.Write("none.tdf", "TDF2")) == "");
+    EXPECT_FALSE(Load("gone") == "");
+    EXPECT_EQ(Read(0, 1), kReadError);
+    EXPECT_EQ(Load("/proc/self/mem"), "");
+    EXPECT_EQ(m_fields.m_numSamples = 1, 1U);
+    EXPECT_EQ(Read(0, 1), kReadError);
     EXPECT_EQ(log.Text(),
               lines + m + "GetTODStamp\n" + m + "GetChannelNum\n" + m + "LoadFile\n" + input +
                   "1, NumSamples #5, CurrentSampleCount #2\n" + m + "SeekReadTraceData\n\tReturn: Samples read #1\n" +
@@ -278,8 +321,9 @@ TEST_F(DriverTest, ReadsAndSavesBesideAForkedChild) {
 TEST_F(DriverTest, AsksTheFileThatIsOpen) {
     m_folder.Write("t.tdf", "TDF2" + test::Trace(Samples(10)));
     std::filesystem::create_symlink("/proc/self/mem", "unreadable.tdf");
-    Expect({Load("unreadable.tdf"), m_driver->GetNumSamples(), m_fields.m_file != nullptr},
-           "Could not open TDF file as specified., 0, true");
+    EXPECT_EQ(Load("unreadable.tdf"), "Could not open TDF file as specified.");
+    EXPECT_EQ(m_driver->GetNumSamples(), 0U);
+    EXPECT_TRUE(m_fields.m_file != nullptr);
     // One descriptor is enough.
     rlimit limit{};
     getrlimit(RLIMIT_NOFILE, &limit);
@@ -289,7 +333,9 @@ TEST_F(DriverTest, AsksTheFileThatIsOpen) {
     setrlimit(RLIMIT_NOFILE, &one);
     const std::string error = Load("t.tdf");
     setrlimit(RLIMIT_NOFILE, &limit);
-    Expect({error, m_fields.m_isTDF, m_driver->GetNumSamples()}, ", true, 10");
+    EXPECT_EQ(error, "");
+    EXPECT_TRUE(m_fields.m_isTDF);
+    EXPECT_EQ(m_driver->GetNumSamples(), 10U);
     // Another process swaps two files.
     const std::string other = "TDF2" + Section("first", 1, std::string(999, 'x')) + test::Trace(test::Le(7, 8));
     std::jthread swapping([&](const std::stop_token& stop) {
@@ -312,7 +358,8 @@ TEST_F(DriverTest, ReadsAheadOnlyForRuns) {
         ExpectRead(1, 1, 1);
         Read(between, 1);
         std::fstream("p.bin", std::ios::binary | std::ios::in | std::ios::out) << test::Le(between, 8);
-        Expect({Read(0, 1), m_buffer[0]}, ", " + std::to_string(between), between);
+        EXPECT_EQ(Read(0, 1), "") << between;
+        EXPECT_EQ(m_buffer[0], between) << between;
         std::fstream("p.bin", std::ios::binary | std::ios::in | std::ios::out) << Samples(1);
     }
     ExpectRead(0, 2, 2);
@@ -344,7 +391,8 @@ TEST_F(DriverTest, WaitsForALease) {
             isSave ? test::ErrorOf([&] { m_driver->SaveFile("s.tdf", eTraceDataFileType{}); }) : Load("s.tdf");
         int status = 0;
         waitpid(child, &status, 0);
-        Expect({error, status}, ", 0", isSave);
+        EXPECT_EQ(error, "") << isSave;
+        EXPECT_EQ(status, 0U) << isSave;
         for (const int end : ready) close(end);
         EXPECT_EQ(Load(m_folder.Write("p.bin", Samples(1))), "");  // the next lease needs the file closed
     }

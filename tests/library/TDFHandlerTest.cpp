@@ -6,7 +6,6 @@
 namespace {
 
 using test::ErrorOf;
-using test::Expect;
 using test::Section;
 using test::Trace;
 
@@ -61,45 +60,66 @@ TEST_F(TDFHandlerTest, RefusesWhatItCannotRead) {
     const std::string noLengthFile = "File name passed to load file is not valid.";
     const std::string noBuffer = "No buffer allocated to load section data.";
     const std::string noExtension = "TDF file extension must be .tdf.";
-    // path; can be opened, is TDF, size; the errors of position and loading, of length, of loading into no buffer
+    struct Row {
+        const char* path;
+        bool isAvailable, isTDF;
+        unsigned size;
+        std::string error;          // of the position, and of loading
+        std::string lengthError;    // of the length
+        std::string noBufferError;  // of loading into no buffer
+    };
+    const std::string noLength = "Section size cannot be located in the file.";
     // clang-format off
-    const std::tuple<const char*, const char*, std::string, std::string, std::string> rows[] = {
-        {nullptr, "false, false, 0", noFile, noLengthFile, noFile}, {"", "false, false, 0", noFile, noLengthFile, noFile},
-        {"gone.tdf", "false, false, 0", noFile, noLengthFile, noFile},
-        {"dir.tdf", "false, false, 0", noFile, noLengthFile, noFile},
-        {"secret.tdf", "false, false, 0", noFile, noLengthFile, noFile},
-        {"fifo.tdf", "true, false, 0", noFormat, noFormat, noBuffer},
-        {"short.tdf", "true, false, 3", noFormat, noFormat, noBuffer},
-        {"other.tdf", "true, false, 8", noFormat, noFormat, noBuffer},
-        {"empty.TDF", "true, true, 4", kNoSection, "Section size cannot be located in the file.", noBuffer},
-        {"t.bin", "true, false, 31", noExtension, "", noExtension}};
+    const Row rows[] = {
+        {nullptr, false, false, 0, noFile, noLengthFile, noFile},
+        {"", false, false, 0, noFile, noLengthFile, noFile},
+        {"gone.tdf", false, false, 0, noFile, noLengthFile, noFile},
+        {"dir.tdf", false, false, 0, noFile, noLengthFile, noFile},
+        {"secret.tdf", false, false, 0, noFile, noLengthFile, noFile},
+        {"fifo.tdf", true, false, 0, noFormat, noFormat, noBuffer},
+        {"short.tdf", true, false, 3, noFormat, noFormat, noBuffer},
+        {"other.tdf", true, false, 8, noFormat, noFormat, noBuffer},
+        {"empty.TDF", true, true, 4, kNoSection, noLength, noBuffer},
+        {"t.bin", true, false, 31, noExtension, "", noExtension}};
     // clang-format on
     const test::Unprivileged user;
-    for (const auto& [path, state, error, lengthError, noBufferError] : rows) {
+    for (const auto& [path, isAvailable, isTDF, fileSize, error, lengthError, noBufferError] : rows) {
         char room[8];
         m_length = m_read = 222;
-        Expect({m_tdf.IsFileAvailable(path), m_tdf.ISTDF(path), FileSize(path)}, state, path);
-        // A length is found in a file of any name, and cleared by the search for a position alone.
-        Expect({Position(path), m_position, m_length}, error + (error == kNoSection ? ", 111, 0" : ", 111, 222"), path);
+        EXPECT_EQ(m_tdf.IsFileAvailable(path), isAvailable) << path;
+        EXPECT_EQ(m_tdf.ISTDF(path), isTDF) << path;
+        EXPECT_EQ(FileSize(path), fileSize) << path;
+        // A length is found in a file of any name, and only the search for a position clears it.
+        EXPECT_EQ(Position(path), error) << path;
+        EXPECT_EQ(m_position, 111U) << path;
+        EXPECT_EQ(m_length, error == kNoSection ? 0U : 222U) << path;
         m_length = 222;
-        Expect({Length(path), m_length}, lengthError + (lengthError.empty() ? ", 3" : ", 0"), path);
-        Expect({Load(path, nullptr, 8), Load(path, room, 0)}, noBufferError + ", " + noBufferError, path);
-        Expect({Load(path, room, 8), m_read}, error + ", 0", path);
+        EXPECT_EQ(Length(path), lengthError) << path;
+        EXPECT_EQ(m_length, lengthError.empty() ? 3U : 0U) << path;
+        EXPECT_EQ(Load(path, nullptr, 8), noBufferError) << path;
+        EXPECT_EQ(Load(path, room, 0), noBufferError) << path;
+        EXPECT_EQ(Load(path, room, 8), error) << path;
+        EXPECT_EQ(m_read, 0U) << path;
     }
     // No name is not the empty name, and no stream leaves the length alone.
-    Expect({Position("nameless.tdf", nullptr), Position("nameless.tdf", "")},
-           " section cannot be located in the file., ");
-    Expect({m_tdf.SeekSectionData(nullptr, kName, 1, m_read = 333), m_read}, "false, 333");
+    EXPECT_EQ(Position("nameless.tdf", nullptr), " section cannot be located in the file.");
+    EXPECT_EQ(Position("nameless.tdf", ""), "");
+    EXPECT_FALSE(m_tdf.SeekSectionData(nullptr, kName, 1, m_read = 333));
+    EXPECT_EQ(m_read, 333U);
     // A stream that stands at 0, and one whose descriptor is 0.
     FILE* bare = std::fopen("bare", "rb");
-    Expect({m_tdf.SeekSectionData(bare, kName, 1, m_read), m_read, std::fclose(bare)}, "true, 1, 0");
+    EXPECT_TRUE(m_tdf.SeekSectionData(bare, kName, 1, m_read));
+    EXPECT_EQ(m_read, 1U);
+    EXPECT_EQ(std::fclose(bare), 0U);
     const int input = dup(0);
     close(0);
     EXPECT_TRUE(m_tdf.ISTDF("empty.TDF"));
     dup2(input, 0);
     close(input);
     FILE* pipe = popen("true", "r");
-    Expect({m_tdf.SeekSectionData(pipe, kName, 1, m_read), m_read, pclose(pipe)}, "false, 0, 0");
+    EXPECT_FALSE(m_tdf.SeekSectionData(pipe, kName, 1, m_read));
+    EXPECT_EQ(m_read, 0U);
+    EXPECT_EQ(pclose(pipe), 0U);
 }
 
 TEST_F(TDFHandlerTest, LoadsWhatTheBufferHolds) {
@@ -109,7 +129,8 @@ TEST_F(TDFHandlerTest, LoadsWhatTheBufferHolds) {
     for (const auto& [path, size, expected] :
          {std::tuple("t.tdf", 1U, 1U), {"t.tdf", 9, 9}, {"t.tdf", 10, 10}, {"t.tdf", 40, 10}, {"cut.tdf", 40, 7}}) {
         std::string buffer(41, '~');
-        Expect({Load(path, buffer.data(), size), m_read}, ", " + std::to_string(expected), path);
+        EXPECT_EQ(Load(path, buffer.data(), size), "") << path;
+        EXPECT_EQ(m_read, expected) << path;
         EXPECT_EQ(buffer, data.substr(0, expected) + std::string(41 - expected, '~')) << path << ' ' << size;
     }
 }
@@ -120,13 +141,14 @@ TEST_F(TDFHandlerTest, TakesFilesUpToTheFormatsEnd) {
         for (const std::uint64_t end : {size - 13, size}) {
             const std::uint64_t at = test::WriteLarge("big.tdf", end, Section("x", 1, ""));
             const std::string found = Position("big.tdf");
-            Expect({found, m_position - at, std::uint64_t{m_position} + m_length - end},
-                   end < 1UL << 32
-                       ? ", 24, 0"
-                       : test::Show(kNoSection + ",", m_position - at) + ", " + test::Show(m_position - end),
-                   end);
-            Expect({Position("big.tdf", "x").empty(), FileSize("big.tdf") == static_cast<unsigned>(end + 13)},
-                   end + 13 < 1UL << 32 ? "true, true" : "false, true", end);
+            const bool isAddressable = end < 1UL << 32;
+            EXPECT_EQ(found, isAddressable ? "" : kNoSection) << end;
+            if (isAddressable) {
+                EXPECT_EQ(m_position, at + 24);
+                EXPECT_EQ(std::uint64_t{m_position} + m_length, end);
+            }
+            EXPECT_EQ(Position("big.tdf", "x").empty(), end + 13 < 1UL << 32) << end;
+            EXPECT_EQ(FileSize("big.tdf"), static_cast<unsigned>(end + 13)) << end;
         }
     }
 }

@@ -151,6 +151,7 @@ TEST_F(ToolWriterTest, SaysWhyItCannotWriteAndLeavesNothing) {
         {"", "stamp stm --frequency 1 --file gone", "4 gone: No such file or directory"}};
     // clang-format on
     for (const auto& [before, arguments, expected] : rows) {
+        chmod(".", before == "nobody" ? 0555 : 0755);
         const test::Result result = before == "nobody" ? ToolAsNobody(arguments) : Tool(arguments, before);
         const std::string err = "orm-trace: " + result.err, last = err.substr(err.rfind("orm-trace: ") + 11);
         EXPECT_EQ(test::Show(result.code, last), expected + '\n') << arguments << result.err;

@@ -1,20 +1,12 @@
-#!/usr/bin/env python3
 """A second, independent reader of trace data files, for comparison with the library.
 
-It is written from docs/tdf.5.md, tdf(5), alone, and operates on bytes in memory.
-
-Usage: second_reader.py DIRECTORY
-
-For each file in DIRECTORY whose name has no dot, in byte order of the names, it looks up a fixed list of sections in
-the file as it is ("whole"), in its first N bytes ("cut N"), with one bit inverted ("flip BYTE.BIT") and with one 32-bit
-field replaced ("field OFFSET=VALUE"). Each of these cases gives one line, "FILE CASE: RESULT ...", with one result per
-section looked up: "!" when it is not a TDF file, "-" when the section is not found, otherwise the position and the
-length of its data, "P+L".
+It is written only from docs/tdf.5.md, tdf(5), and operates on bytes in memory. Its cases are the files of a folder, each
+as it is ("whole"), its first N bytes ("cut N"), with one bit inverted ("flip BYTE.BIT") and with one 32-bit field
+replaced ("field OFFSET=VALUE").
 """
 
-import os
+import pathlib
 import struct
-import sys
 
 IDENTIFIER = b"TDF2"
 MAX_LENGTH = 134217728
@@ -40,11 +32,12 @@ def walk(data):
             yield start, None, None
             return
         yield start, (data[name_start:name_end], version), (name_end, end - name_end)
-        start = end  # behind the end of the file when the data is cut short; that ends the search
+        start = end  # beyond the end of the file when the data is cut short; that ends the search
 
 
 def look_up(data, queries):
-    """Return the results of all queries in data, as text."""
+    """Return a result for each query, as text: "!" when it is not a TDF file, "-" when the section is not found, otherwise
+    the position and the length of its data, "P+L"."""
     if not data.startswith(IDENTIFIER):
         return " ".join("!" for _ in queries)
     found = {}
@@ -77,20 +70,10 @@ def cases_of(data):
             yield f"field {offset}={value}", data[:offset] + FIELD.pack(value) + data[offset + FIELD.size:]
 
 
-def main():
-    if len(sys.argv) != 2:
-        sys.exit("usage: second_reader.py DIRECTORY")
-    directory = os.fsencode(sys.argv[1])
-    for file in sorted(os.listdir(directory)):
-        path = os.path.join(directory, file)
-        if b"." in file or not os.path.isfile(path):
-            continue
-        with open(path, "rb") as stream:
-            data = stream.read()
+def cases_in(directory):
+    """Yield (label, lookups, bytes) for each case of each file in the directory whose name has no dot."""
+    for file in sorted(path for path in pathlib.Path(directory).iterdir() if path.is_file() and "." not in path.name):
+        data = file.read_bytes()
         queries = queries_of(data)
-        lines = (f" {case}: {look_up(damaged, queries)}\n".encode() for case, damaged in cases_of(data))
-        sys.stdout.buffer.writelines(file + line for line in lines)
-
-
-if __name__ == "__main__":
-    main()
+        for case, damaged in cases_of(data):
+            yield f"{file.name} {case}", queries, damaged

@@ -182,8 +182,8 @@ TEST_F(ToolRecoverTest, SaysWhatItDoesWithEachByte) {
     }
     const test::Result result = Recover("TDF2" + a + stray + b, " --json");
     const auto document = nlohmann::json::parse(result.out);
-    EXPECT_EQ(document["gaps"].dump(), R"([{"length":"14","offset":"20"}])");
-    EXPECT_EQ(document["recovered"].dump() + document["left_out"].dump() + document["lost"].dump(),
+    EXPECT_EQ(document["gaps"].dump(), R"([{"offset":"20","size":"14"}])");
+    EXPECT_EQ(document["recovered"].dump() + document["unrecovered_bytes"].dump() + document["lost"].dump(),
               R"("38""14""lost")");
     EXPECT_NE(result.err.find("14 bytes from offset 0x14 on are in no section (--tail adds them to section 0)"),
               std::string::npos)

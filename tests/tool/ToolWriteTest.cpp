@@ -8,6 +8,22 @@ using test::Section;
 using test::Trace;
 
 struct ToolWriteTest : test::ToolFixture {
+    struct Refusal {
+        std::string arguments;
+        int code;
+        std::string reason;  // a part of the message
+    };
+
+    // Each of the command lines is refused: with its code and reason, and without any output.
+    void ExpectRefusals(const std::vector<Refusal>& rows) const {
+        for (const auto& [arguments, code, reason] : rows) {
+            const test::Result result = Tool(arguments);
+            const std::string row = arguments.substr(0, 99) + ": " + result.err;
+            EXPECT_EQ(result.code, code) << row;
+            EXPECT_EQ(result.out, "") << row;
+            EXPECT_NE(result.err.find(reason), std::string::npos) << row;
+        }
+    }
     static long Files() { return std::distance(std::filesystem::directory_iterator("."), {}); }
 };
 
@@ -17,7 +33,8 @@ TEST_F(ToolWriteTest, WritesWhatItReadsBack) {
         for (std::size_t n = 0; n < size; ++n) data[n] = static_cast<char>(n * 31 + n / 997);
         m_folder.Write("raw", data);
         EXPECT_EQ(Tool("create out.tdf --force --section BinTraceData:1@raw").code, 0) << size;
-        EXPECT_EQ(Tool("create saved.tdf --force").code + Tool("save raw saved.tdf").code, 0) << size;
+        EXPECT_EQ(Tool("create saved.tdf --force").code, 0) << size;
+        EXPECT_EQ(Tool("save raw saved.tdf").code, 0) << size;
         EXPECT_TRUE(ReadAll("out.tdf") == "TDF2" + Trace(data) && ReadAll("saved.tdf") == ReadAll("out.tdf")) << size;
         const test::Result samples = Tool("samples out.tdf --format raw");
         EXPECT_EQ(samples.code, size % 8 == 0 ? 0 : 3) << size;
@@ -48,7 +65,8 @@ TEST_F(ToolWriteTest, KnowsWhatFourGiBHold) {
 
 TEST_F(ToolWriteTest, AppendsSections) {
     m_folder.Write("a", "AAA");
-    EXPECT_EQ(Tool("create t.tdf").code + Tool("append t.tdf --section x:y:7@a --section :0x10@- < a").code, 0);
+    EXPECT_EQ(Tool("create t.tdf").code, 0);
+    EXPECT_EQ(Tool("append t.tdf --section x:y:7@a --section :0x10@- < a").code, 0);
     EXPECT_EQ(ReadAll("t.tdf"), "TDF2" + Section("x:y", 7, "AAA") + Section("", 16, "AAA"));
     EXPECT_EQ(std::filesystem::status("t.tdf").permissions(), std::filesystem::status("a").permissions());
 }
@@ -64,8 +82,9 @@ TEST_F(ToolWriteTest, RefusesBeforeItWrites) {
     std::filesystem::resize_file(m_folder.Write("big", ""), 134217728);
     std::filesystem::create_directory("dir.tdf");
     std::filesystem::create_symlink("t.tdf", "link.tdf");
+    const long files = Files();
     // clang-format off
-    const std::tuple<std::string, int, std::string> rows[] = {
+    ExpectRefusals({
         {"create t.tdf", 1, "t.tdf: exists (--force replaces it)"},
         {"create dir.tdf --force", 1, "dir.tdf: exists and is not a regular file"},
         {"create link.tdf --force", 1, "link.tdf: exists and is not a regular file"},
@@ -81,48 +100,54 @@ TEST_F(ToolWriteTest, RefusesBeforeItWrites) {
         {"create n.tdf --section " + longName + ":1@d", 1, "d: the section's name has 4096 bytes, readers find names of up to 4095"},
         {"append t.tdf --section a:1@d", 1, "t.tdf: has a section \"a\":1 already"},
         {"append t.tdf --section a:2@big", 1, "big: makes a section"}, {"append t.tdf", 2, "--section is required"},
-        {"append t.bin --section b:1@d", 4, "t.bin: is no TDF file"},
+        {"append t.bin --section b:1@d", 4, "t.bin: is not a TDF file"},
         {"append gone.tdf --section b:1@d", 4, "gone.tdf: No such file or directory"},
-        {"append plain.tdf --section b:1@d", 4, "plain.tdf: is no TDF file"},
+        {"append plain.tdf --section b:1@d", 4, "plain.tdf: is not a TDF file"},
         {"append tail.tdf --section b:1@d", 4, "tail.tdf: "}, {"append cut.tdf --section b:1@d", 4, "cut.tdf: "},
         {"save d t.tdf", 1, "t.tdf: has a section \"BinTraceData\":1 already"}, {"save d tail.tdf", 4, "tail.tdf: "},
         {"save d t.tdf --allow-duplicate --driver /gone", 5, "/gone"},
-        {"save big t.tdf --allow-duplicate", 1, "t.tdf: Talvora file channel driver: The trace makes a section"},
-        {"stamp stm 1", 2, "--frequency is required"}, {"stamp stm 1 --frequency 0", 2, "--frequency"},
-        {"stamp stm 1 --frequency inf", 2, "not a finite number"}, {"stamp stm 1 --frequency nan", 2, "not a finite number"},
-        {"stamp rcv 1 --zero '2026- 2-28 00:00:00'", 2, "--zero: no time"}, {"nosuch", 2, "nosuch: is no subcommand"},
-        {"dump t.tdf --index 08", 4, "has no section 8"}, {"dump t.tdf --index -1", 2, "--index"},
-        {"stamp stm --frequency 1", 2, "WORD or --file is required"},
-        {"stamp stm 0x --frequency 1", 2, "not a 64-bit number: 0x"},
-        {"stamp rcv 1 --zero '2026-02-29 00:00:00'", 2, "--zero: no time"},
-        {"stamp rcv 1 --zero '2026-02-28 00:00:00.1234567'", 2, "--zero: no time"},
-        {"stamp rcv --only-stamps 1 --zero '2026-02-28 00:00:00'", 2, "--only-stamps"},
-        {"samples t.tdf --from 010", 3, "has no sample 10: the trace ends before sample 1"}, {"samples t.tdf --format 1", 2, "--format"},
-        {"", 2, ""}, {"samples", 2, ""}, {"samples a --from -1", 2, ""}, {"samples a --count", 2, ""}, {"samples a b", 2, ""},
-        {"samples a --from 4294967296", 2, ""}, {"samples a --format xml", 2, ""}};
+        {"save big t.tdf --allow-duplicate", 1, "t.tdf: Talvora file channel driver: The trace makes a section"}});
     // clang-format on
-    const long files = Files();
-    for (const auto& [arguments, code, reason] : rows) {
-        const test::Result result = Tool(arguments);
-        EXPECT_EQ(test::Show(result.code, result.out), std::to_string(code) + " ")
-            << arguments.substr(0, 99) << result.err;
-        EXPECT_NE(result.err.find(reason), std::string::npos) << arguments.substr(0, 99) << result.err;
-    }
-    // Drivers that do not do as they should.
-    const std::pair<std::string, std::string> troubles[] = {
-        {"null", "5 orm-trace: " ORM_STRANGE_DRIVER ": makes no driver\n"},
-        {"throw", "1 orm-trace: error: unknown\n"},
-        {"idle", "1 orm-trace: t.tdf: the driver has not saved to it\n"}};
-    for (const auto& [what, expected] : troubles) {
-        const test::Result result =
-            Tool("save d t.tdf --allow-duplicate --driver " ORM_STRANGE_DRIVER, "STRANGE=" + what + " ");
-        EXPECT_EQ((std::to_string(result.code) + " " + result.err).substr(0, expected.size()), expected) << what;
-    }
     EXPECT_EQ(Files(), files) << "nothing was made";
     EXPECT_EQ(ReadAll("t.tdf"), good);
     EXPECT_EQ(Tool("append t.tdf --allow-duplicate --section a:1@d").code, 0);
     EXPECT_EQ(ReadAll("t.tdf"), good + Section("a", 1, "data"));
     EXPECT_EQ(Tool("save cut.tdf t.tdf --allow-duplicate").code, 3) << "a sample is missing in what was saved";
+}
+
+TEST_F(ToolWriteTest, RefusesCommandLinesAndWhatIsNotInAFile) {
+    m_folder.Write("t.tdf", "TDF2" + Trace("12345678"));
+    // clang-format off
+    ExpectRefusals({
+        {"stamp stm 1", 2, "--frequency is required"}, {"stamp stm 1 --frequency 0", 2, "--frequency"},
+        {"stamp stm 1 --frequency inf", 2, "not a finite number"},
+        {"stamp stm 1 --frequency nan", 2, "not a finite number"},
+        {"stamp rcv 1 --zero '2026- 2-28 00:00:00'", 2, "--zero: not a time"},
+        {"nosuch", 2, "nosuch: is not a subcommand"}, {"dump t.tdf --index 08", 4, "has no section 8"},
+        {"dump t.tdf --index -1", 2, "--index"}, {"stamp stm --frequency 1", 2, "WORD or --file is required"},
+        {"stamp stm 0x --frequency 1", 2, "not a 64-bit number: 0x"},
+        {"stamp rcv 1 --zero '2026-02-29 00:00:00'", 2, "--zero: not a time"},
+        {"stamp rcv 1 --zero '2026-02-28 00:00:00.1234567'", 2, "--zero: not a time"},
+        {"stamp rcv --only-stamps 1 --zero '2026-02-28 00:00:00'", 2, "--only-stamps"},
+        {"samples t.tdf --from 010", 3, "has no sample 10: the trace ends before sample 1"},
+        {"samples t.tdf --format 1", 2, "--format"}, {"", 2, ""}, {"samples", 2, ""}, {"samples a --from -1", 2, ""},
+        {"samples a --count", 2, ""}, {"samples a b", 2, ""}, {"samples a --from 4294967296", 2, ""},
+        {"samples a --format xml", 2, ""}});
+    // clang-format on
+}
+
+TEST_F(ToolWriteTest, SaysWhatAStrangeDriverDoes) {
+    m_folder.Write("d", "data");
+    m_folder.Write("t.tdf", "TDF2");
+    const std::pair<std::string, std::string> rows[] = {
+        {"null", "5 orm-trace: " ORM_STRANGE_DRIVER ": CreateChannelDriver returned null\n"},
+        {"throw", "1 orm-trace: error: unknown\n"},
+        {"idle", "1 orm-trace: t.tdf: the driver wrote nothing to it\n"}};
+    for (const auto& [what, expected] : rows) {
+        const test::Result result = Tool("save d t.tdf --driver " ORM_STRANGE_DRIVER, "STRANGE=" + what + " ");
+        EXPECT_EQ((std::to_string(result.code) + " " + result.err).substr(0, expected.size()), expected) << what;
+        EXPECT_EQ(ReadAll("t.tdf"), "TDF2") << what;
+    }
 }
 
 TEST_F(ToolWriteTest, DecodesStamps) {

@@ -1,0 +1,107 @@
+#include "analysis/Statistics.h"
+
+#include <algorithm>
+
+#include "analysis/Processor.h"
+
+namespace orm_trace {
+namespace {
+
+// Whether any word equals the one after it. The compiler turns it into vector code.
+ORM_ALWAYS_INLINE bool HasEqualNeighbours(Words words) noexcept {
+    std::uint64_t equal = 0;
+    for (std::size_t n = 1; n < words.size(); ++n) equal += words[n] == words[n - 1];
+    return equal != 0;
+}
+
+ORM_TARGET_AVX2 bool HasEqualNeighboursAvx2(Words words) noexcept { return HasEqualNeighbours(words); }
+
+bool HasEqualNeighboursAnywhere(Words words) noexcept { return HasEqualNeighbours(words); }
+
+const auto g_hasEqualNeighbours = HasAvx2() ? HasEqualNeighboursAvx2 : HasEqualNeighboursAnywhere;
+
+}  // namespace
+
+Statistics::Statistics(std::uint64_t first, const Settings& settings) : m_settings(settings), m_first(first) {}
+
+void Statistics::Add(Words words) {
+    while (!words.empty()) {
+        const Words block = words.first(std::min(kBlock, words.size()));
+        AddBlock(block);
+        words = words.subspan(block.size());
+    }
+}
+
+void Statistics::AddBlock(Words block) {
+    AddRuns(block);
+    // Stamps are collected without a branch, since none could predict where they are. Neighbours count in different
+    // tables: a word does not wait for the one before it, which often has its type.
+    std::array<std::array<std::uint16_t, kTypes>, 4> counts{};
+    std::array<std::uint16_t, kBlock + 1> stamps;
+    std::size_t stampCount = 0;
+    const auto add = [&](std::size_t n, std::size_t table) {
+        const std::uint8_t type = TypeOf(block[n]);
+        ++counts[table][type];
+        stamps[stampCount] = static_cast<std::uint16_t>(n);
+        stampCount += kIsStamp[type];
+    };
+    std::size_t n = 0;
+    for (; n + 4 <= block.size(); n += 4) {
+        add(n, 0);
+        add(n + 1, 1);
+        add(n + 2, 2);
+        add(n + 3, 3);
+    }
+    for (; n < block.size(); ++n) add(n, 0);
+    for (std::size_t type = 0; type < kTypes; ++type) {
+        m_types[type] += std::uint32_t{counts[0][type]} + counts[1][type] + counts[2][type] + counts[3][type];
+    }
+    AddStamps(block, {stamps.data(), stampCount});
+    m_samples += block.size();
+}
+
+// Takes the words of a block at these indexes, which are stamps.
+void Statistics::AddStamps(Words block, std::span<const std::uint16_t> indexes) {
+    if (indexes.empty()) return;
+    const std::uint64_t first = m_first + m_samples;
+    StampTotals stamps = m_stamps;
+    if (stamps.count == 0) stamps.first = stamps.last = TicksOf(block[indexes.front()], m_settings.reference);
+    for (const std::uint16_t n : indexes) {
+        const std::uint64_t ticks = TicksOf(block[n], m_settings.reference);
+        if (ticks < stamps.last) {
+            AddStep(m_stepsBack, {first + n, stamps.last - ticks});
+        } else if (ticks - stamps.last > m_settings.gap) {
+            AddStep(m_gaps, {first + n, ticks - stamps.last});
+        }
+        stamps.last = ticks;
+        stamps.least = std::min(stamps.least, ticks);
+        stamps.greatest = std::max(stamps.greatest, ticks);
+    }
+    stamps.count += indexes.size();
+    m_stamps = stamps;
+}
+
+void Statistics::AddStep(StampSteps& steps, const StampStep& step) const {
+    if (steps.first.size() < m_settings.limit) steps.first.push_back(step);
+    ++steps.count;
+}
+
+void Statistics::AddRuns(Words block) {
+    const std::uint64_t first = m_first + m_samples;
+    const bool continues = m_current.count != 0 && block.front() == m_current.word;
+    // A block of different words changes nothing once a run of one word is known.
+    if (!continues && m_longest.count != 0 && !g_hasEqualNeighbours(block)) {
+        m_current = {block.back(), first + block.size() - 1, 1};
+        return;
+    }
+    for (std::size_t n = 0; n < block.size(); ++n) {
+        if (m_current.count != 0 && block[n] == m_current.word) {
+            ++m_current.count;
+        } else {
+            m_current = {block[n], first + n, 1};
+        }
+        if (m_current.count > m_longest.count) m_longest = m_current;
+    }
+}
+
+}  // namespace orm_trace
