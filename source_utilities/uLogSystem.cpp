@@ -23,7 +23,7 @@ struct SettingRow {
 };
 
 constexpr std::array<SettingRow, 7> kSettings{{
-    {false, false, false, 0},  // 0, and every setting beyond the table; the level is the caller's affair
+    {false, false, false, 0},  // 0, and every setting beyond the table; the caller determines the level
     {true, false, false, 1},
     {true, true, false, 1},
     {true, false, false, 2},

@@ -19,9 +19,9 @@ namespace ORM_LUX {
 // Returns: the descriptor, which the caller owns; -1 with errno set when the file cannot be opened, or path is null.
 int OpenDescriptor(const char* path, int flags, mode_t mode = 0666) noexcept;
 
-// Opens path as fopen() does with this mode, whatever the C library knows in it, and waits for what fopen() waits for: a
-// lease, the other end of a FIFO. The stream's descriptor is as above: close-on-exec, and never 0, 1 or 2; an interrupted
-// call is made again.
+// Opens path as fopen() does with this mode, whatever the C library knows in it, and waits for what fopen() waits for:
+// a lease, the other end of a FIFO. The stream's descriptor is as above: close-on-exec, and never 0, 1 or 2; an
+// interrupted call is made again.
 // Returns:  the stream, which the caller owns; null with errno set when the file cannot be opened.
 // REQUIRES: path is not null, mode is not empty.
 std::FILE* OpenStream(const char* path, const char* mode) noexcept;
