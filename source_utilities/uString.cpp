@@ -17,7 +17,7 @@ namespace {
 
 struct Base {
     std::ios::fmtflags flag;
-    const char* digits;  // behind the prefix
+    const char* digits;  // after the prefix
 };
 
 // REQUIRES: str is not empty.
@@ -33,7 +33,7 @@ const char* Put(std::string& out, bool append, std::string_view text) {
     return out.c_str();
 }
 
-// The C library formats in the locale "C" while this exists, in this thread: what is written is read back in it.
+// While this exists, the C library formats in the locale "C" in this thread, in which the text is read back too.
 class ClassicLocale {
 public:
     ClassicLocale() noexcept {

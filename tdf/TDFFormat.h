@@ -1,4 +1,4 @@
-// The TDF container format: identifier, limits, field sizes and byte order, for whoever reads or writes it.
+// The TDF container format: identifier, limits, field sizes and byte order, for code that reads or writes it.
 // Private to the library. docs/tdf.5.md describes the format.
 #pragma once
 
