@@ -59,7 +59,7 @@ set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_TOOLS_DESCRIPTION "trace file channel driver (command-line tool)
 The tool orm-trace looks into, checks, repairs and writes TDF trace files, and
 decodes the time stamps in them. With it come the manual pages, of the format
-too, and the completion for bash.")
+too, and the completions for bash, zsh and fish.")
 if(ORM_BUILD_TOOL)
     list(APPEND CPACK_COMPONENTS_ALL tools)
     set(CPACK_COMPONENT_TOOLS_DEPENDS library)

@@ -1,0 +1,42 @@
+#include "tools/orm-trace/commands/Commands.h"
+
+#include <algorithm>
+
+#include "tools/orm-trace/options/HelpFormatter.h"
+
+namespace orm_trace {
+namespace {
+
+// All subcommands, in the order of the help. A new one is added here.
+constexpr std::unique_ptr<Command> (*kCommands[])(CLI::App&) = {
+    AddInfoCommand,   AddListCommand,   AddDumpCommand, AddSamplesCommand, AddVerifyCommand, AddRecoverCommand,
+    AddCreateCommand, AddAppendCommand, AddSaveCommand, AddStampCommand,   AddProbeCommand};
+
+}  // namespace
+
+CommandLine::CommandLine() : app("Inspect, check, repair and write trace files.", "orm-trace") {
+    app.formatter(std::make_shared<HelpFormatter>());  // subcommands take it over
+    app.set_version_flag("--version", std::string("orm-trace ") + ORM_TRACE_VERSION);
+    app.require_subcommand(1);
+    app.failure_message([](const CLI::App*, const CLI::Error& error) {
+        return std::string("orm-trace: ") + error.what() + "\nRun with --help for more information.\n";
+    });
+    for (const auto add : kCommands) {
+        auto command = add(app);
+        subcommands.push_back({app.get_subcommands(nullptr).back(), std::move(command)});
+    }
+}
+
+bool CommandLine::Has(const std::string& name) const {
+    return std::any_of(subcommands.begin(), subcommands.end(),
+                       [&](const Subcommand& each) { return each.app->check_name(name); });
+}
+
+Command* CommandLine::Chosen() const {
+    for (const auto& [parsed, command] : subcommands) {
+        if (parsed->parsed()) return command.get();
+    }
+    return nullptr;
+}
+
+}  // namespace orm_trace
