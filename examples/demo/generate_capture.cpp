@@ -119,7 +119,7 @@ void Generate(const char* tdfPath, const char* plainPath, std::uint32_t samples)
     }
     tdf.Close();
     plain.Close();
-    std::printf("%s: %u samples at offset %llu, behind 3 other sections\n", tdfPath, samples,
+    std::printf("%s: %u samples at offset %llu, after 3 other sections\n", tdfPath, samples,
                 static_cast<unsigned long long>(samplesAt));
     std::printf("%s: the same %u samples, nothing else\n", plainPath, samples);
 }
