@@ -64,8 +64,7 @@ bool TDFHandler::SeekSectionData(FILE* stream, const char* name, unsigned int ve
     if (start < 0) return false;
     TDFFile::Data data;
     const auto found = TDFFile(stream).Find(name, version, static_cast<std::uint64_t>(start), data);
-    if (found != TDFFile::Answer::kYes || fseeko(stream, static_cast<off_t>(data.offset), SEEK_SET) != 0)
-        return false;
+    if (found != TDFFile::Answer::kYes || fseeko(stream, static_cast<off_t>(data.offset), SEEK_SET) != 0) return false;
     dataLength = data.length;
     return true;
 }

@@ -96,9 +96,9 @@ private:
     Step EndIn(const TDFFault& fault) noexcept;
 
     std::FILE* m_stream;
-    std::uint64_t m_next;            // where the next section begins
-    std::uint64_t m_windowOffset;   // of the window's first byte in the file
-    std::size_t m_windowSize = 0;    // bytes that it holds
+    std::uint64_t m_next;          // where the next section begins
+    std::uint64_t m_windowOffset;  // of the window's first byte in the file
+    std::size_t m_windowSize = 0;  // bytes that it holds
     std::size_t m_chunk = kFirstChunk;
     bool m_hasFailed = false;                 // the last read of the window, other than by the end of the file
     std::uint64_t m_repeatedAt = UINT64_MAX;  // the section whose header was read again, in a file that grows

@@ -1,0 +1,89 @@
+// The documents of --json: byte for byte as recorded, and each member of one type.
+//
+// ORM_TEST_UPDATE=1 records what the tool writes.
+#include <nlohmann/json.hpp>
+#include <regex>
+
+#include "support/ToolFixture.h"
+
+namespace {
+
+using nlohmann::json;
+using test::Section;
+
+struct ToolJsonTest : test::ToolFixture {
+    void Compare(const std::string& name, const std::string& document) {
+        const std::string path = std::string(ORM_SOURCE_DIR) + "/tests/tool/documents/" + name + ".json";
+        if (std::getenv("ORM_TEST_UPDATE") != nullptr) std::ofstream(path, std::ios::binary) << document;
+        EXPECT_EQ(document, test::ReadAll(path)) << name;
+        CollectTypes(json::parse(document));
+    }
+
+    // The null of a variable that is not set, and variables themselves, are as the environment has them.
+    void CollectTypes(const json& value) {
+        if (value.is_array()) {
+            for (const json& element : value) CollectTypes(element);
+        }
+        if (!value.is_object()) return;
+        for (const auto& [key, member] : value.items()) {
+            if (!member.is_null()) m_types[key].insert(member.type_name());
+            CollectTypes(member);
+        }
+    }
+
+    std::map<std::string, std::set<std::string>> m_types;  // by the member's name
+};
+
+TEST_F(ToolJsonTest, DocumentsAreAsRecorded) {
+    const std::string words = test::Le(0xB000000000000005, 8) + test::Le(0x88000DECBE3B4BC0, 8);
+    const std::string whole = "TDF2" + Section("Notes", 1, "hello") + test::Trace(words);
+    const std::string zero = Section(std::string("z\0", 2), 2, ""), bytes = Section("\xFF\t", 1, "x");
+    m_folder.Write("whole.tdf", whole);
+    m_folder.Write("broken.tdf", "TDF2" + Section("Notes", 1, "hello") + "cut");
+    m_folder.Write("twice.tdf", whole + bytes + zero + Section("Notes", 1, "other"));
+    m_folder.Write("cut.tdf", whole.substr(0, whole.size() - 3));
+    m_folder.Write("gap.tdf", "TDF2" + Section("Notes", 1, "hello") + "lost bytes" + Section("after", 1, "1"));
+    m_folder.Write("plain.bin", words + "1234");
+    m_folder.Write("no.tdf", words);
+    const std::pair<std::string, std::string> rows[] = {
+        {"info", "info whole.tdf broken.tdf cut.tdf plain.bin no.tdf gone"},
+        {"list", "list twice.tdf"},
+        {"list-broken", "list broken.tdf"},
+        {"list-error", "list plain.bin"},
+        {"verify", "verify whole.tdf twice.tdf cut.tdf"},
+        {"recover", "recover gap.tdf -o out.tdf --lost lost"},
+        {"recover-cut", "recover cut.tdf --dry-run"},
+        {"recover-error", "recover plain.bin --dry-run"},
+        {"stamp", "stamp rcv --zero '2026-11-16 10:00:00' --file plain.bin"},
+        {"stamp-words", "stamp stm 170000000 --frequency 1e6"}};
+    for (const auto& [name, arguments] : rows) Compare(name, Tool(arguments + " --json").out);
+    // Paths and the process differ; the driver that was loaded is always the last of its libraries.
+    json probe = json::parse(Tool("probe --json").out);
+    probe["libraries"]["loaded"] = json::array({probe["libraries"]["loaded"].back()});
+    std::string text = probe.dump(1) + '\n';
+    for (const char* own : {"/[^\"]*/", "orm-test-[A-Za-z0-9]+", "_[0-9]{8}_[0-9]+", "[0-9]{2,}(?=\")"}) {
+        text = std::regex_replace(text, std::regex(own), "");
+    }
+    Compare("probe", text);
+    for (const auto& [member, types] : m_types) EXPECT_EQ(types.size(), 1U) << member << " has several types";
+}
+
+// The example of the page is what the tool writes.
+TEST_F(ToolJsonTest, ExampleOfThePageIsTrue) {
+    const std::string page = test::ReadAll(std::string(ORM_SOURCE_DIR) + "/docs/orm-trace-json.5.md");
+    m_folder.Write("broken.tdf", "TDF2" + Section("Notes", 1, "hello") + "cut");
+    const std::string document = Tool("list --json broken.tdf").out;
+    EXPECT_NE(page.find("$ orm-trace list --json broken.tdf\n" + document + "```"), std::string::npos) << document;
+    // Every member that documents have is described.
+    for (const auto& entry : std::filesystem::directory_iterator(ORM_SOURCE_DIR "/tests/tool/documents")) {
+        CollectTypes(json::parse(test::ReadAll(entry.path())));
+    }
+    for (const auto& [member, types] : m_types) {
+        const bool isVariable = member.find('_') != member.npos && std::isupper(member[0]) != 0;
+        const bool isHex = member.size() > 4 && member.substr(member.size() - 4) == "_hex";
+        if (isVariable || isHex || member == "HOME") continue;
+        EXPECT_NE(page.find('`' + member + '`'), std::string::npos) << member;
+    }
+}
+
+}  // namespace
