@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Measures the library beside what a user would take instead, and beside what the system itself charges, and prints the
-# ratios. Needs a Debian machine that does nothing else, and 3 GB below TMPDIR.
+# Compares the library with alternative libraries and with bare system calls, and prints the ratios. Needs an otherwise
+# idle Debian machine, and 3 GB in TMPDIR.
 set -euo pipefail
 cd -- "$(dirname -- "${BASH_SOURCE[0]}")"
 
@@ -8,7 +8,7 @@ if [[ ${1:-} == -h || ${1:-} == --help ]]; then
     cat <<'EOF'
 usage: ./bench.sh [--quick | --markdown] [OPTION...]
 
-Takes a few minutes. --quick runs each benchmark once and briefly, to see that all work; its figures mean nothing.
+Takes a few minutes. --quick runs each benchmark once and briefly, to check that all work; its figures mean nothing.
 --markdown writes the results into docs/performance.md and the README too.
 The options are those of bench/ratios.py, for example --filter '^Save/' or --repetitions 15.
 EOF

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Shows the library at work: builds it, makes a capture of a few million samples, and lets a host page through it.
-# Run without arguments, from anywhere. Leaves nothing but the build tree.
+# Run it without arguments, from any folder. It leaves only the build tree.
 set -euo pipefail
 cd -- "$(dirname -- "${BASH_SOURCE[0]}")"
 
@@ -37,7 +37,7 @@ step "Build in $build"
 cmake --preset release --log-level=WARNING
 cmake --build --preset release --target TalvoraFileChannelDriver generate-capture check-capture
 
-# From here on a home directory of the demo's own: the library keeps its logs and directories there.
+# From here on the demo has its own home directory, for the logs and directories of the library.
 HOME=$(mktemp -d)
 export HOME
 trap 'rm -rf -- "$HOME"' EXIT

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Builds the library, the tool and the tests, and passes the tests. Installs what is missing first.
+# Builds the library, the tool and the tests, and runs the tests. First installs what is missing.
 set -euo pipefail
 cd -- "$(dirname -- "${BASH_SOURCE[0]}")"
 readonly preset=${1:-release}
@@ -8,7 +8,7 @@ usage() {
     cat <<'EOF'
 usage: ./test.sh [release | debug | clang | asan | tsan | coverage]
 
-Builds in build/PRESET and passes the tests of that build, those of release by default. Installs what is missing first.
+Builds in build/PRESET and runs the tests of that build; PRESET is release by default. First installs what is missing.
 EOF
 }
 

@@ -1,12 +1,12 @@
-// What the benchmarks share.
+// Code that the benchmarks share.
 //
-// A benchmark is named WORK/PARTICIPANT, where WORK may have several parts. The participants of one work do like work
-// and are compared with each other:
+// A benchmark is named WORK/PARTICIPANT, where WORK may have several parts. The participants of one work do equivalent
+// work and are compared with each other:
 //   library    this library;
-//   limit      what the system charges for the bare work;
-//   peer:NAME  what a user would take instead.
-// Works "Growth/WHAT/SIZE" are compared with each other instead.
-// What makes a comparison unequal is said where the participant is written, and in ratios.py.
+//   limit      the bare system calls for the work;
+//   peer:NAME  an alternative library.
+// Works named "Growth/WHAT/SIZE" are compared with each other instead.
+// Differences that make a comparison unequal are noted at the participant, and in ratios.py.
 #pragma once
 
 #include <benchmark/benchmark.h>
@@ -28,8 +28,8 @@ namespace bench {
 
 inline constexpr std::uint64_t kMebibyte = std::uint64_t{1} << 20;
 
-// Where the files of this process lie: a new directory below TMPDIR, removed when the process ends. The library is kept
-// from logging and from making its directories in the user's home.
+// The directory for the files of this process, new in TMPDIR and removed when the process ends. Creating it also keeps
+// the library from logging and from creating its directories in the user's home.
 inline const std::filesystem::path& Directory() {
     struct Owner {
         std::filesystem::path path;
@@ -57,7 +57,7 @@ inline void Require(bool holds, const char* what) {
     if (!holds) throw std::runtime_error(what);
 }
 
-// The same numbers for the same seed, which is not 0.
+// Random numbers, the same for the same seed, which must not be 0.
 class Random {
 public:
     explicit Random(std::uint64_t seed) : m_state(seed * 0x9E3779B97F4A7C15) {}
@@ -102,7 +102,7 @@ inline void Write(std::FILE* stream, const void* data, std::size_t size) {
     Require(std::fwrite(data, 1, size, stream) == size, "cannot write a file");
 }
 
-// The identifier of a TDF file, and the head of a section. The machine is little-endian, as the format is.
+// Writes the identifier of a TDF file, and the header of a section. The machine is little-endian, like the format.
 inline void WriteTDFIdentifier(std::FILE* stream) { Write(stream, "TDF2", 4); }
 
 inline void WriteSectionHeader(std::FILE* stream, const std::string& name, std::uint32_t version,
@@ -113,7 +113,7 @@ inline void WriteSectionHeader(std::FILE* stream, const std::string& name, std::
     Write(stream, name.data(), name.size());
 }
 
-// A driver as a host gets it: from the factory, used through the abstract interface.
+// A driver as a host has it: created by the factory, used through the abstract interface.
 struct DriverDestroyer {
     void operator()(Orm::Lux::Trace::CChannelDriver* driver) const { DestroyChannelDriver(driver); }
 };
@@ -122,13 +122,13 @@ using DriverPtr = std::unique_ptr<Orm::Lux::Trace::CChannelDriver, DriverDestroy
 inline constexpr auto kCompressed = static_cast<Orm::Lux::Trace::eTraceDataFileType>(0);
 
 inline DriverPtr LoadedDriver(const std::string& file) {
-    Directory();  // settles the environment
+    Directory();  // prepares the environment
     DriverPtr driver(CreateChannelDriver());
     driver->LoadFile(file, 0, kCompressed);
     return driver;
 }
 
-// Each adds the benchmarks of its unit.
+// Each registers the benchmarks of its unit.
 void RegisterFind();
 void RegisterLog();
 void RegisterRead();

@@ -1,4 +1,4 @@
-// Finding a section by its name in a file that is closed.
+// Finding a section by its name, opening the file included.
 #include <sys/mman.h>
 #include <sys/stat.h>
 
@@ -24,7 +24,7 @@ constexpr std::uint32_t kMaxLength = 128U << 20;
 constexpr std::uint32_t kMaxNameLength = 4095;
 constexpr std::uint32_t kVersion = 1;
 
-// Sections, and as many datasets of the same names and sizes in one group.
+// A file of sections, and one with as many datasets of the same names and sizes in one group.
 std::string NameOf(unsigned int n) {
     std::array<char, 24> name{};
     std::snprintf(name.data(), name.size(), "Section%05u", n);
@@ -67,7 +67,7 @@ struct Found {
     std::uint32_t length = 0;
 };
 
-// The walk where bytes cost nothing to reach.
+// The walk over a file that is mapped into memory, without checks.
 bool MappedWalk(const char* base, std::size_t size, std::string_view name, std::uint32_t version, Found& found) {
     std::size_t at = kIdentifierSize;
     while (size - at >= kHeaderSize) {
@@ -108,8 +108,7 @@ private:
     std::size_t m_size;
 };
 
-// By path, opening and closing included. The library opens the file twice, as its contract asks (the check that the
-// file is available is an error of its own); the others open it once.
+// By path, opening and closing included.
 bool LookUpByLibrary(const std::string& path, const char* name) {
     Found found;
     TDFHandler().GetSectionDataPosition(path.c_str(), name, kVersion, found.position, found.length);
@@ -125,7 +124,7 @@ bool LookUpMapped(const std::string& path, const char* name) {
     return isFound;
 }
 
-// Unequal: HDF5 keeps an index of the names, and opening a dataset reads its type and shape too.
+// Unequal: HDF5 has an index of the names, and opening a dataset also reads its type and shape.
 bool LookUpInHdf5(const std::string& path, const char* name) {
     const HdfHandle file = bench::OpenHdfFile(path);
     const HdfHandle dataset(H5Dopen2(file, (std::string("/sections/") + name).c_str(), H5P_DEFAULT), H5Dclose);

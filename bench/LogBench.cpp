@@ -18,7 +18,7 @@ constexpr int kFirstNumber = 10'000'000;
 constexpr int kNumbers = 80'000'000;
 constexpr const char* kFormat = "SeekReadTraceData StartSample #%i, NumSamples #%i, CurrentSampleCount #%i";
 constexpr const char* kFmtFormat = "SeekReadTraceData StartSample #{}, NumSamples #{}, CurrentSampleCount #{}";
-constexpr const char* kPattern = "%L     %H:%M:%S:%e | %v";  // what uLogger::TD_TIME makes
+constexpr const char* kPattern = "%L     %H:%M:%S:%e | %v";  // as with uLogger::TD_TIME
 
 std::string SampleLine() {
     const std::string prefix = "M     15:52:03:047 | ";
@@ -27,10 +27,10 @@ std::string SampleLine() {
     return prefix + message.data() + "\n";
 }
 
-// Every participant appends to a new file, through one sink that the threads share. make makes the sink from a path,
+// Every participant appends to a new file, through one sink that the threads share. make creates the sink for a path,
 // line writes a line with a number to it.
 template <class Maker, class Liner> void LogLines(State& state, Maker&& make, Liner&& line) {
-    static decltype(make(std::string())) sink;  // of this participant: its types are its own
+    static decltype(make(std::string())) sink;  // one for each participant, because each instantiates this template
     const std::string path = bench::PathOf("lines.txt");
     const bool isFirst = state.thread_index() == 0;
     if (isFirst) {
@@ -57,7 +57,7 @@ void LogByLibrary(State& state) {
         });
 }
 
-// The bare call, without time and formatting.
+// Only the system call, without time stamp and formatting.
 void LogByWrite(State& state) {
     const std::string text = SampleLine();
     LogLines(
@@ -81,11 +81,10 @@ template <class Sink> void LogBySpdlog(State& state) {
         [](spdlog::logger& logger, int number) { logger.info(kFmtFormat, number, 512, number); });
 }
 
-// Unequal: streams in place of a format, and a prefix of glog's own, which no other library makes; the file is that of
-// the process.
+// Unequal: streams instead of a format string, and glog's own prefix; there is one file for the process.
 void LogByGlog(State& state) {
     static const bool isSet = [] {
-        FLAGS_logbuflevel = -1;  // nothing is held back
+        FLAGS_logbuflevel = -1;  // no buffering
         FLAGS_timestamp_in_logfile_name = false;
         FLAGS_stderrthreshold = google::NUM_SEVERITIES;
         google::InitGoogleLogging("bench");

@@ -1,4 +1,4 @@
-// The benchmarks, as one program, so that all of a comparison run in turns. ratios.py runs it.
+// The benchmarks, as one program, so that the participants of a comparison run interleaved. ratios.py runs it.
 #include "bench/Common.h"
 
 int main(int argc, char** argv) {

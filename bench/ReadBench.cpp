@@ -27,7 +27,7 @@ struct Trace {
     unsigned int samples = 0;
 };
 
-// Calls write with the first sample's number and a piece of consecutive samples, until all are through.
+// Calls write with the first sample's index and a chunk of consecutive samples, until all are written.
 template <class Writer> void ForEachPiece(unsigned int samples, Writer&& write) {
     std::vector<unsigned long> piece;
     for (unsigned int first = 0; first < samples; first += static_cast<unsigned int>(piece.size())) {
@@ -77,7 +77,7 @@ Trace MakeSection() {
     return trace;
 }
 
-// Made at the first use, so that a filtered run makes what it needs.
+// Made at the first use, so that a filtered run makes only the files that it needs.
 const Trace& Plain() {
     static const Trace trace = MakePlain();
     return trace;
@@ -88,13 +88,13 @@ const Trace& Section() {
     return trace;
 }
 
-// Each run goes to other places, so that none finds its pages in the processor's caches because another one was there.
+// Each run reads different places, so that its pages are not in the processor's caches from an earlier run.
 std::uint64_t NextSeed() {
     static std::uint64_t seed = 0;
     return ++seed;
 }
 
-// One page each iteration. read takes the first sample's number and a buffer, and returns whether the page came whole.
+// One page per iteration. read takes the first sample's index and a buffer, and returns whether it got the whole page.
 template <class Reader>
 void ReadPages(State& state, const Trace& trace, unsigned int page, Order order, Reader&& read) {
     std::vector<unsigned long> buffer(page);
@@ -126,7 +126,7 @@ void ReadByDriver(State& state, const Trace& trace, unsigned int page, Order ord
     });
 }
 
-// One system call a page, which no reader without a buffer can do without; one with a buffer can be faster.
+// One system call per page, the least for a reader without a buffer; a buffered one can be faster.
 void ReadByPread(State& state, const Trace& trace, unsigned int page, Order order) {
     const Descriptor file(trace.file, O_RDONLY);
     ReadPages(state, trace, page, order, [&](unsigned int first, unsigned long* buffer) {
@@ -136,8 +136,8 @@ void ReadByPread(State& state, const Trace& trace, unsigned int page, Order orde
     });
 }
 
-// A contiguous dataset, opened once, whose dataspaces are made once. Unequal: the dataset's offset in its file is
-// another one, and HDF5 checks and could convert types. With the default settings HDF5 reads through a sieve buffer of
+// A contiguous dataset, opened once, whose dataspaces are created once. Unequal: the dataset has another offset in its
+// file, and HDF5 checks types and could convert them. With the default settings HDF5 reads through a sieve buffer of
 // 64 KiB; sieveSize 0 is what a user who reads small pages at random would set.
 void ReadByHdf5(State& state, const Trace& trace, unsigned int page, Order order, bool isSieved) {
     const HdfHandle access(H5Pcreate(H5P_FILE_ACCESS), H5Pclose);
@@ -167,7 +167,7 @@ void RegisterReading(const std::string& kind, const Trace& (*trace)(), Order ord
     }
 }
 
-// One sample at one of a thousand places, which are in memory, of a plain file of so many samples, which is all hole.
+// One sample at one of a thousand places, which are in memory, of a sparse plain file of this many samples.
 void ReadSparse(State& state, unsigned int samples) {
     const std::string path = bench::PathOf("sparse" + std::to_string(samples));
     bench::OpenFile(path, "wb");

@@ -1,5 +1,6 @@
-// A loaded trace saved into another file, in chunks of 128 KiB. None waits for the disk: all stop where the
-// kernel has the data. Every save goes to a new file, since a file that exists would spare the kernel its allocations.
+// Saving a loaded trace into another file, in chunks of 128 KiB. No participant waits for the disk: a save ends when
+// the kernel has the data. Every save writes a new file, because an existing file would save the kernel its
+// allocations.
 #include <algorithm>
 #include <vector>
 
@@ -32,7 +33,7 @@ const std::string& Source() {
     return path;
 }
 
-// makeTarget prepares a new file, outside the time taken, and gives what save needs of it.
+// makeTarget prepares a new file, outside the measured time, and returns what save needs of it.
 template <class Maker, class Saver> void Save(State& state, Maker&& makeTarget, Saver&& save) {
     const std::string path = bench::PathOf("target.tdf");
     std::string error;
@@ -70,7 +71,7 @@ void SaveByDriver(State& state) {
         });
 }
 
-// Calls write with each piece of the source, until one fails.
+// Calls write with each chunk of the source, until one fails.
 template <class Writer> bool ForEachPiece(int source, std::vector<char>& piece, Writer&& write) {
     for (std::uint64_t at = 0; at < kSize; at += kPiece) {
         if (pread(source, piece.data(), kPiece, static_cast<off_t>(at)) != static_cast<ssize_t>(kPiece)) return false;
@@ -96,8 +97,8 @@ struct Dataset {
     HdfHandle dataset;
 };
 
-// A dataset that grows by a chunk with every piece, as HDF5 offers for appending. The last flush is timed: HDF5 holds
-// chunks back, the others hold nothing.
+// A dataset that grows by one HDF5 chunk each time, which is HDF5's way of appending. The final flush is timed too:
+// HDF5 buffers chunks, the others do not buffer.
 void SaveByHdf5(State& state) {
     const Descriptor source(Source(), O_RDONLY);
     std::vector<char> piece(kPiece);

@@ -1,4 +1,4 @@
-// What a receiver's time stamp costs, beside the same text made with Howard Hinnant's date library and {fmt}.
+// The cost of a receiver's time stamp, compared with the same text made with Howard Hinnant's date library and {fmt}.
 #include <date/date.h>
 #include <fmt/chrono.h>
 #include <fmt/compile.h>
@@ -22,8 +22,8 @@ constexpr unsigned long kType = 0x88UL << 56;
 constexpr unsigned long kTicksPerSecond = 170000000;
 constexpr unsigned long kTicksPerMicrosecond = 170;
 
-// Words at random within so many seconds of the reference. They stand between two microseconds, where every way of
-// counting gives the same one.
+// Random words within this many seconds of the reference. Each is halfway between two microseconds, so that rounding
+// does not matter.
 std::vector<unsigned long> Words(unsigned long seconds) {
     std::mt19937_64 random(1);
     std::vector<unsigned long> words(4096);
@@ -60,7 +60,7 @@ std::string DateAndCompiledFmt(unsigned long word) {
     return DateAndFmt(word, [](auto... field) { return fmt::format(FMT_COMPILE(STAMP_FORMAT), field...); });
 }
 
-// fmt's own calendar, which knows seconds.
+// fmt's own calendar, with a resolution of seconds.
 std::string FmtGmtime(unsigned long word) {
     const MicroTime time = TimeOf(word);
     const auto second = date::floor<std::chrono::seconds>(time);
@@ -69,8 +69,8 @@ std::string FmtGmtime(unsigned long word) {
     return fmt::format(" {:%m/%d/%Y %H:%M:%S}:{:03}:{:03}", calendar, micro / 1000, micro % 1000);
 }
 
-// The digits, written where they go, of a time that is known to lie within a few days of the reference: what any way of
-// making this text has to do. Other times are not its work.
+// Only the digits, written to their places, of a time that is known to be within a few days of the reference: the least
+// that any way of making this text must do. It does not handle other times.
 std::string Digits(unsigned long word) {
     std::string text = " 11/16/2026 10:00:00:000:000";
     const unsigned long micro = (word & ~kType) / kTicksPerMicrosecond + 10UL * 3600 * 1000000;

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Runs the benchmarks and prints, in Markdown, a table of what this library costs beside its limit and its peers, the
-goals that are not met, and how the cost grows.
+"""Runs the benchmarks and prints, in Markdown, a table that compares the cost of this library with its limit and its
+peers, the goals that are not met, and how the cost grows with the size.
 
 A benchmark is named WORK/PARTICIPANT; the participant is "library", "limit" or "peer:NAME". The benchmarks run
 interleaved at random, pinned to one core; those of several threads run by themselves on as many cores. Times are
@@ -21,7 +21,7 @@ import sys
 SUFFIX = re.compile(r"(threads|iterations|repeats|min_time|min_warmup_time):.*|real_time|process_time|manual_time")
 NANOSECONDS = {"ns": 1.0, "us": 1e3, "ms": 1e6, "s": 1e9}
 
-# What is to be reached: the most that the ratio to a participant may be, for works and participants of these names.
+# The goals: the highest ratio to a participant, for works and participants of these names.
 GOALS = (
     (r"Read/.*/(1|16|128|512|1024)", r"peer:hdf5.*", 1.0),
     (r"Read/.*/sequential/(4096|65536|1048576)", r"limit", 1.15),
@@ -34,9 +34,9 @@ GOALS = (
     (r"LogLine, 2 threads", r"peer:spdlog", 1.25),
     (r"Stamp/.*", r"peer:date-fmt", 0.35),
 )
-# Why goals are not met.
+# Why a goal is not met.
 REASONS = (
-    (r"Find/.*", r".*", "a TDF file has no index of its sections, HDF5 has one; a walk passes from header to header"),
+    (r"Find/.*", r".*", "HDF5 has an index of the names; a TDF file has none, so a lookup walks from header to header"),
     (r"Save/.*", r".*", "each chunk of 128 KiB is covered by the section's length before the next one is written, so "
                         "that a save that is killed leaves a readable file"),
     (r"LogLine.*", r".*", "before each line the logger calls getrlimit(RLIMIT_FSIZE), because a write beyond the limit "
@@ -48,19 +48,19 @@ FIRST_ROWS = ("Read/plain/sequential/1", "Read/section/sequential/4096", "Read/s
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 # What makes a comparison unequal.
 NOTES = (
-    (r"Read/.*", r"limit", "bare calls, one for each page; a reader with a buffer can do with fewer"),
-    (r"Read/.*", r"peer:hdf5", "opened once, reads through its buffer of 64 KiB"),
+    (r"Read/.*", r"limit", "bare calls, one for each page; a buffered reader can need fewer"),
+    (r"Read/.*", r"peer:hdf5", "opened once; reads through its own buffer of 64 KiB"),
     (r"Read/.*", r"peer:hdf5-nosieve", "the same without that buffer"),
-    (r"Find/.*", r"limit", "maps and walks without a check of the file"),
-    (r"Find/.*", r"peer:hdf5", "has an index of the names; reads type and shape too"),
-    (r"Save/.*", r"limit", "nothing is checked, opened or closed"),
-    (r"Save/.*", r"peer:hdf5", "nothing is opened or closed"),
-    (r"LogLine.*", r"limit", "the same bytes each time, without time and formatting"),
-    (r"LogLine.*", r"peer:spdlog", "a sink with a lock, as the library has"),
+    (r"Find/.*", r"limit", "maps the file and walks it without checks"),
+    (r"Find/.*", r"peer:hdf5", "has an index of the names; also reads type and shape"),
+    (r"Save/.*", r"limit", "checks, opens and closes nothing"),
+    (r"Save/.*", r"peer:hdf5", "opens and closes nothing"),
+    (r"LogLine.*", r"limit", "writes the same bytes each time, without time stamp and formatting"),
+    (r"LogLine.*", r"peer:spdlog", "a sink with a lock, like the library's"),
     (r"LogLine", r"peer:spdlog-st", "a sink without a lock"),
-    (r"LogLine", r"peer:glog", "a prefix of its own making"),
-    (r"Stamp/.*", r"limit", "knows no calendar"),
-    (r"Stamp/.*", r"peer:date-fmt-compiled", "its format compiled"),
+    (r"LogLine", r"peer:glog", "writes a prefix of its own"),
+    (r"Stamp/.*", r"limit", "computes no calendar date"),
+    (r"Stamp/.*", r"peer:date-fmt-compiled", "with a format that is compiled at build time"),
 )
 
 
@@ -143,7 +143,7 @@ def ratio(values, others):
 
 
 def compared(work, library, name, values):
-    """What stands in the table for one participant: the ratio with its spread, and what it is to reach."""
+    """The cell of the table for one participant: the ratio with its spread, and its goal."""
     of, low, high = ratio(library, values)
     text = f"{of:.2f} ({low:.2f} to {high:.2f})"
     goal = first_match(GOALS, work, name)
@@ -192,8 +192,8 @@ def misses(times):
         for name, values in participants.items():
             goal = first_match(GOALS, work, name)
             if library and values and goal is not None and ratio(library, values)[0] > goal:
-                yield (f"- {work}: {ratio(library, values)[0]:.2f} of {name.removeprefix('peer:')}, the goal is {goal:g}: "
-                       f"{first_match(REASONS, work, name) or 'not explained'}.\n")
+                yield (f"- {work}: {ratio(library, values)[0]:.2f} times {name.removeprefix('peer:')}, "
+                       f"the goal is {goal:g}: {first_match(REASONS, work, name) or 'not explained'}.\n")
 
 
 def machine():
@@ -206,16 +206,17 @@ def report(times, options):
     text = []
     if table := rows(times):
         text += [table_text(["work", "library", "of the limit", "of the peers"], table),
-                 f"\nMedians of {options.repetitions} repetitions, with the middle half of their ratios, and the goal; bold "
-                 "where it is not met.\n"]
+                 f"\nMedians of {options.repetitions} repetitions. After each ratio stand the middle half of the "
+                 "repetitions' ratios and, with <= or >, the goal; bold ratios miss it.\n"]
         if missed := list(misses(times)):
             text += ["\nGoals not met, and why:\n\n"] + missed
         text += ["\nWhat makes a comparison unequal:\n\n"]
         text += [f"- {works.split('/')[0].removesuffix('.*')}, {name.removeprefix('peer:')}: {note}.\n"
                  for works, name, note in NOTES]
     if grown := growth(times):
-        text += ["\n", table_text(["cost with the number of", "a call takes", "times the first"], grown),
-                 '\n"samples" is one sample somewhere in a sparse plain file, "sections" the lookup of the last one.\n']
+        text += ["\n", table_text(["size", "time of a call", "relative to the first"], grown),
+                 '\n"samples" reads one sample of a sparse plain file of this many; "sections" looks up the last of '
+                 'this many.\n']
     return "".join(text)
 
 

@@ -1,6 +1,7 @@
-# Finds the Corva library, libcorva.so, of which only the error class is used. Corva_ROOT names its prefix; Corva_LIBRARY
-# its file and Corva_INCLUDE_DIR the folder that holds corva/cCorvaError.h, where they lie elsewhere.
-# Gives the target Corva::corva. Whatever links it records the library's SONAME, or the bare name of a file that has none.
+# Finds the Corva library, libcorva.so, of which only the error class is used. Corva_ROOT is its prefix;
+# Corva_LIBRARY is its file and Corva_INCLUDE_DIR the folder that holds corva/cCorvaError.h, if they are elsewhere.
+# Defines the target Corva::corva. A program that links it records the library's SONAME, or the name of the file,
+# without its folder, if the library has no SONAME.
 find_library(Corva_LIBRARY NAMES libcorva.so DOC "The Corva library's libcorva.so")
 find_path(Corva_INCLUDE_DIR corva/cCorvaError.h DOC "The folder that holds the Corva library's corva/cCorvaError.h")
 mark_as_advanced(Corva_LIBRARY Corva_INCLUDE_DIR)

@@ -1,4 +1,4 @@
-# What every target of this project is compiled with. Private to the target, so that nothing of it reaches a user.
+# How every target of this project is compiled. The settings are private to the target, so that users do not get them.
 function(orm_target target)
     target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow
         $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor>)

@@ -2,7 +2,7 @@
 
 namespace Orm::Lux::Corva {
 
-// Hosts and plug-ins that throw and catch by value have this size compiled in.
+// Hosts and plug-ins that throw or catch by value have this size compiled in.
 static_assert(sizeof(cCorvaErrorIF) == 8 && sizeof(cCorvaError) == 32);
 
 cCorvaError::cCorvaError(std::string message, Severity_Type severity) : m_text(message), m_severity(severity) {}

@@ -13,7 +13,7 @@ namespace Orm {
 namespace Lux {
 namespace Corva {
 
-// What every error of the Corva library can say: its text (what()) and how bad it is.
+// What every error of the Corva library has: a text (what()) and a severity.
 class CORVA_EXPORT cCorvaErrorIF : public std::exception {
 public:
     enum Severity_Type : int { Severity_Information = 0, Severity_Warning = 1, Severity_Error = 2 };
@@ -27,7 +27,7 @@ public:
     cCorvaError(std::string message, Severity_Type severity);
     // A null text counts as an empty one.
     cCorvaError(const char* text, Severity_Type severity);
-    // source names the component that refuses; what() gives only text.
+    // source names the component that refuses; what() returns only text.
     cCorvaError(const char* source, const char* text, Severity_Type severity);
     cCorvaError(const cCorvaError& other);
     ~cCorvaError() override;
@@ -46,5 +46,5 @@ private:
 }  // namespace Lux
 }  // namespace Orm
 
-// Only this stand-in has it, so that a program can tell which library it has got.
+// Only this stand-in has it, so that a program can find out which library it uses.
 extern "C" CORVA_EXPORT const char OrmCorvaStandIn;

@@ -1,5 +1,5 @@
-// What hosts and plug-ins have compiled into them: sizes of classes, places of fields, values of enumerators. A change
-// here is a new major version (docs/abi.md). The order of virtual operations stands in abi-baseline.xml.gz.
+// What hosts and plug-ins have compiled in: sizes of classes, offsets of fields, values of enumerators. A change here
+// needs a new major version (docs/abi.md). The order of virtual functions is recorded in abi-baseline.xml.gz.
 #include <cstddef>
 #include <type_traits>
 
@@ -15,7 +15,7 @@
 #include "tdf/TDFHandler.h"
 #include "timestamp/Timestamp.h"
 
-// Both compilers lay out classes with bases and virtual operations as if offsetof were defined for them.
+// Both compilers support offsetof also for classes with bases and virtual functions.
 #pragma GCC diagnostic ignored "-Winvalid-offsetof"
 
 #define SIZE(type, size) static_assert(sizeof(type) == (size))

@@ -1,4 +1,4 @@
-// The C functions by which a host gets a driver and gives it back.
+// The C functions with which a host creates and destroys a driver.
 #include <memory>
 
 #include "driver/StartUp.h"

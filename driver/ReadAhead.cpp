@@ -9,11 +9,11 @@
 
 namespace Orm::Lux::Trace {
 
-// Reads bytes at a position without the stream. A run that continues the one before is served from a read-ahead. Any
-// other drops it, so that changed bytes are seen, and goes straight to the file. All is read by
-// position: a child process shares the stream's file offset and may move it.
-// Returns: the bytes read, fewer at the end of the file, where errno is left alone, and where reading fails, which sets
-//          errno.
+// Reads bytes without using the stream's position. A run that continues the one before is served from the read-ahead.
+// Any other discards it, so that changes to the file are seen, and goes straight to the file. Everything is read by
+// offset, because a child process shares the stream's file offset and may move it.
+// Returns: the bytes read: fewer than size at the end of the file, with errno unchanged, or if reading fails, with
+//          errno set.
 std::size_t TalvoraFileChannelDriver::ReadAhead(std::uint64_t position, std::size_t size, char* out) noexcept {
     const bool continues = position == m_nextPosition;
     if (!continues) m_aheadSize = 0;
@@ -37,7 +37,7 @@ std::size_t TalvoraFileChannelDriver::ReadAhead(std::uint64_t position, std::siz
     return done;
 }
 
-// Returns: the whole samples read. What cannot be read by position is left to the stream, which keeps the error.
+// Returns: the number of whole samples read. After a failed read the stream tries again, because it keeps the error.
 std::size_t TalvoraFileChannelDriver::ReadSamples(unsigned int position, unsigned int count, unsigned long* buffer) {
     if (m_file != nullptr && buffer != nullptr && count != 0) {
         errno = 0;

@@ -22,7 +22,7 @@ using ORM_LUX::uProcess;
 using ORM_LUX::uString;
 using ORM_LUX::uTime;
 
-// Guarded by the mutex of starting.
+// Guarded by StartMutex.
 bool g_init = false;
 NeverDestroyed<std::string> g_pid;
 NeverDestroyed<std::string> g_traceLogDir;
@@ -34,7 +34,7 @@ template <class T> void AppendNumber(std::string& text, T value) {
     uString::FromNumeric<T>(text, value, std::ios::fmtflags(), 0, 0, '\0');
 }
 
-// The processes of one debug session share the id of the process that began it, as long as that one is alive.
+// The processes of one debug session share the id of the process that began it, as long as that process exists.
 void SettleDebugClient() {
     std::string& pid = g_pid.value;
     pid = uEnvironment::GetVar("ORM_TRACE_DEBUGCLIENT_PID");

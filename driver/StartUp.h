@@ -3,7 +3,7 @@
 
 namespace Orm::Lux::Trace {
 
-// Prepares the process, once, and makes sure that logging runs. What fails is left to the next call.
+// Prepares the process, once, and makes sure that logging runs. The next call repeats what fails.
 // Threads: may be called from several threads at once.
 void StartUp() noexcept;
 

@@ -45,7 +45,7 @@ unsigned int SampleCount(unsigned int bytes) noexcept {
     return static_cast<unsigned int>((std::uint64_t{bytes} + kSampleSize - 1) / kSampleSize);
 }
 
-// Opening a FIFO or a device by name could block the host; neither has a size.
+// Opening a FIFO or a device by name could block the host, and neither has a size.
 bool HasSize(const std::string& path) noexcept {
     struct stat status {};
     return stat(path.c_str(), &status) == 0 && (S_ISREG(status.st_mode) || S_ISBLK(status.st_mode));
@@ -150,20 +150,20 @@ void TalvoraFileChannelDriver::SaveFile(std::string fileName, eTraceDataFileType
         isShort = read < chunk;
         if (isShort && errno != 0) {
             const int error = errno;
-            std::fputc(0, m_file);  // which a stream for reading refuses, and keeps the error for every later read
+            std::fputc(0, m_file);  // a stream for reading refuses it, and keeps the error for every later read
             FailSaving(error);
         }
         position += read;
         unsigned int sectionLength = 0;
         target.AppendData(headerOffset, buffer.get(), 1, read, sectionLength);
     } while (position != end && !isShort);
-    // What was appended to a file that has lost its name is lost too.
+    // If the file has lost its name, what was appended to it is lost too.
     if (!target.IsNamed()) ThrowError(eFileIOError, kBadFileToSave);
     target.Close();
 }
 
-// The bytes of the loaded trace: a file that is not a TDF file is saved whole, as far as a section may be long. Of these,
-// available are those that the file has: fewer where its end cuts the section.
+// The bytes of the loaded trace: of a file that is not a TDF file, all that fit in a section. available
+// is how many of these the file has: fewer if its end cuts the section.
 unsigned int TalvoraFileChannelDriver::LengthToSave(std::uint64_t& available) const {
     std::uint64_t size = 0;
     if (!MeasureSize(m_file, size)) FailSaving(errno);
@@ -190,7 +190,7 @@ void TalvoraFileChannelDriver::LoadFile(std::string fileName, unsigned long, eTr
         m_numSamples = 0;
         m_dataPosition = 0;
         m_isTDF = false;
-        m_fileName.swap(fileName);  // which needs no memory: no name of a file that is closed may stay
+        m_fileName.swap(fileName);  // needs no memory: the name of a closed file must not stay
         m_file = OpenForReading(m_fileName.c_str()).release();
         if (m_file != nullptr) {
             FindSamples();

@@ -18,9 +18,9 @@ namespace Trace {
 // and the TDF identifier), or the whole content of any other file. A sample is 8 bytes, a little-endian 64-bit word;
 // sample n lies at byte m_dataPosition + 8 n. Positions, lengths and counts are 32 bits wide.
 //
-// Each operation writes its name to the log when logging is on. What belongs to live channels is refused with
+// Each operation writes its name to the log if logging is on. Operations of live channels are refused with
 // "Talvora file channel driver: This capability is not supported.".
-// Errors: cCorvaError as stated, and std::bad_alloc when there is no memory for a text.
+// Errors: cCorvaError as stated, and std::bad_alloc if memory for a text runs out.
 class ORM_EXPORT TalvoraFileChannelDriver : public CChannelDriver {
 public:
     // The kind of failure. It is not part of the thrown error.
@@ -52,22 +52,22 @@ public:
     void GetChannelStatus(_TraceChannelStatus& status) override;
 
     // Appends the loaded samples to the TDF file fileName, as a section "BinTraceData", version 1. A file that is not a
-    // TDF file is saved whole. The loaded file may be the target too. Of samples that the end of the loaded file cuts,
-    // those in the file are saved; of a TDF file that LoadFile refused, a section without data. A target that has such a
-    // section already gets another one, which readers do not see.
+    // TDF file is saved whole. The loaded file may be the target too. If the end of the loaded file cuts its
+    // samples, those in the file are saved; for a TDF file that LoadFile refused, a section without data. A target that
+    // has such a section already gets a second one, which readers do not see.
     // The target grows chunk by chunk, each of at most 128 KiB: a save that fails, or is killed, leaves the chunks
-    // written so far as a section that loads as a shorter trace. Use GetNumSamples to compare, and save into another
-    // file: in this one readers see the shorter trace, and a part of a chunk after it lets every later save fail.
-    // Needs 28 KiB of stack.
-    // Does nothing, without an error, when fileName has another extension, or leads to no file, or to one that is not a
-    // regular file with the TDF identifier.
+    // written so far as a section that loads as a shorter trace. Use GetNumSamples to compare, and then save into
+    // another file: in this one readers see the shorter trace, and part of a chunk after it makes every later save
+    // fail. Needs 28 KiB of stack.
+    // Does nothing, without an error, if fileName has another extension, does not exist, or is not a regular file with
+    // the TDF identifier.
     // Errors: only the last three can occur after something was written to the target:
     //         type 1 or 3: "Talvora file channel driver: Can't open trace data file.\nThe Talvora File Channel Driver
     //         should not be used to save Uncompressed trace files.";
     //         an empty name: "Talvora file channel driver: Empty file name.";
     //         a target that exists but cannot be opened or read: "File name passed to save file is not valid.";
     //         no file, or one that cannot seek: the read error below;
-    //         a plain file of more than 134217704 bytes: a text that says the size and the limit;
+    //         a plain file of more than 134217704 bytes: a text with the size and the limit;
     //         samples that the end of the file cuts, with that file as target: "Talvora file channel driver: A trace
     //         that the end of its file cuts cannot be saved into that file.";
     //         no memory: "Talvora file channel driver: Memory allocation failure.";
@@ -82,7 +82,7 @@ public:
 
     // Opens fileName and finds its samples; the file stays open until the next LoadFile or the driver's end. The number
     // is ignored. A FIFO or device never blocks here: a character device has no samples, and nothing fails; a FIFO has
-    // no samples either, and reading it fails. A file that another process holds a lease on is waited for.
+    // no samples either, and reading it fails. The call waits for a file on which another process holds a lease.
     // Needs 24 KiB of stack.
     // Errors: the first two leave the trace loaded before in place.
     //         type 1 or 3: "Talvora file channel driver: Can't open trace data file.\nThe Talvora File Channel Driver
@@ -96,12 +96,12 @@ public:
     //         any other failure: an empty text.
     void LoadFile(std::string fileName, unsigned long, eTraceDataFileType type) override;
 
-    // A run that goes beyond the last sample is cut there; StartSample equal to the number of samples reads nothing.
-    // Whole samples are counted: one that the end of the file cuts is not. A last sample that reaches beyond its
-    // section is completed by the bytes after it. Sums and positions are taken in 32 bits and wrap.
-    // A run that continues the one before may come from up to 32 KiB that were read with an earlier one, and then does
-    // not show what was written to the file since. Any other run is read from the file as it is now.
-    // samplesRead: written once reading was tried, also when it failed. May be null.
+    // NumSamples is cut at the last sample; StartSample equal to the number of samples reads nothing.
+    // samplesRead counts whole samples: one that the end of the file cuts is not counted. A last sample that reaches
+    // beyond its section is completed by the bytes after it. Sums and positions are taken in 32 bits and wrap.
+    // A call that continues the one before may get up to 32 KiB that were read ahead, and then does not see what was
+    // written to the file since. Any other call reads the file as it is now.
+    // samplesRead: written once reading was tried, even if it failed. May be null.
     // Errors: StartSample beyond the number of samples: "Talvora file channel driver: The requested sample is not
     //         valid."; no file, a failed seek or read, a null buffer with something to read: "Talvora file channel
     //         driver: File I/O error reading trace file.". Once a read has failed, also one of SaveFile, each one fails
@@ -109,7 +109,7 @@ public:
     void SeekReadTraceData(unsigned int StartSample, unsigned int NumSamples, unsigned long* buffer,
                            unsigned int* samplesRead) override;
 
-    // Returns: the number of samples, a last one that is cut short counted; 0 when there is no file. Never throws. A
+    // Returns: the number of samples, including a last one that is cut short; 0 without a file. Never throws. A
     //          count of 0 is looked up again at each call, any other is kept until the next LoadFile. A plain file is
     //          measured by its name at that moment: one that was removed or replaced since LoadFile, or a relative name
     //          after a change of the working directory, counts as what the name leads to now, or as 0.
@@ -144,8 +144,8 @@ private:
     std::size_t ReadSamples(unsigned int position, unsigned int count, unsigned long* buffer);
     std::size_t ReadAhead(std::uint64_t position, std::size_t size, char* out) noexcept;
 
-    // What was read ahead for a host that pages in order. At this size single samples cost it one system call for 4096
-    // of them, pages of 512 one for 8; larger pages go straight to the host's buffer.
+    // The samples that were read ahead for a host that reads in order. With this size, reading single samples costs one
+    // system call per 4096 samples, and pages of 512 one per 8 pages; larger pages go straight to the host's buffer.
     static constexpr std::size_t kAheadSize = 32 * 1024;
     std::uint64_t m_aheadPosition;
     std::size_t m_aheadSize;       // bytes that it holds

@@ -2,7 +2,7 @@
 if(NOT CMAKE_INSTALL_PREFIX STREQUAL "/usr")
     message(FATAL_ERROR "The packages need -DCMAKE_INSTALL_PREFIX=/usr, whose folders are the distribution's")
 endif()
-foreach(program dpkg-shlibdeps file)  # without them the packages would lack what they depend on
+foreach(program dpkg-shlibdeps file)  # without them the packages would lack their dependencies
     find_program(found_${program} ${program} NO_CACHE)
     if(NOT found_${program})
         message(FATAL_ERROR "The packages need ${program}: scripts/install-packages dpkg-dev file")
@@ -16,7 +16,7 @@ set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME ${name})
 set(CPACK_PACKAGE_CONTACT "The developers of OrmTrace <developers@orm-trace.example>" CACHE STRING
     "The packages' maintainer, with an address")
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # each package has a first line of its own
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # each package has its own first line
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
@@ -26,11 +26,11 @@ set(CPACK_COMPONENTS_ALL library development)
 set(CPACK_COMPONENT_DEVELOPMENT_DEPENDS library)
 set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)  # on the very version
+set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)  # on exactly this version
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 if(TARGET corva)
-    set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})  # the stand-in, no package's
+    set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})  # of the stand-in
 else()
     cmake_path(GET Corva_LIBRARY PARENT_PATH CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS)
 endif()
@@ -65,7 +65,7 @@ if(ORM_BUILD_TOOL)
     set(CPACK_COMPONENT_TOOLS_DEPENDS library)
 endif()
 
-# What every Debian package has in its folder of documents, and no other installation.
+# The documents of every Debian package; other installations do not have them.
 find_program(GZIP gzip REQUIRED)
 string(TIMESTAMP date "%a, %d %b %Y %H:%M:%S +0000" UTC)
 file(CONFIGURE OUTPUT debian/changelog.Debian @ONLY CONTENT
@@ -84,7 +84,7 @@ foreach(component IN LISTS CPACK_COMPONENTS_ALL)
         DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_${upper}_PACKAGE_NAME}
         COMPONENT ${component} EXCLUDE_FROM_ALL)
 endforeach()
-# A host finds the driver by its name without a version, at run time too. The stand-in needs nothing of the C library.
+# A host finds the driver by its name without a version, also at run time. The stand-in does not use the C library.
 file(CONFIGURE OUTPUT debian/${library_package} CONTENT
     "${library_package}: link-to-shared-library-in-wrong-package usr/lib/*/libTalvoraFileChannelDriver.so*
 ${library_package}: library-not-linked-against-libc *orm-trace/libcorva.so*\n")

@@ -8,8 +8,8 @@
 
 namespace ORM_LUX {
 
-// Thrown by the support library for misuse (a null name, a working directory that cannot be changed to) and as the base
-// of uString::error. what() is a fixed English text, in some cases with a name joined in.
+// Thrown by the support library for misuse (a null name, a working directory that cannot be changed to); the base of
+// uString::error. what() is a fixed English text, in some cases with a name in it.
 class ORM_EXPORT source_utilities_error : public std::runtime_error {
 public:
     explicit source_utilities_error(const std::string& message);

@@ -17,8 +17,8 @@ constexpr int kDefaultMode = -1;
 constexpr std::string_view kPrefix = "lib";
 constexpr std::string_view kExtension = ".so";
 
-// The exported marker's address may lie in the host: an executable that refers to the variable gets a copy of its own,
-// which the whole process then uses. This one stays in the library.
+// The exported marker's address may be in the host: an executable that refers to the variable gets a copy of its own,
+// which the whole process then uses. The address of this one is always in the library.
 const char kModuleMarker = 0;
 
 int OrLazy(int mode) noexcept { return mode != kDefaultMode ? mode : RTLD_LAZY; }

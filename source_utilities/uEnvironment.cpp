@@ -15,7 +15,7 @@
 namespace ORM_LUX {
 namespace {
 
-// dir becomes the named directory below the trace user directory (the user directory itself for ""), which is created.
+// Creates the named directory below the trace user directory (the user directory itself for "") and stores it in dir.
 const char* MakeTraceDirectory(std::string& dir, const char* name) {
     GetTraceUserDirectory(dir);
     if (*name != '\0') uEnvironment::JoinPaths(dir, name);
@@ -56,7 +56,7 @@ int uEnvironment::MakeDirectory(const char* path) {
         const char next = std::exchange(whole[slash + 1], '\0');
         result = mkdir(whole.c_str(), 0777);
         whole[slash + 1] = next;
-        if (result != 0 && errno == ENAMETOOLONG) break;  // what follows is longer still
+        if (result != 0 && errno == ENAMETOOLONG) break;  // the rest is longer still
     }
     return result;
 }
@@ -76,7 +76,7 @@ void uEnvironment::GetParentDir(std::string& parent, const char* path) {
 }
 
 void uEnvironment::JoinPaths(std::string& path, const char* name) {
-    std::string joined = path;  // name may lie in path
+    std::string joined = path;  // name may be part of path
     if (!joined.empty() && joined.back() != '/') joined += '/';
     if (name != nullptr) joined += name;
     NormalizeDirSep(joined);

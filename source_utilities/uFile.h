@@ -10,38 +10,38 @@
 
 namespace ORM_LUX {
 
-// Wraps one stdio stream. An object is made closed; Open opens it, Close closes it.
-// Ownership: the destructor does not close the stream: its user calls Close first.
-// Errors:    nothing throws; on an object that is not open each operation answers at once with the value stated, else
-//            with what the stdio call says.
+// Wraps one stdio stream. An object is created closed; Open opens it, Close closes it.
+// Ownership: the destructor does not close the stream: the code that opened it calls Close first.
+// Errors:    nothing throws. On an object that is not open each operation returns the value stated, at once; otherwise
+//            it returns the result of the stdio call.
 // Threads:   the operations on the stream may be called from several threads at once. Opening, closing and erasing may
 //            not overlap them.
 class ORM_EXPORT uFile {
 public:
-    // Notes path (null counts as empty) and mode; opens nothing.
-    // Ownership: mode is not copied and outlives the object. It may be null.
+    // Stores path (null counts as empty) and mode; opens nothing.
+    // Ownership: mode is not copied, and must outlive the object. It may be null.
     uFile(const char* path, const char* mode);
     virtual ~uFile();
     uFile(const uFile&) = delete;
     uFile& operator=(const uFile&) = delete;
 
-    // Replaces the path unless the new one is null, replaces the mode whatever it is, and opens the file.
-    // REQUIRES: closed; a stream still held is replaced without being closed.
-    // Returns:  whether the file is open now.
+    // Replaces the path unless the new one is null, replaces the mode even by null, and opens the file.
+    // REQUIRES: closed; a stream that is still open is replaced without being closed.
+    // Returns:  whether the file is open afterwards.
     bool Open(const char* path, const char* mode);
-    // Opens the noted path in the noted mode. Returns: false when the path is empty or the mode null.
+    // Opens the stored path in the stored mode. Returns: false when the path is empty or the mode null.
     bool Open();
-    // Opens path in mode ("r" when mode is null or empty) without noting either: as fopen does, again where a signal
-    // interrupted it. The descriptor is close-on-exec and never 0, 1 or 2, whichever standard streams the host has
+    // Opens path in mode ("r" when mode is null or empty) without storing either: as fopen does, repeated if a signal
+    // interrupts it. The descriptor is close-on-exec and never 0, 1 or 2, whichever standard streams the host has
     // closed.
     bool OpenInternal(const char* path, const char* mode);
-    // Returns: whether there was a stream to close. It is gone afterwards, also when closing it failed.
+    // Returns: whether a stream was open. It is closed afterwards, even if closing reported an error.
     bool Close();
 
     bool IsOpen() const;
 
-    // Empties the file on disk; one that was open is open again afterwards, in its noted mode. Does nothing when no
-    // stream is held or the path is empty.
+    // Empties the file on disk; a file that was open is open again afterwards, in its stored mode. Does nothing when no
+    // stream is open or the path is empty.
     void Erase();
 
     // Valid until: the next Open.
@@ -52,10 +52,10 @@ public:
     unsigned long Read(void* buffer, unsigned long size);
     unsigned int Write(const void* buffer, unsigned long size);
 
-    // Writes text without its terminator. Returns: false when it failed or the file is not open.
+    // Writes text without its terminator. Returns: false if that failed or the file is not open.
     bool WriteString(const char* text);
-    // Reads up to the end of a line, newline included, at most size - 1 characters, and terminates them. Of size the
-    // low 32 bits count.
+    // Reads up to the end of a line, newline included, at most size - 1 characters, and terminates them. Only the
+    // low 32 bits of size count.
     // Returns: true when something was read; never for a size of 1, which has room for the terminator only.
     bool ReadString(char* buffer, unsigned long size);
 
@@ -77,10 +77,10 @@ public:
 
     // Units:   bytes.
     // Returns: the distance from the present position, which is kept, to the end of the file: the file's size right
-    //          after opening. 0 when not open, and for what has no position.
+    //          after opening. 0 when not open, and for a stream without positions.
     long GetSize();
 
-    // Sets the position's offset to 0 and leaves the rest of it.
+    // Sets the position's offset to 0 and keeps its other fields.
     void ZeroFILEPOS(fpos_t& position);
     // Returns: the offset of a minus the offset of b, in bytes.
     long DifferenceFILEPOS(fpos_t a, fpos_t b);

@@ -90,7 +90,7 @@ bool uLogSystem::InitLog(const char* fileName, const char* levelVarName, const c
         return true;
     }
 
-    // All that may fail comes before the first change.
+    // Everything that may fail comes before the first change.
     std::string path = fileName;
     const char* directory = dirVarName != nullptr ? uEnvironment::GetVar(dirVarName) : "";
     if (*directory != '\0') path = std::string(directory) + "/" + fileName;
@@ -118,8 +118,8 @@ bool uLogSystem::InitLogEx(const char* fileName, int setting, const char* dirNam
     return true;
 }
 
-// Makes the default logger, registers it unless registeredName is null, and applies the setting. Nothing has changed when
-// memory runs out.
+// Makes the default logger, registers it unless registeredName is null, and applies the setting. If memory runs
+// out, nothing has changed.
 void uLogSystem::Start(const std::string& path, int setting, const char* registeredName) {
     auto logger = std::make_unique<uLogger>(path.c_str(), true);
     Apply(*logger, setting);

@@ -24,29 +24,31 @@ namespace {
 bool IsSet(const bool& flag) { return std::atomic_ref<bool>(const_cast<bool&>(flag)).load(std::memory_order_relaxed); }
 bool Exchange(bool& flag, bool value) { return std::atomic_ref<bool>(flag).exchange(value, std::memory_order_relaxed); }
 
-// The modes in which a log is opened, without and with append. Which of two equal texts m_file.m_mode points to tells
-// whether the file ends in a part of a line: no other field has room for that, and hosts see the same text.
+// The modes in which a log is opened, without and with append. Each exists twice: which of the two equal texts
+// m_file.m_mode points to says whether the file ends in part of a line. No other field has room for that, and hosts see
+// the same text.
 constexpr char kModes[2][2][sizeof("a+")] = {{"w+", "a+"}, {"w+", "a+"}};
 
 bool EndsInPart(const uFile& file) { return file.m_mode == kModes[1][0] || file.m_mode == kModes[1][1]; }
 
-// Lines go to the end of the file wherever the host has moved the stream, also where opening does not say so.
+// Lines go to the end of the file wherever the host has moved the stream, even if the file was not opened for
+// appending.
 void AppendAlways(const uFile& file) {
     const int descriptor = fileno(file.m_stream);
     const int flags = fcntl(descriptor, F_GETFL);
     if (flags >= 0) fcntl(descriptor, F_SETFL, flags | O_APPEND);
 }
 
-// A style of time stamp, with the text of its present second: the calendar is asked once a second, not once a line.
+// A style of time stamp, with the text for the current second: the calendar is used once per second, not once per line.
 struct StampStyle {
     const char* calendarFormat;
-    std::size_t milliSeconds;  // where their digits stand in the text, 0 without
-    time_t second = -1;        // that text stands for
+    std::size_t milliSeconds;  // where their digits are in the text, 0 if it has none
+    time_t second = -1;        // that text is for
     std::array<char, 32> text{};
     int length = 0;
 };
 
-// Puts a text of length characters, in an array that may be longer, into buf of size bytes, cut to fit.
+// Copies a text of length characters, in an array that may be longer, to buf of size bytes, cut to fit.
 template <std::size_t N> int Put(char* buf, int size, const std::array<char, N>& text, int length) {
     const int fitting = std::min(length, size - 1);
     if (size > static_cast<int>(N)) {
@@ -148,7 +150,7 @@ void uLogger::Log(unsigned level, TIME_DATE td, const char* format, va_list& arg
     m_pBuf[length] = '\0';
     std::vsnprintf(m_pBuf + length, static_cast<std::size_t>(m_bufSize - length), format, args);
     length += static_cast<int>(std::strlen(m_pBuf + length));
-    // A text that fills the buffer makes room for the newline, unless it ends in one.
+    // A text that fills the buffer is cut to make room for the newline, unless it ends in one.
     if (length == m_bufSize - 1 && m_pBuf[length - 1] != '\n' && m_pBuf[length - 1] != '\r') --length;
     AddToLog(m_pBuf, length);
     errno = error;
@@ -189,7 +191,7 @@ int uLogger::SprintfLevel(unsigned level, char* buf, int size) {
 }
 
 int uLogger::SprintfCurrentTime(char* buf, int size, TIME_DATE td) {
-    // Guarded by the mutex of the time that they show.
+    // Guarded by SharedTimeMutex, like the time that they show.
     static std::array<StampStyle, 3> styles{
         {{"%m/%d/%y | ", 0}, {"%H:%M:%S:000 | ", 9}, {"%m/%d/%y %H:%M:%S:000 | ", 18}}};
     if (buf == nullptr || size < 1) return 0;

@@ -14,15 +14,15 @@ namespace ORM_LUX {
 // Writes lines to a file of its own: six characters of level letters, a time stamp, the message and one newline. Each
 // line is written and flushed at once, so a log is complete up to its last line even when the process dies. The file is
 // opened at the first line.
-// Errors:  nothing throws after construction, and a line leaves errno as it is; the other operations may change it. A
-//          file that cannot be opened or written to loses the line, and the next line tries again. Nothing is ever taken
-//          out of the file, to which others may write: a part of a lost line stays, and this logger's next line begins
-//          with a newline. A line that was written is in one piece, up to its newline; a part of a line of another process
-//          may stand before it.
+// Errors:  nothing throws after construction. Writing a line keeps errno; the other operations may change it. If the
+//          file cannot be opened or written to, the line is lost, and the next line tries again. Nothing is ever
+//          removed from the file, because other processes may write to it: if part of a lost line was written, it
+//          stays, and this logger's next line begins with a newline. A written line is in one piece, up to its newline;
+//          part of a line of another process may come directly before it.
 // Threads: lines, SetFileName, EnableOutput, Clear and Flush may come from any thread; lines never interleave. A signal
-//          handler must not log, nor a thread that holds a lock which lines need: that of m_file or, where lines are
-//          printed too, of stdout (flockfile). One that logs may be waiting for it, with this logger's own lock. After a
-//          fork while another thread logs, the child must not log before exec: the lock may be held forever.
+//          handler must not log. A thread that holds a lock which lines need (that of m_file or, if lines are printed
+//          too, of stdout, by flockfile) must not log: another thread may wait for that lock and hold this logger's
+//          own. After fork() while another thread logs, the child must not log before exec: a lock may be held forever.
 class ORM_EXPORT uLogger {
 public:
     // The kinds of a line, a set of bits. Each prints its letter in its own column.
@@ -42,28 +42,28 @@ public:
         TD_DATE_TIME = 3,  // "11/16/26 15:52:03:047 | "
     };
 
-    // Logs to "KVB_log.txt" in the working directory, which the first line empties.
+    // Logs to "KVB_log.txt" in the working directory; the first line empties that file.
     uLogger();
-    // append: lines are added to what the file holds; otherwise each opening empties it. A null fileName is an empty
-    // one. Opens nothing.
+    // append: lines are added to what the file holds; otherwise each opening empties it. A null fileName counts as
+    // empty. Opens nothing.
     uLogger(const char* fileName, bool append);
     virtual ~uLogger();
     uLogger(const uLogger&) = delete;
     uLogger& operator=(const uLogger&) = delete;
 
-    // Replaces name and mode; a file that was open is closed, and the new one opened at once.
-    // Returns: whether a file is open.
+    // Replaces name and mode; closes a file that was open, and opens the new one at once.
+    // Returns: whether the new file is open.
     bool SetFileName(const char* fileName, bool append);
     // Closes the file if it is open, and opens it. Returns: whether it is open. Threads: not while other threads log.
     bool OpenFile();
-    // Returns: whether there was a file to close. Threads: not while other threads log.
+    // Returns: whether a file was open. Threads: not while other threads log.
     bool CloseFile();
-    // Switches writing on or off; off also closes the file. Returns: what was set before.
+    // Switches writing on or off; off also closes the file. Returns: the setting before.
     bool EnableOutput(bool on);
-    // Each line is printed on standard output too. One that cannot be printed is not reported, and no signal is raised;
-    // a pipe that is full blocks.
+    // on: each line is printed on standard output too. A failure to print is not reported, and raises no signal; a full
+    // pipe blocks.
     void EnableLogToStdio(bool on);
-    // Noted, without an effect on this platform.
+    // Stored, without an effect on this platform.
     void EnableLogDbgOutWindow(bool on);
     // Empties the file if it is open.
     void Clear();
@@ -73,15 +73,15 @@ public:
     // Returns: the file's path as given. Valid until the next SetFileName.
     const char* GetName() const;
 
-    // Writes one line. format and what follows are printf's. A message's last line end (LF, CR or both in either order)
-    // is replaced by the line's own. A message that exceeds the line buffer of 4096 bytes is cut. A level of 0 or a
-    // null format writes nothing.
+    // Writes one line. format and what follows are printf's. A line end at the end of the message (LF, CR or both in
+    // either order) is replaced by the line's own. A message that exceeds the line buffer of 4096 bytes is cut. A level
+    // of 0 or a null format writes nothing.
     void Log(unsigned level, TIME_DATE td, const char* format, ...) __attribute__((format(printf, 4, 5)));
     void Log(unsigned level, TIME_DATE td, const char* format, va_list& args) __attribute__((format(printf, 4, 0)));
     // The same with LOG_M and TD_NONE.
     void Log(const char* format, ...) __attribute__((format(printf, 2, 3)));
     void Log(const char* format, va_list& args) __attribute__((format(printf, 2, 0)));
-    // Writes a line that is nothing but level letters and date and time.
+    // Writes a line that consists only of level letters, date and time.
     void LogTimeStamp();
     // Writes the file name of this library to the log of the process, if that is switched on.
     static void LogModuleInfo();
@@ -93,15 +93,15 @@ public:
     // within size.
     int SprintfLevel(unsigned level, char* buf, int size);
     int SprintfCurrentTime(char* buf, int size, TIME_DATE td);
-    // Ends the line and writes it. Returns 0 where it is not in the file, whole, unless lines are printed too.
+    // Ends the line and writes it. Returns 0 if the complete line is not in the file, unless lines are printed too.
     // REQUIRES: as LineEnd.
     // Threads: not while other threads log.
     int AddToLog(char* line, int length);
     // Makes line, of length characters (0: up to its terminator), end in exactly one newline.
-    // REQUIRES: room for two characters more.
+    // REQUIRES: room for two more characters.
     int LineEnd(char* line, int length);
 
-    uFile m_file;  // what the host writes to it comes before the next line
+    uFile m_file;  // anything that the host writes to it comes before the next line
     std::string m_fileName;
     bool m_outputEnabled;
     bool m_logToStdio;

@@ -9,7 +9,7 @@
 
 namespace ORM_LUX {
 
-// The library's only lock. A thread unlocks as often as it has locked; the mutex is free after the last time.
+// The library's only kind of lock. The mutex is free once its owner has unlocked it as often as it locked it.
 // Errors:  nothing throws.
 // Threads: every operation may be called from any thread.
 class ORM_EXPORT uMutex {
@@ -20,11 +20,11 @@ public:
     uMutex(const uMutex&) = delete;
     uMutex& operator=(const uMutex&) = delete;
 
-    // Waits until the calling thread owns the mutex; at once when it owns it already.
+    // Waits until the calling thread owns the mutex; returns at once if it owns it already.
     // Returns: false when the system refuses the lock, which is then not held.
     bool Lock();
 
-    // Takes back one Lock of the calling thread.
+    // Undoes one Lock of the calling thread.
     // Returns: false, and nothing changes, when the calling thread is not the owner.
     bool Unlock();
 
@@ -35,7 +35,8 @@ public:
     pthread_t GetOwnerThreadHandle();
 
     pthread_mutex_t m_mutex;
-    // Changed only by the owner. Atomic because other threads look: a thread can find only its own id by owning.
+    // Changed only by the owner. Atomic because other threads read them: m_owner equals a thread's id only if that
+    // thread is the owner.
     std::atomic<int> m_lockCount;
     std::atomic<pthread_t> m_owner;
 };

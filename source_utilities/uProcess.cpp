@@ -21,7 +21,7 @@ struct DirectoryCloser {
 };
 using DirectoryPtr = std::unique_ptr<DIR, DirectoryCloser>;
 
-// Returns: the id of the first process for which matches(id) holds, 0 without one.
+// Returns: the id of the first process for which matches(id) holds, 0 if there is no such process.
 template <class Predicate> int FindProcess(Predicate matches) {
     const DirectoryPtr processes(opendir("/proc/"));
     if (!processes) return 0;

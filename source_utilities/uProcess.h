@@ -10,23 +10,23 @@ namespace ORM_LUX {
 // Threads: every operation may be called from any thread.
 class ORM_EXPORT uProcess {
 public:
-    // Starts program, searched on PATH, with one argument; a null argument starts it with none. The last argument is
-    // accepted and ignored. The child is a child of the caller, who waits for it (TerminateProcess does).
-    // Returns: the child's id, 0 for a null program or when no process could be made. A program that cannot be run is
-    //          not seen here: its child ends with exit status 127.
+    // Starts program, searched on PATH, with one argument, or without one if argument is null. The last argument is
+    // ignored. The process is a child of the caller, who must wait for it (TerminateProcess does).
+    // Returns: the child's id, 0 for a null program or when no process could be created. A program that cannot be run
+    //          is not reported here: its child ends with exit status 127.
     static unsigned long InvokeProcess(const char* program, const char* argument, bool);
 
     // Asks the process to end (SIGTERM) and waits until it has.
     // Returns: true when the signal was sent and the process was waited for; false for an id that names no single
     //          process (0, or one beyond the range of ids), when the signal is refused, and for a process that is not a
-    //          child of the caller (it has got the signal all the same).
+    //          child of the caller (the signal was sent to it nevertheless).
     static bool TerminateProcess(unsigned long pid);
 
     // Returns: pid when a process with that id exists, else 0.
     static unsigned long LookupProcess(unsigned long pid);
 
-    // Finds a process by the path of its program. Processes that the caller may not inspect are passed over. The last
-    // argument is accepted and ignored.
+    // Finds a process by the path of its program. Processes that the caller may not inspect are skipped. The last
+    // argument is ignored.
     // Returns: the id of the first process found whose program's path contains name; 0 for a null name or no match.
     static unsigned long LookupProcess(const char* name, unsigned long);
 

@@ -33,7 +33,7 @@ const char* Put(std::string& out, bool append, std::string_view text) {
     return out.c_str();
 }
 
-// The C library formats in the locale "C" while this exists, in this thread: what is written is read back in it.
+// While this exists, the C library formats in the locale "C" in this thread, in which the text is read back too.
 class ClassicLocale {
 public:
     ClassicLocale() noexcept {

@@ -23,8 +23,8 @@ public:
 
     // Reads a number as the standard streams do, independent of the process's locale: leading white space and a sign
     // are accepted, reading stops at the first character that cannot belong to it, and what follows is ignored. A text
-    // that begins with 0x or 0X is hexadecimal, one that begins with 0 and goes on octal. For double the prefix is only
-    // taken off.
+    // that begins with 0x or 0X is hexadecimal, one that begins with 0 and continues is octal. For double the prefix is
+    // only removed.
     // Examples: "0x1F" is 31, "017" is 15, "42abc" is 42, " 0x10" is 0, "-12" is -12; as double "0x1A" is 1.
     // Returns:  0 when no number can be read; the nearest value of T when the number is out of range.
     // Errors:   a null or an empty str.
@@ -54,8 +54,7 @@ public:
     static const char* FromBool(std::string& out, bool value);
 
     // format takes exactly one argument of the value's type, a long or a double; null means "%ld" or "%f". The text is
-    // cut at 1023 characters. Digits and decimal point are those that the To... operations read, independent of the
-    // process's locale.
+    // cut at 1023 characters. The To... operations can read the result, whatever the process's locale is.
     static const char* FromLong(long value, std::string& out, bool append, const char* format);
     static const char* FromLong(std::string& out, long value, const char* format);
     static const char* FromDouble(double value, std::string& out, bool append, const char* format);
@@ -68,21 +67,22 @@ public:
                                              bool shortPrefix);
     static const char* FromDoubleInEngrUnits(std::string& out, double value, const char* format, bool shortPrefix);
 
-    // Cuts str at the first delim: first is the text before it, rest the text after it. str may lie in first or rest.
+    // Cuts str at the first delim: first is the text before it, rest the text after it. str may be part of first or
+    // rest.
     // Returns: 2 when delim was found, else 1, or 0 for an empty str, with all of str in first. An empty delim is found
     //          at the start.
     // Errors:  a null str or delim.
     static unsigned Split(const char* str, std::string& first, std::string& rest, const char* delim);
 
-    // Appends the fields of str between the delims to parts. str may lie in parts. Empty fields count, but not one
-    // after a last delim. An empty delim gives all of str as one field.
+    // Appends the fields of str between the delims to parts. str may be part of parts. Empty fields count, except
+    // one after the last delim. An empty delim gives all of str as one field.
     // Examples: "a,,b" adds "a", "" and "b"; "a,b," adds "a" and "b"; "" adds nothing.
     // Returns:  the size of parts afterwards.
     // Errors:   a null str or delim.
     static unsigned Split(std::vector<std::string>& parts, const char* str, const char* delim);
 
-    // Replaces every from in s by to, from the left; what a replacement puts there is not searched again. An empty from
-    // replaces nothing. from and to may lie in s.
+    // Replaces every from in s by to, from the left; the replacement itself is not searched. An empty from
+    // replaces nothing. from and to may be part of s.
     // Returns: the text of s, valid until s changes.
     // Errors:  a null from or to.
     static const char* Replace(std::string& s, const char* from, const char* to);

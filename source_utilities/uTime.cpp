@@ -5,7 +5,7 @@
 namespace ORM_LUX {
 namespace {
 
-// Only uTimeSnapshot has the logic of a time: the shared fields go in and out by value.
+// The logic is only in uTimeSnapshot: the shared fields are copied to one and back.
 uTimeSnapshot Load() {
     uTimeSnapshot shared(false);
     shared.m_status = uTime::m_status;

@@ -7,15 +7,15 @@
 
 namespace ORM_LUX {
 
-// A uTimeSnapshot whose fields are static: every object shows the same, process-wide value. It is STATUS_INVALID until
+// A uTimeSnapshot whose fields are static: every object has the same, process-wide value. It is STATUS_INVALID until
 // the first GetLocal. The operations do what those of uTimeSnapshot do, on the shared fields.
 // Errors:  nothing throws, except FormatTime when memory runs out.
-// Threads: no lock; a program that shares the value with other threads holds a lock around GetLocal and the reading after it.
+// Threads: no lock; a thread that shares the value with others must hold a lock around GetLocal and reading the fields.
 class ORM_EXPORT uTime {
 public:
     enum { STATUS_VALID = 0, STATUS_INVALID = 1, STATUS_NO_FORMAT = 2 };
 
-    // Making, copying and assigning objects touches no field.
+    // Creating, copying and assigning objects changes no field.
     uTime();
     uTime(const uTime& other);
     virtual ~uTime();

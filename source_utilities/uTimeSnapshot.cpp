@@ -15,8 +15,8 @@
 namespace ORM_LUX {
 namespace {
 
-// localtime_r does not look at TZ again by itself. tzset does: with TZ set it compares texts; without TZ it looks at
-// the zone's file, which is enough once a second.
+// localtime_r does not read TZ again by itself. tzset does: with TZ set it compares texts; without TZ it looks at the
+// zone's file, which is enough once per second.
 void FollowTimeZone(time_t now) noexcept {
     static std::atomic<time_t> second{-1};
     if (second.exchange(now, std::memory_order_relaxed) != now || std::getenv("TZ") != nullptr) tzset();
@@ -27,7 +27,7 @@ auto Calendar(const uTimeSnapshot& t) noexcept {
     return std::tie(t.m_year, t.m_month, t.m_day, t.m_hour, t.m_minute, t.m_second, t.m_milli);
 }
 
-// Copies text, which may lie in buf, into buf of len bytes, cut to fit and terminated. REQUIRES: len is at least 1.
+// Copies text, which may be part of buf, into buf of len bytes, cut to fit and terminated. REQUIRES: len is at least 1.
 void CopyText(char* buf, int len, const char* text) {
     const std::size_t size = strnlen(text, static_cast<std::size_t>(len) - 1);
     std::memmove(buf, text, size);
@@ -103,7 +103,7 @@ char* uTimeSnapshot::FormatTime(char* buf, int len, const char* fmt) {
     std::snprintf(milli.data(), milli.size(), "%d", static_cast<int>(m_milli));
     ReplaceString(buf, len, "%#s", milli.data());
 
-    // strftime must not read what it writes. Formats of ordinary length need no memory from the heap.
+    // strftime must not read the buffer that it writes to. Formats of ordinary length need no heap memory.
     const std::size_t size = std::strlen(buf) + 1;
     std::array<char, 128> nearby;
     std::unique_ptr<char[]> allocated;
@@ -135,7 +135,7 @@ int uTimeSnapshot::ReplaceString(char* buf, int len, const char* token, const ch
     const long growth = static_cast<long>(replacementLength) - static_cast<long>(tokenLength);
     if (static_cast<long>(std::strlen(buf)) + count * growth > static_cast<long>(len) - 1) return 0;
 
-    // A replacement may hold the token, and be found again: the count ends that.
+    // A replacement may contain the token and be found again: the count limits that.
     int at = FindSubString(buf, token, 0);
     for (int left = count; left > 0 && at >= 0; --left) {
         char* place = buf + at;

@@ -7,7 +7,8 @@
 
 namespace ORM_LUX {
 
-// A broken-down local time held by value. Invalidity travels in m_status and shows as "Invalid time" when formatted.
+// A broken-down local time held by value. m_status says whether it is valid; an invalid one is formatted as "Invalid
+// time".
 // Errors:  nothing throws, except FormatTime when memory runs out.
 // Threads: objects are independent; one object belongs to one thread at a time.
 class ORM_EXPORT uTimeSnapshot {
@@ -21,9 +22,9 @@ public:
     virtual ~uTimeSnapshot();
     uTimeSnapshot& operator=(const uTimeSnapshot& other);
 
-    // Reads the clock and converts it to local time. A change of the variable TZ takes effect at once, unsetting it within
-    // a second. If the C library has no local time, the calendar fields keep their values. The value is STATUS_VALID
-    // afterwards.
+    // Reads the clock and converts it to local time. A change of the variable TZ takes effect at once, unsetting it
+    // within a second. If the C library cannot convert the time, the calendar fields keep their values. The value is
+    // STATUS_VALID afterwards.
     void GetLocal();
 
     int GetYear() const;                  // the full year, 2026
@@ -35,7 +36,7 @@ public:
     unsigned int GetMilliSecond() const;  // 0 to 999
 
     // Returns: the day of the year from 1, every year divisible by 4 counting as a leap year; 0 for an invalid value
-    //          and for a month outside the tables (1 to 13, of which the last counts from the end of the year).
+    //          and for a month outside the tables (1 to 13; month 13 counts from the end of the year).
     int CalculateYDays();
 
     // Formats into buf of len bytes, terminator included. fmt is a strftime format in which "%s" is the milliseconds
@@ -47,24 +48,24 @@ public:
     // Errors:  std::bad_alloc, for a long fmt.
     char* FormatTime(char* buf, int len, const char* fmt);
 
-    // Returns: where needle occurs first in str at or after start, counted from the start of str; -1 when it does not,
-    //          when start lies beyond the end, and for a null text. A negative start counts as 0.
+    // Returns: the first position of needle in str at or after start, counted from the start of str; -1 if it does not
+    //          occur, if start is beyond the end, and for a null text. A negative start counts as 0.
     int FindSubString(const char* str, const char* needle, int start);
 
     // Replaces token in the terminated text in buf, a buffer of len bytes, from the left. The occurrences are counted
-    // first, overlapping ones included, and no more than those are replaced; each search begins one character after
-    // the start of the replacement made before it. token and replacement do not lie in buf.
-    // Returns: the count; 0, with buf unchanged, when nothing is found, when the text could outgrow the buffer, and for a
-    //          null argument or an empty token.
+    // first, overlapping ones included, and at most that many are replaced; each search begins one character after the
+    // start of the previous replacement. token and replacement must not be part of buf.
+    // Returns: the count; 0, with buf unchanged, if token does not occur, if the text could outgrow the buffer, and for
+    //          a null argument or an empty token.
     int ReplaceString(char* buf, int len, const char* token, const char* replacement);
 
     // Stores the fields as struct tm has them (year from 1900, month from 0). Values out of range are passed on.
     void ConvertTime(tm* out);
 
-    // Equality of all fields but the days of week and year.
+    // Equality of all fields except the days of week and year.
     bool operator==(const uTimeSnapshot& other) const;
     bool operator!=(const uTimeSnapshot& other) const;
-    // Calendar order, from year to millisecond. Values whose status differs are in no order: neither < nor > holds.
+    // Calendar order, from year to millisecond. Values whose status differs have no order: neither < nor > holds.
     bool operator<(const uTimeSnapshot& other) const;
     bool operator>(const uTimeSnapshot& other) const;
     bool operator<=(const uTimeSnapshot& other) const;

@@ -37,7 +37,7 @@ FilePtr OpenUnbuffered(const char* path, int flags, const char* mode) noexcept {
     return stream;
 }
 
-// Calls step, which goes on after the bytes that are done, until all are done, no more follow, or it fails.
+// Calls step, which continues after the bytes that are done, until all are done, the file ends, or it fails.
 template <class Step> std::size_t Transfer(std::size_t size, Step step) noexcept {
     std::size_t done = 0;
     const int before = errno;

@@ -22,8 +22,8 @@ bool WriteLength(std::FILE* stream, std::uint64_t offset, std::uint32_t length) 
     return WriteAt(stream, offset, bytes.data(), bytes.size()) == bytes.size();
 }
 
-// Whether a header with a printable name stands at this offset, whatever its length field holds: a failed append may
-// leave one, and a damaged length must not cost the section. So does what cannot be read.
+// Whether this offset has a header with a printable name, whatever its length field holds: a failed append may leave
+// one, and a damaged length must not cost the section. True also if the header cannot be read.
 bool HasPrintableName(std::FILE* stream, std::uint64_t offset) noexcept {
     FixedHeader fields{};
     errno = 0;
@@ -42,8 +42,8 @@ bool Cut(std::FILE* stream, std::uint64_t size) noexcept {
     return result == 0;
 }
 
-// Whether a section begins at this offset of a file of this size: one that readers follow, or one that only exceeds
-// their limits, or whose length is damaged. Other leftovers of a failed append do not count as a section.
+// Whether a section begins at this offset of a file of this size: one that readers follow, one that only exceeds their
+// limits, or one whose length is damaged. Other leftovers of a failed append do not count as a section.
 bool HasSectionAt(std::FILE* stream, std::uint64_t offset, std::uint64_t size) noexcept {
     TDFSectionReader reader(stream, offset);
     if (reader.Next() == TDFSectionReader::Step::kSection) return true;
@@ -80,7 +80,7 @@ bool TDFAppender::IsTDF() const {
     return isTDF == TDFFile::Answer::kYes;
 }
 
-// A file of which nothing can be known has zeros in its status, as no file has.
+// If fstat or stat fails, the status is all zeros, which no file has.
 bool TDFAppender::IsSameFile(std::FILE* stream) const noexcept {
     struct stat other {};
     fstat(fileno(stream), &other);
@@ -150,7 +150,7 @@ void TDFAppender::AppendData(unsigned int headerOffset, const void* data, unsign
     Require(elementSize != 0 || elementCount == 0, kDataWriteError);
 
     Require(WriteAt(m_stream.get(), end, data, added) == added, kDataWriteError);
-    // Of what a failed append has left, nothing stays after the section: the chain ends at the end of the file.
+    // Leftovers of a failed append after the section are cut off: the chain ends at the end of the file.
     if (added != 0 && end + added < size) {
         Require(Cut(m_stream.get(), end + added), "Write error - section data corrupted.");
     }

@@ -25,7 +25,7 @@ public:
     bool IsOpen() const noexcept { return m_stream != nullptr; }
 
     // Returns: whether path leads to a regular file with the TDF identifier.
-    // Errors: "File name passed to save file is not valid.", when that cannot be found out.
+    // Errors: "File name passed to save file is not valid.", if the file cannot be read.
     bool IsTDF() const;
 
     // Returns: whether the stream is open on this file too; and whether path still leads to it.
@@ -43,7 +43,7 @@ public:
     void AppendData(unsigned int headerOffset, const void* data, unsigned int elementSize, unsigned int elementCount,
                     unsigned int& sectionLength);
 
-    // Closes the file. Errors: "Write error - size of TDF header.", when the system reports only now that a write has
+    // Closes the file. Errors: "Write error - size of TDF header.", if the system reports only now that a write has
     // failed.
     void Close();
 

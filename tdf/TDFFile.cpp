@@ -20,7 +20,7 @@ TDFFile::Answer TDFFile::HasIdentifier() const noexcept {
     }
     const int error = errno;
     struct stat status {};
-    fstat(fileno(m_stream), &status);  // what has no status is not a regular file
+    fstat(fileno(m_stream), &status);  // if this fails, status stays 0: not a regular file
     return error != 0 && S_ISREG(status.st_mode) ? Answer::kUnreadable : Answer::kNo;
 }
 

@@ -1,4 +1,4 @@
-// What is asked of one open TDF file. Private to the library.
+// Questions about one open TDF file. Private to the library.
 #pragma once
 
 #include <cstdint>
@@ -6,11 +6,11 @@
 
 namespace Orm::Lux::Trace {
 
-// Whatever is asked is asked of the file that is open, never of its name again: the name may lead to another file by
-// now. That a file could not be looked at is an answer of its own.
+// Every question is answered from the open file, never from its name, which may lead to another file by now. That the
+// file cannot be read is an answer of its own.
 //
-// Ownership: the stream belongs to the caller, and stays open while the object is in use. It may stand anywhere, also
-//            afterwards.
+// Ownership: the stream belongs to the caller, and stays open while the object is in use. Its position does not
+//            matter, and is unspecified afterwards.
 class TDFFile {
 public:
     enum class Answer { kYes, kNo, kUnreadable };
@@ -27,11 +27,11 @@ public:
     //          position, such as a FIFO, does not.
     Answer HasIdentifier() const noexcept;
 
-    // Looks for the first section with this name and version, from the offset start on. A null name is no section's.
+    // Looks for the first section with this name and version, from the offset start on. A null name matches no section.
     // data: written for kYes only.
     Answer Find(const char* name, std::uint32_t version, std::uint64_t start, Data& data) const noexcept;
 
-    // The same from the identifier on, for callers that need the section. Looking for it needs no memory.
+    // The same from the identifier on, for callers that need the section. The search needs no memory.
     // Errors: cCorvaError: notFound, or, when that is null, name + " section cannot be located in the file.";
     //         "Read I/O error - section data corrupted." where the file cannot be read.
     Data Require(const char* name, std::uint32_t version, const char* notFound = nullptr) const;

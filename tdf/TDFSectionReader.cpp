@@ -58,7 +58,7 @@ TDFSectionReader::Step TDFSectionReader::EndOfFile(std::uint64_t at, std::uint64
     if (size == at) return m_last = Step::kEnd;
     if (size < at) return EndIn({TDFFaultKind::kDataCut, m_section.offset, m_section.length, size - m_section.offset});
     if (size - at < headerSize) return EndIn({TDFFaultKind::kHeaderCut, at, headerSize, size - at});
-    // The file has grown since the read, which is repeated once: its size may also promise more than it holds.
+    // The file has grown since the read. The read is repeated only once: the size may be larger than what can be read.
     if (std::exchange(m_repeatedAt, at) != at) return Next();
     return EndIn({TDFFaultKind::kReadError, at, headerSize, size - at});
 }

@@ -57,16 +57,16 @@ inline TDFFault CheckHeader(const HeaderFields& fields, std::uint64_t at) noexce
 }
 
 // Visits the sections of an open file in order. Each step ends in one of three ways: a section, the clean end of the
-// file, or a fault; after the last two every further step ends in the same way. A section whose data the end of the file
-// cuts short is a section like any other; the step after it says so.
+// file, or a fault; after the last two every further step ends in the same way. A section whose data the end of the
+// file cuts is returned like any other; the next step reports the fault.
 //
-// The reader reads by position into a window of its own: while sections are short it reads ever larger chunks and
+// The reader reads by offset into its own window: while sections are short it reads ever larger chunks and
 // takes several headers from each; after long data it reads little more than one header. The cost of a step therefore
 // does not depend on the length of the data. Nothing is allocated.
 //
 // Errors:    nothing throws.
-// Ownership: the stream belongs to the caller, who does not use it while the reader is in use. Where it stands
-//            afterwards is unspecified.
+// Ownership: the stream belongs to the caller, who must not use it while the reader is in use. Its position afterwards
+//            is unspecified.
 class TDFSectionReader {
 public:
     enum class Step { kSection, kEnd, kFault };
@@ -77,7 +77,7 @@ public:
 
     Step Next() noexcept;
 
-    // Goes on to the first section with this name, byte for byte, and version. Returns: whether there is one.
+    // Steps to the first section with this name, byte for byte, and version. Returns: whether it was found.
     bool Find(std::string_view name, std::uint32_t version) noexcept;
 
     // Valid after a step that gave a section, until the next one.

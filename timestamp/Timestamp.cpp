@@ -33,7 +33,7 @@ unsigned long TypeOf(unsigned long word) noexcept { return word >> kTypeShift; }
 
 using ORM_LUX::CumulativeDays;
 
-// Brings a day that is counted from the first of a month, and may lie in any later year, into its own month.
+// Moves a day that is counted from the first of a month, and may be in any later year, to its own month.
 // REQUIRES: month is 1 to 12. Returns: false, with the arguments unspecified, when the year overflows.
 bool CarryDays(int& year, unsigned int& month, unsigned int& day) noexcept {
     constexpr long kCycleYears = 400;  // after these the calendar repeats
@@ -48,7 +48,7 @@ bool CarryDays(int& year, unsigned int& month, unsigned int& day) noexcept {
         month = 1;
         table = &CumulativeDays(++carriedYear);
     }
-    // The day lies within the year, so this ends in December at the latest.
+    // The day is within the year, so this ends in December at the latest.
     for (; day > (*table)[month] - (*table)[month - 1]; ++month) day -= (*table)[month] - (*table)[month - 1];
 
     if (carriedYear > std::numeric_limits<int>::max()) return false;
@@ -56,7 +56,7 @@ bool CarryDays(int& year, unsigned int& month, unsigned int& day) noexcept {
     return true;
 }
 
-// Adds term to field; one limit's worth of what reaches the limit goes into next.
+// Adds term to field; if the sum reaches limit, carries one to next.
 void AddWithCarry(unsigned int& field, unsigned int term, unsigned int limit, unsigned int& next) noexcept {
     field += term;
     if (field < limit) return;
@@ -75,9 +75,9 @@ struct Offset {
     int days, hours, minutes, seconds, milliseconds, microseconds;
 };
 
-// Stamps are compared as text between tools, which makes each rounding of these steps part of the result: a split in
-// integers differs for one word in a hundred. Above INT_MAX seconds there is nothing to agree with, and a double no longer resolves
-// microseconds (these steps can yield 1,000 or more): such a time is split exactly.
+// Tools compare stamps as text, so each rounding of these steps is part of the result: integer arithmetic gives another
+// result for one word in a hundred. Above INT_MAX seconds there is nothing to agree with, and a double no longer
+// resolves microseconds (these steps can yield 1,000 or more): such a time is split exactly.
 Offset Split(unsigned long count, double time) noexcept {
     unsigned long whole = static_cast<unsigned long>(time);
     const auto wholeSeconds = static_cast<double>(whole);
@@ -96,12 +96,12 @@ Offset Split(unsigned long count, double time) noexcept {
             microseconds};
 }
 
-// Writes the last digits of value, filled up with zeros.
+// Writes the last digits of value, padded with zeros.
 void PutDigits(char* at, int digits, unsigned int value) noexcept {
     for (char* end = at + digits; end != at; value /= 10) *--end = static_cast<char>('0' + value % 10);
 }
 
-// Returns: the time in kStampFormat. Fields that have their places in the text are written directly, at a fraction of
+// Returns: the time in kStampFormat. Fields that fit their places in the text are written directly, at a fraction of
 //          the cost of FormatTime.
 std::string StampText(uTimestampCD& time) {
     const bool fits = time.m_status == uTimestampCD::STATUS_VALID && time.m_year >= 1000 && time.m_year <= 9999 &&
@@ -173,8 +173,8 @@ void uTimestampCD::setTime(int year, int month, int day, int hour, int minute, i
 
 uTimestampCD& uTimestampCD::operator+=(const uTimestampCD& other) {
     ORM_LOG_ENTRY("Timestamp", 216, "operator+=");
-    // The sum is made apart from both operands: they may be one object, and this one keeps its fields when there is
-    // none.
+    // The sum is computed in a separate object: both operands may be the same one, and this one keeps its fields if
+    // there is no sum.
     const bool isCalendar = m_month != 0 || other.m_month != 0;
     int year = isCalendar && m_year == 0 ? other.m_year : m_year;
     unsigned int month = m_month != 0 ? m_month : other.m_month;
@@ -223,8 +223,8 @@ char* uTimestampCD::FormatTime(char* buf, int len, const char* fmt) {
     uTimeSnapshot::FormatTime(buf, len, calendarFormat.c_str());
     if (m_status == STATUS_INVALID || !hasMicro) return buf;
 
-    // The base leaves nothing of a text that does not fit; digits without it would look like one that does. With a
-    // character before it, and room for that, a text that is empty in this locale does leave something.
+    // The base class returns an empty text if the whole does not fit; the microseconds would then follow nothing. A
+    // character before the format, with room for it, distinguishes that from a text that is empty in this locale.
     const std::size_t used = std::strlen(buf);
     bool isLost = false;
     if (used == 0) {

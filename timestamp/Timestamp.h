@@ -9,10 +9,11 @@
 namespace Orm::Lux::Trace {
 
 // A uTimeSnapshot with microseconds. A month from 1 to 12 makes it a calendar time; month 0 makes it a duration, whose
-// m_day counts whole days. Invalidity travels in m_status, and only setTime and assignment end it.
+// m_day counts whole days. m_status says whether it is valid; an invalid
+// value becomes valid only by setTime or assignment.
 //
 // The decoders take words of trace hardware: the type in the upper 8 bits, below it a count of 56 bits in ticks of a
-// 170 MHz clock. They write what they do to the log.
+// 170 MHz clock. They log what they do.
 //
 // Errors:  only std::bad_alloc.
 // Threads: one object belongs to one thread at a time, but the decoders only read it and may overlap each other.
@@ -30,13 +31,14 @@ public:
 
     // Adds a duration to a calendar time, in either order, or two durations, whose days are summed without limit.
     // STATUS_INVALID, with no other field changed, is the sum of two calendar times, a sum with an invalid value or
-    // with a month beyond 12, and a sum whose year no int holds. Time fields carry once: what was out of range stays
-    // so. The days of week and year are not changed.
+    // with a month beyond 12, and a sum whose year does not fit in an int. Time fields carry only once: a field
+    // that was out of range stays so. The days of week and year are not changed.
     uTimestampCD& operator+=(const uTimestampCD& other);
     uTimestampCD operator+(const uTimestampCD& other);
 
-    // As uTimeSnapshot::FormatTime, where a "%u" anywhere in fmt puts the microseconds, with three digits, at the end
-    // of the text: "%H:%M:%S:%s:%u" gives 15:47:08:007:042.
+    // As uTimeSnapshot::FormatTime, except that a "%u" anywhere in fmt appends the microseconds, with three digits, to
+    // the
+    // text: "%H:%M:%S:%s:%u" gives 15:47:08:007:042.
     // Returns: buf, always; nothing is written for a len below 1 and for STATUS_NO_FORMAT. It holds "Invalid time" (cut
     //          to fit) for STATUS_INVALID, and when fmt has a "%u" and the whole text does not fit.
     char* FormatTime(char* buf, int len, const char* fmt);
@@ -47,20 +49,21 @@ public:
     // start of recording; the object is not used.
     // Units:   transCycleFrequency in Hz; baseIndex and index count samples, and their difference is added to the
     //          cycles modulo 2^64. reserved is ignored.
-    // Returns: the decimal digits of the cycles, a fraction cut off; empty for type 0xB0. A quotient that is not a count
-    //          (a negative or infinite frequency, too many cycles) counts as the nearest one, not-a-number as 0.
+    // Returns: the decimal digits of the cycles, a fraction cut off; empty for type 0xB0. A quotient that is not a
+    //          count (a negative or infinite frequency, too many cycles) counts as the nearest one, not-a-number as 0.
     std::string GetStmTODStamp(unsigned long stmData, unsigned long baseIndex, unsigned long index,
                                unsigned char reserved, double transCycleFrequency);
 
-    // Returns: whether the type is one of those that a receiver gives its status time stamps; the object is not used.
+    // Returns: whether the word's type is that of a receiver's status time stamp; the object is not used.
     bool isRcvrStatusTimeStamp(unsigned long RcvrData);
 
     // Converts a receiver's time stamp word to calendar text. The object holds the calendar time of count 0. The 64-bit
     // reference count in arg_TODRef_H and arg_TODRef_L is added to the word's count modulo 2^64, except for type 0xB0.
-    // Below 2^31 seconds the conversion uses double precision and may be low by a microsecond; from there on it is exact.
+    // Below 2^31 seconds the conversion uses double precision and may be low by a microsecond; from there on it is
+    // exact.
     // Returns: the sum in the format " %m/%d/%Y %H:%M:%S:%s:%u", for example " 11/16/2026 15:47:08:007:042"; empty when
-    //          the word is not a receiver status time stamp; "Invalid time" when the object is STATUS_INVALID or the sum
-    //          is.
+    //          the word is not a receiver status time stamp; "Invalid time" when the object is STATUS_INVALID or the
+    //          sum is.
     std::string GetRcvTODStamp(unsigned long RcvrData, unsigned int arg_TODRef_L, unsigned int arg_TODRef_H);
 
     unsigned int m_micro;  // microseconds within the millisecond

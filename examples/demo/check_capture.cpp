@@ -1,5 +1,5 @@
-// A trace host in small: loads the driver library at run time, pages through a trace file only by the abstract
-// driver interface, and compares every sample with what the demo's capture is known to hold.
+// A small trace host: loads the driver library at run time, pages through a trace file, using only the abstract driver
+// interface, and compares every sample with the known content of the demo's capture.
 #include <dlfcn.h>
 
 #include <algorithm>
@@ -52,7 +52,7 @@ template <class Function> Function* Lookup(const Library& library, const char* n
     return reinterpret_cast<Function*>(symbol);
 }
 
-// The driver ends before the library that it comes from.
+// The driver is destroyed before its library is unloaded.
 Driver CreateDriver(const Library& library) {
     const auto create = Lookup<decltype(CreateChannelDriver)>(library, "CreateChannelDriver");
     const auto destroy = Lookup<decltype(DestroyChannelDriver)>(library, "DestroyChannelDriver");
@@ -61,7 +61,7 @@ Driver CreateDriver(const Library& library) {
     return driver;
 }
 
-// What sample index of the demo's capture is: the output of a splitmix64 generator that started from 0.
+// The value of the sample with this index in the demo's capture: the output of a splitmix64 generator seeded with 0.
 unsigned long ExpectedSample(unsigned long index) {
     unsigned long state = 0x9E3779B97F4A7C15UL * (index + 1);
     state ^= state >> 30;
@@ -119,7 +119,7 @@ void PageThrough(CChannelDriver& driver, unsigned int total) {
 void Run(const char* libraryPath, const char* file, unsigned int expectedTotal) {
     const Library library = LoadLibrary(libraryPath);
     const Driver driver = CreateDriver(library);
-    // Errors of the driver are caught while their library is loaded.
+    // Errors of the driver are caught while its library is loaded.
     try {
         driver->LoadFile(file, 0, kFileType);
         const unsigned int total = driver->GetNumSamples();

@@ -1,7 +1,7 @@
 // Makes the input of the demo: one capture, written as a TDF file and as a plain file of samples.
 //
-// It shares no code with the library, so that a mistake in one is not repeated in the other.
-// docs/tdf.5.md describes what it writes.
+// It shares no code with the library, so that a mistake in one is not repeated in the other. docs/tdf.5.md describes
+// the format.
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
@@ -35,7 +35,7 @@ std::uint64_t Sample(std::uint64_t n) {
     return z ^ (z >> 31);
 }
 
-// The width low bytes of value, the lowest first.
+// The lowest width bytes of value, least significant byte first.
 std::string LittleEndian(std::uint64_t value, int width) {
     std::string bytes;
     for (int i = 0; i < width; ++i) bytes += static_cast<char>(value >> (8 * i) & 0xFF);
@@ -54,7 +54,7 @@ public:
         m_position += bytes.size();
     }
 
-    // The last bytes leave the buffer here, so a full disk may show here first.
+    // The last bytes are written here, so a full disk may be reported only here.
     void Close() {
         if (std::fclose(m_stream.release()) != 0) Fail();
     }
@@ -85,8 +85,8 @@ void WriteSection(OutputFile& file, std::string_view name, std::uint32_t version
     file.Write(data);
 }
 
-// What a capture tool might store beside the samples, and what must not be mistaken for them: a section of their name
-// in another version, and data that looks like the header of a section.
+// Sections that a capture tool might store in addition to the samples, and some that must not be mistaken for them: a
+// section of the same name in another version, and data that looks like the header of a section.
 void WriteOtherSections(OutputFile& file) {
     WriteSection(file, "CaptureInfo", 1, "channel=0\nclock=170MHz\n");
     WriteSection(file, kTraceName, 2, std::string(1000, '\xEE'));

@@ -38,7 +38,7 @@ int main(int argc, char** argv) {
     try {
         const std::unique_ptr<CChannelDriver, decltype(destroy)> driver(create(), destroy);
         PrintTrace(*driver, argv[2]);
-    } catch (const Orm::Lux::Corva::cCorvaError& error) {  // the driver refuses, and says why
+    } catch (const Orm::Lux::Corva::cCorvaError& error) {  // says why the driver refuses
         return std::fprintf(stderr, "%s: severity %d: %s\n", argv[2], error.GetSeverity(), error.what()), 1;
     }
 }

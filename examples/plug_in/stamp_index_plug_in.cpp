@@ -38,7 +38,7 @@ bool HasSection(const char* path, const char* section) {
     }
 }
 
-// A section is its header, followed by data in as many parts as you like.
+// A section is its header, followed by data, which can be written in as many chunks as you like.
 void SaveText(const char* path, const char* section, std::string text) {
     TDFHandler tdf;
     unsigned int header = 0;
@@ -49,10 +49,10 @@ void SaveText(const char* path, const char* section, std::string text) {
 
 }  // namespace
 
-// What the host calls. A capture that has its section of stamps already keeps it: of two equal sections readers would
-// find only the first. Returns: how many stamps there are, -1 after a failure, which is in the log.
+// What the host calls. A capture that has a section of stamps already keeps it: readers would find only the first of
+// two equal sections. Returns: the number of stamps, -1 after a failure, which is logged.
 extern "C" __attribute__((visibility("default"))) int IndexStamps(const char* path) {
-    // The log that the driver has started in this process, or else a file of that name.
+    // The log that the driver has started in this process, or else a new file of that name.
     uLogSystem* const log = uLogSystem::GetLogSystem();
     log->InitLog("stamp_index.txt", "ORM_TRACE_LOGGING", "ORM_TRACE_LOGGING_DIR", false);
     try {
@@ -67,7 +67,7 @@ extern "C" __attribute__((visibility("default"))) int IndexStamps(const char* pa
         }
         if (!HasSection(path, "StampIndex")) SaveText(path, "StampIndex", index);
         return count;
-    } catch (const std::exception& error) {  // an error of the library, or no memory
+    } catch (const std::exception& error) {  // an error of the library, or out of memory
         log->m_pLogger->Log(uLogger::LOG_E, uLogger::TD_TIME, "%s: %s", path, error.what());
         return -1;
     }

@@ -1,4 +1,4 @@
-// What a directory getter of the environment answers, without its exception. Private to the library.
+// The result of a directory getter of the environment, without its exception. Private to the library.
 #pragma once
 
 #include <string>
@@ -8,7 +8,7 @@
 
 namespace ORM_LUX {
 
-// Returns: the directory, "" if the getter throws.
+// Returns: the directory, "" if the getter throws because there is no directory.
 inline std::string DirectoryText(const char* (*getter)(std::string&)) {
     std::string directory;
     try {

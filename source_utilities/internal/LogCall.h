@@ -7,11 +7,11 @@
 
 namespace ORM_LUX {
 
-// Returns: uLogSystem::GetLogSystem(), null when memory runs out.
+// Returns: uLogSystem::GetLogSystem(), null if memory for it runs out.
 uLogSystem* LogSystemOrNull() noexcept;
 
-// Returns: the default logger when the logging level is above threshold, else null; null also where no logger was ever
-//          made, so that a start-up that failed half-way cannot make a later line fail.
+// Returns: the default logger when the logging level is above threshold, else null; null also if no logger was ever
+//          created, so that later lines cannot fail because a start-up failed part-way.
 inline uLogger* LoggerAbove(int threshold) noexcept {
     uLogSystem* system = std::atomic_ref<uLogSystem*>(uLogSystem::m_pSystem).load(std::memory_order_acquire);
     if (system == nullptr) system = LogSystemOrNull();
@@ -29,8 +29,8 @@ inline uLogger* LoggerAbove(int threshold) noexcept {
             ormLogger->Log((level), (stamp), __VA_ARGS__);                       \
     } while (false)
 
-// An ordinary line, an error line, and the line of a function that is entered. The line numbers of the last are part of
-// the text, which hosts filter by; they do not follow the source.
+// An ordinary line, an error line, and the line for the entry of a function. The line number in the last one is part of
+// its text, by which hosts filter; it is not updated with the source.
 #define ORM_LOG_TRACE(...) ORM_LOG_ABOVE(0, ORM_LUX::uLogger::LOG_M, ORM_LUX::uLogger::TD_TIME, __VA_ARGS__)
 #define ORM_LOG_ERROR(...) ORM_LOG_ABOVE(0, ORM_LUX::uLogger::LOG_E, ORM_LUX::uLogger::TD_TIME, __VA_ARGS__)
 #define ORM_LOG_ENTRY(source, line, function) \

@@ -5,8 +5,8 @@
 
 namespace ORM_LUX {
 
-// Holds an object that no destructor ends: threads, and destructors of the host that run late, may use it until the
-// process ends. It takes no memory from the heap.
+// Holds an object that is never destroyed: threads, and destructors of the host that run late, may use it until the
+// process ends. It needs no heap memory.
 template <class T> struct NeverDestroyed {
     NeverDestroyed() = default;
     NeverDestroyed(const NeverDestroyed&) = delete;

@@ -50,9 +50,10 @@ int OpenDescriptor(const char* path, int flags, mode_t mode) noexcept {
     }
 }
 
-// fopen() opens, not fdopen(), which knows fewer modes and would run out of memory only after the file was emptied.
+// Uses fopen() itself: fdopen() knows fewer modes, and runs out of memory only after the file has been emptied.
 std::FILE* OpenStream(const char* path, const char* mode) noexcept {
-    // Of six characters after the first, fopen() knows these: with one more, each stands only once.
+    // fopen() looks at only six characters after the first. To make room for 'e', each one that it knows is written
+    // once.
     std::array<char, 64> closeOnExec{*mode, 'e'};
     std::size_t size = 2;
     for (const char letter : std::string_view(mode, strnlen(mode, 7))) {
@@ -67,7 +68,7 @@ std::FILE* OpenStream(const char* path, const char* mode) noexcept {
     do stream = std::fopen(path, closeOnExec.data());
     while (stream == nullptr && errno == EINTR);
     if (stream == nullptr || fileno(stream) > STDERR_FILENO) return stream;
-    // Nothing of the stream depends on the number but this field.
+    // Only this field of the stream depends on the number.
     stream->_fileno = AboveStandardStreams(fileno(stream));
     if (stream->_fileno >= 0) return stream;
     const int error = errno;

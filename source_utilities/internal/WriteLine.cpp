@@ -13,8 +13,8 @@
 namespace ORM_LUX {
 namespace {
 
-// Calls put, which tells whether it succeeded, with the signals held back in this thread that come with a failure and by
-// default end the process. One that came is taken away; what waited before stays.
+// Calls put, which returns whether it succeeded, while the signals that a failure raises, and that end the process by
+// default, are blocked in this thread. A signal that was raised is removed; one that was pending before stays pending.
 template <class Call> void WithoutSignals(Call&& put) noexcept {
     constexpr std::array<int, 2> kSignals{SIGPIPE, SIGXFSZ};
     sigset_t held, before, waiting;
@@ -32,8 +32,8 @@ template <class Call> void WithoutSignals(Call&& put) noexcept {
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
-// The limit is asked for anew each time, by the cheapest call there is: the host may change it. Only where there is one
-// are signals held back, which costs more than the asking.
+// The limit is read each time, because the host may change it, by the cheapest call available. Signals are blocked only
+// if a limit is set: blocking costs more than reading the limit.
 bool HasSizeLimit() noexcept {
     rlimit limit{};
     return syscall(SYS_getrlimit, RLIMIT_FSIZE, &limit) != 0 || limit.rlim_cur != RLIM_INFINITY;

@@ -1,7 +1,7 @@
-// How a line gets into a log file, and to standard output. Private to the library.
+// Writing a line to a log file, and to standard output. Private to the library.
 //
-// Neither call ends the process: the signals of a limit on the size of files and of a pipe without a reader do not reach
-// the host, and one that waited before goes on waiting. errno is not kept.
+// Neither call ends the process: the signals for a file-size limit (SIGXFSZ) and for a pipe without a reader (SIGPIPE)
+// do not reach the host; one that was pending before stays pending. errno is not kept.
 #pragma once
 
 #include <cstddef>
@@ -12,14 +12,14 @@ namespace ORM_LUX {
 inline constexpr int kLineBufferSize = 4096;  // no line is longer
 
 // Writes a line, newline included, to the end of a file that is opened for appending: at once, by one system call, so
-// that a process that dies loses none, and lines of several processes do not mix. What the stream holds back goes first.
-// Nothing is ever taken out of the file, which others write to as well. Of a line that does not fit, a part may stay; it
-// is not continued later, since a line of another process may stand between, but ended: endsInPart notes that what was
-// written last lacks its end, and then the next line begins with a newline.
-// Returns: whether the line is in the file, whole.
+// that a process that dies loses no line, and lines of several processes do not mix. Data in the stream's buffer is
+// written first. Nothing is ever removed from the file, because other processes write to it as well. If only part of a
+// line could be written, it stays. It is not continued later, because a line of another process may follow it; instead
+// endsInPart is set, and then the next line begins with a newline.
+// Returns: whether the complete line is in the file.
 bool WriteLine(std::FILE* stream, const char* line, std::size_t length, bool& endsInPart) noexcept;
 
-// Prints a line on standard output. A pipe that is full blocks.
+// Prints a line on standard output. A full pipe blocks.
 void PrintLine(const char* line) noexcept;
 
 }  // namespace ORM_LUX
