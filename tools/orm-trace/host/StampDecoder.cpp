@@ -17,7 +17,8 @@ StmDecoder::StmDecoder(CLI::App& app) {
             return std::isfinite(hertz) && hertz > 0 ? "" : "not a finite number above 0: " + text;
         })
         ->option_text("HZ");
-    AddNumberOption(app, "--base", m_base, UINT64_MAX, "Sample index that counts as cycle 0's sample (default: 0)");
+    AddNumberOption(app, "--base", m_base, UINT64_MAX,
+                    "Sample index to shift to: base minus index is added to the cycles (default: 0)");
     AddNumberOption(app, "--index", m_index, UINT64_MAX,
                     "Sample index of the word (default: 0; with --file, that of each sample)");
     app.footer("Example, one second after the start:\n  orm-trace stamp stm 170000000 --frequency 1e6\n  1000000");
