@@ -119,12 +119,12 @@ struct DriverDestroyer {
 };
 using DriverPtr = std::unique_ptr<Orm::Lux::Trace::CChannelDriver, DriverDestroyer>;
 
-inline constexpr auto kCompressed = static_cast<Orm::Lux::Trace::eTraceDataFileType>(0);
+inline constexpr auto kFileType = static_cast<Orm::Lux::Trace::eTraceDataFileType>(0);
 
 inline DriverPtr LoadedDriver(const std::string& file) {
     Directory();  // prepares the environment
     DriverPtr driver(CreateChannelDriver());
-    driver->LoadFile(file, 0, kCompressed);
+    driver->LoadFile(file, 0, kFileType);
     return driver;
 }
 

@@ -66,7 +66,7 @@ void SaveByDriver(State& state) {
             return path;
         },
         [&](const std::string& path) {
-            driver->SaveFile(path, bench::kCompressed);
+            driver->SaveFile(path, bench::kFileType);
             return true;
         });
 }

@@ -74,7 +74,7 @@ struct StandIn {
     ~StandIn() { g_standIn = nullptr; }
 };
 
-constexpr auto kType = Orm::Lux::Trace::eTraceDataFileType{};
+constexpr auto kFileType = Orm::Lux::Trace::eTraceDataFileType{};
 const std::string kFileError = "Talvora file channel driver: File I/O error reading trace file.";
 
 TEST(BadBlock, IsReportedByTheDriver) {
@@ -86,7 +86,7 @@ TEST(BadBlock, IsReportedByTheDriver) {
         CreateChannelDriver(), &DestroyChannelDriver);
     const auto load = [&] {
         const StandIn standIn(block);
-        driver->LoadFile(trace, 0, kType);
+        driver->LoadFile(trace, 0, kFileType);
     };
     load();
     unsigned long page[300];
@@ -100,7 +100,7 @@ TEST(BadBlock, IsReportedByTheDriver) {
     EXPECT_EQ(read, 200U) << "what could be read is delivered";
     EXPECT_EQ(readAt(300, 100), kFileError) << "until the file is loaded again";
     EXPECT_EQ(read, 100U) << "until the file is loaded again";
-    driver->LoadFile(trace, 0, kType);
+    driver->LoadFile(trace, 0, kFileType);
     for (const unsigned start : {200U, 0U}) {
         g_piece = 800;
         g_goodReads = 2;  // one of them interrupted
@@ -112,7 +112,7 @@ TEST(BadBlock, IsReportedByTheDriver) {
     load();
     EXPECT_EQ(readAt(0, 300), kFileError) << "as before";
     EXPECT_EQ(read, 200U) << "as before";
-    const auto save = [&] { return test::ErrorOf([&] { driver->SaveFile("t.tdf", kType); }); };
+    const auto save = [&] { return test::ErrorOf([&] { driver->SaveFile("t.tdf", kFileType); }); };
     EXPECT_EQ(save(), kFileError + "\nInput/output error") << "not begun";
     EXPECT_EQ(std::filesystem::file_size("t.tdf"), 4U) << "not begun";
     load();
@@ -181,7 +181,7 @@ TEST(BadBlock, IsNotAMissingSection) {
         const std::string error =
             test::ErrorOf([&] { tdf.GetSectionDataPosition("t.tdf", "BinTraceData", 1, position, length); });
         g_goodReads = good;
-        const std::string loadError = test::ErrorOf([&] { driver->LoadFile("t.tdf", 0, kType); });
+        const std::string loadError = test::ErrorOf([&] { driver->LoadFile("t.tdf", 0, kFileType); });
         g_goodReads = -1;
         EXPECT_EQ(error, expected) << good;
         EXPECT_EQ(loadError, expected) << good;
@@ -242,9 +242,9 @@ TEST(BadBlock, IsReportedByASaveWhereverItIs) {
     int good = 0, ofTrace = 0;
     for (std::string error = "none yet"; !error.empty();) {
         folder.Write("t.tdf", before);
-        driver->LoadFile("p.bin", 0, kType);
+        driver->LoadFile("p.bin", 0, kFileType);
         g_goodReads = good++;
-        error = test::ErrorOf([&] { driver->SaveFile("t.tdf", kType); });
+        error = test::ErrorOf([&] { driver->SaveFile("t.tdf", kFileType); });
         g_goodReads = -1;
         const bool isOfTrace = error == kFileError + "\nInput/output error";
         ofTrace += isOfTrace;
@@ -275,7 +275,7 @@ TEST(ChangingFile, IsReadAsItIsNow) {
     // A target that loses its name during a save.
     const std::unique_ptr<Orm::Lux::Trace::CChannelDriver, decltype(&DestroyChannelDriver)> driver(
         CreateChannelDriver(), &DestroyChannelDriver);
-    driver->LoadFile(folder.Write("p.bin", "12345678"), 0, kType);
+    driver->LoadFile(folder.Write("p.bin", "12345678"), 0, kFileType);
     for (const char* replaced : {"gone", "other.tdf"}) {
         folder.Write("other.tdf", "TDF2");
         folder.Write("t.tdf", "TDF2");
@@ -284,7 +284,7 @@ TEST(ChangingFile, IsReadAsItIsNow) {
             std::filesystem::rename(replaced, "t.tdf");
         };
         g_ends = 0;
-        EXPECT_EQ(test::ErrorOf([&] { driver->SaveFile("t.tdf", kType); }),
+        EXPECT_EQ(test::ErrorOf([&] { driver->SaveFile("t.tdf", kFileType); }),
                   std::string_view(replaced) == "gone" ? "" : "File name passed to save file is not valid.");
     }
 }

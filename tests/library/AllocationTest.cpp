@@ -21,7 +21,7 @@ void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 
 namespace {
 
-constexpr auto kType = Orm::Lux::Trace::eTraceDataFileType{};
+constexpr auto kFileType = Orm::Lux::Trace::eTraceDataFileType{};
 
 // Makes call with its first, second, ... allocation failing, until it needs no more. Returns: how often it failed.
 // Failures are errors of the library or, where memory runs out for even that, std::bad_alloc.
@@ -82,22 +82,22 @@ TEST(Allocation, IsReportedAndTheDriverGoesOn) {
         CreateChannelDriver(), &DestroyChannelDriver);
     std::vector<unsigned long> page(100);
     unsigned read = 0;
-    driver->LoadFile(folder.Write("short", "12345678").substr(folder.Path().size() + 1), 0, kType);
+    driver->LoadFile(folder.Write("short", "12345678").substr(folder.Path().size() + 1), 0, kFileType);
     FailEach([&] {
         // What the load before has left: samples that can be read, or none.
         const bool isRead = test::ErrorOf([&] { driver->SeekReadTraceData(0, 1, page.data(), &read); }).empty();
         EXPECT_TRUE(isRead || driver->GetNumSamples() == 0);
-        driver->LoadFile(tdf, 0, kType);
+        driver->LoadFile(tdf, 0, kFileType);
     });
-    FailEach([&] { driver->LoadFile(folder / "a-name-that-does-not-exist", 0, kType); });
-    driver->LoadFile(tdf, 0, kType);
+    FailEach([&] { driver->LoadFile(folder / "a-name-that-does-not-exist", 0, kFileType); });
+    driver->LoadFile(tdf, 0, kFileType);
     EXPECT_EQ(FailEach([&] { driver->SeekReadTraceData(5, 100, page.data(), &read); }), 0) << "reading needs no memory";
     EXPECT_EQ(read, 100U);
     Orm::Lux::Trace::TDFHandler handler;
     const auto look = [&] { handler.GetSectionDataPosition(tdf.c_str(), "BinTraceData", 1, read, read); };
     EXPECT_EQ(FailEach(look), 0) << "looking for a section needs no memory";
-    EXPECT_GT(FailEach([&] { driver->SaveFile(target, kType); }), 0);
-    driver->SaveFile(folder.Write("fresh.tdf", "TDF2"), kType);
+    EXPECT_GT(FailEach([&] { driver->SaveFile(target, kFileType); }), 0);
+    driver->SaveFile(folder.Write("fresh.tdf", "TDF2"), kFileType);
     EXPECT_EQ(std::filesystem::file_size("fresh.tdf"), 4U + 24 + 300000);
 }
 

@@ -18,7 +18,7 @@ using Orm::Lux::Trace::CChannelDriver;
 using Orm::Lux::Trace::TDFHandler;
 using ORM_LUX::uLogger;
 
-constexpr auto kCompressed = static_cast<Orm::Lux::Trace::eTraceDataFileType>(0);
+constexpr auto kFileType = static_cast<Orm::Lux::Trace::eTraceDataFileType>(0);
 constexpr unsigned int kSamples = 1U << 20;
 constexpr unsigned int kSections = 1000;
 
@@ -53,11 +53,11 @@ int main() {
     unsigned int offset = 0, length = 0;
     tdf.CreateTDFFile("trace.tdf");
     CChannelDriver* const driver = CreateChannelDriver();
-    driver->LoadFile("plain.bin", 0, kCompressed);
-    Take("save 8 MiB of samples", [&] { driver->SaveFile("trace.tdf", kCompressed); });
+    driver->LoadFile("plain.bin", 0, kFileType);
+    Take("save 8 MiB of samples", [&] { driver->SaveFile("trace.tdf", kFileType); });
 
-    Take("load a plain file", [&] { driver->LoadFile("plain.bin", 0, kCompressed); });
-    Take("load a TDF file", [&] { driver->LoadFile("trace.tdf", 0, kCompressed); });
+    Take("load a plain file", [&] { driver->LoadFile("plain.bin", 0, kFileType); });
+    Take("load a TDF file", [&] { driver->LoadFile("trace.tdf", 0, kFileType); });
     Take("1000 sequential pages of 16 samples", [&] { ReadPages(*driver, 16, 16, 1000); });
     Take("100 sequential pages of 1024 samples", [&] { ReadPages(*driver, 1024, 1024, 100); });
     Take("10 sequential pages of 65536 samples", [&] { ReadPages(*driver, 65536, 65536, 10); });
