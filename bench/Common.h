@@ -92,7 +92,7 @@ struct FileCloser {
 };
 using FilePtr = std::unique_ptr<std::FILE, FileCloser>;
 
-inline FilePtr OpenFile(const std::string& path, const char* mode) {
+inline FilePtr Open(const std::string& path, const char* mode) {
     FilePtr stream(std::fopen(path.c_str(), mode));
     Require(stream != nullptr, "cannot open a file");
     return stream;

@@ -38,7 +38,7 @@ const std::vector<char>& Data() {
 
 std::string MakeSections(unsigned int count) {
     const std::string path = bench::PathOf(std::to_string(count) + ".tdf");
-    const bench::FilePtr stream = bench::OpenFile(path, "wb");
+    const bench::FilePtr stream = bench::Open(path, "wb");
     bench::WriteTDFIdentifier(stream.get());
     for (unsigned int n = 0; n < count; ++n) {
         bench::WriteSectionHeader(stream.get(), NameOf(n), kVersion, static_cast<std::uint32_t>(Data().size()));

@@ -28,18 +28,18 @@ struct Trace {
 };
 
 // Calls write with the first sample's index and a chunk of consecutive samples, until all are written.
-template <class Writer> void ForEachPiece(unsigned int samples, Writer&& write) {
-    std::vector<unsigned long> piece;
-    for (unsigned int first = 0; first < samples; first += static_cast<unsigned int>(piece.size())) {
-        piece.resize(std::min(samples - first, 131072U));
-        for (std::size_t i = 0; i < piece.size(); ++i) piece[i] = SampleAt(first + i);
-        write(first, piece);
+template <class Writer> void ForEachChunk(unsigned int samples, Writer&& write) {
+    std::vector<unsigned long> chunk;
+    for (unsigned int first = 0; first < samples; first += static_cast<unsigned int>(chunk.size())) {
+        chunk.resize(std::min(samples - first, 131072U));
+        for (std::size_t i = 0; i < chunk.size(); ++i) chunk[i] = SampleAt(first + i);
+        write(first, chunk);
     }
 }
 
 void WriteSamples(std::FILE* stream, unsigned int samples) {
-    ForEachPiece(samples, [&](unsigned int, const auto& piece) {
-        bench::Write(stream, piece.data(), piece.size() * kSampleSize);
+    ForEachChunk(samples, [&](unsigned int, const auto& chunk) {
+        bench::Write(stream, chunk.data(), chunk.size() * kSampleSize);
     });
 }
 
@@ -48,10 +48,10 @@ void WriteDataset(const std::string& path, unsigned int samples) {
     const HdfHandle space = bench::HdfSpace(samples);
     const HdfHandle dataset(H5Dcreate2(file, "samples", H5T_STD_U64LE, space, H5P_DEFAULT, H5P_DEFAULT, H5P_DEFAULT),
                             H5Dclose);
-    ForEachPiece(samples, [&](unsigned int first, const auto& piece) {
-        const HdfHandle memory = bench::HdfSpace(piece.size());
-        bench::Require(bench::SelectRun(space, first, piece.size()) &&
-                           H5Dwrite(dataset, H5T_NATIVE_ULONG, memory, space, H5P_DEFAULT, piece.data()) >= 0,
+    ForEachChunk(samples, [&](unsigned int first, const auto& chunk) {
+        const HdfHandle memory = bench::HdfSpace(chunk.size());
+        bench::Require(bench::SelectRun(space, first, chunk.size()) &&
+                           H5Dwrite(dataset, H5T_NATIVE_ULONG, memory, space, H5P_DEFAULT, chunk.data()) >= 0,
                        "cannot write a dataset");
     });
 }
@@ -59,7 +59,7 @@ void WriteDataset(const std::string& path, unsigned int samples) {
 Trace MakePlain() {
     Trace trace{bench::PathOf("plain.bin"), bench::PathOf("plain.h5"), 0, 0};
     trace.samples = static_cast<unsigned int>(1024 * bench::kMebibyte / kSampleSize);
-    WriteSamples(bench::OpenFile(trace.file, "wb").get(), trace.samples);
+    WriteSamples(bench::Open(trace.file, "wb").get(), trace.samples);
     WriteDataset(trace.hdfFile, trace.samples);
     return trace;
 }
@@ -69,7 +69,7 @@ Trace MakeSection() {
     Trace trace{bench::PathOf("section.tdf"), bench::PathOf("section.h5"), 28, 0};
     const std::uint64_t bytes = 120 * bench::kMebibyte;
     trace.samples = static_cast<unsigned int>(bytes / kSampleSize);
-    const bench::FilePtr stream = bench::OpenFile(trace.file, "wb");
+    const bench::FilePtr stream = bench::Open(trace.file, "wb");
     bench::WriteTDFIdentifier(stream.get());
     bench::WriteSectionHeader(stream.get(), "BinTraceData", 1, static_cast<std::uint32_t>(bytes));
     WriteSamples(stream.get(), trace.samples);
@@ -170,7 +170,7 @@ void RegisterReading(const std::string& kind, const Trace& (*trace)(), Order ord
 // One sample at one of a thousand places, which are in memory, of a sparse plain file of this many samples.
 void ReadSparse(State& state, unsigned int samples) {
     const std::string path = bench::PathOf("sparse" + std::to_string(samples));
-    bench::OpenFile(path, "wb");
+    bench::Open(path, "wb");
     std::filesystem::resize_file(path, std::uint64_t{samples} * kSampleSize);
     const bench::DriverPtr driver = bench::LoadedDriver(path);
     std::array<unsigned int, 1024> places{};

@@ -13,8 +13,8 @@ using bench::Descriptor;
 using bench::HdfHandle;
 using benchmark::State;
 
-constexpr std::size_t kPiece = 128 * 1024;
-constexpr hsize_t kPieceSamples = kPiece / 8;
+constexpr std::size_t kChunk = 128 * 1024;
+constexpr hsize_t kChunkSamples = kChunk / 8;
 constexpr int kSavesPerRun = 2;
 
 constexpr std::uint64_t kSize = 120 * bench::kMebibyte;
@@ -22,11 +22,11 @@ constexpr std::uint64_t kSize = 120 * bench::kMebibyte;
 const std::string& Source() {
     static const std::string path = [] {
         const std::string file = bench::PathOf("source.bin");
-        const bench::FilePtr stream = bench::OpenFile(file, "wb");
-        std::vector<std::uint64_t> piece(kPieceSamples);
-        for (std::uint64_t at = 0; at < kSize; at += kPiece) {
-            for (auto& sample : piece) sample = at + static_cast<std::uint64_t>(&sample - piece.data());
-            bench::Write(stream.get(), piece.data(), kPiece);
+        const bench::FilePtr stream = bench::Open(file, "wb");
+        std::vector<std::uint64_t> chunk(kChunkSamples);
+        for (std::uint64_t at = 0; at < kSize; at += kChunk) {
+            for (auto& sample : chunk) sample = at + static_cast<std::uint64_t>(&sample - chunk.data());
+            bench::Write(stream.get(), chunk.data(), kChunk);
         }
         return file;
     }();
@@ -62,7 +62,7 @@ void SaveByDriver(State& state) {
     Save(
         state,
         [](const std::string& path) {
-            bench::WriteTDFIdentifier(bench::OpenFile(path, "wb").get());
+            bench::WriteTDFIdentifier(bench::Open(path, "wb").get());
             return path;
         },
         [&](const std::string& path) {
@@ -72,9 +72,9 @@ void SaveByDriver(State& state) {
 }
 
 // Calls write with each chunk of the source, until one fails.
-template <class Writer> bool ForEachPiece(int source, std::vector<char>& piece, Writer&& write) {
-    for (std::uint64_t at = 0; at < kSize; at += kPiece) {
-        if (pread(source, piece.data(), kPiece, static_cast<off_t>(at)) != static_cast<ssize_t>(kPiece)) return false;
+template <class Writer> bool ForEachChunk(int source, std::vector<char>& chunk, Writer&& write) {
+    for (std::uint64_t at = 0; at < kSize; at += kChunk) {
+        if (pread(source, chunk.data(), kChunk, static_cast<off_t>(at)) != static_cast<ssize_t>(kChunk)) return false;
         if (!write(at)) return false;
     }
     return true;
@@ -82,12 +82,12 @@ template <class Writer> bool ForEachPiece(int source, std::vector<char>& piece, 
 
 void SaveByWrite(State& state) {
     const Descriptor source(Source(), O_RDONLY);
-    std::vector<char> piece(kPiece);
+    std::vector<char> chunk(kChunk);
     Save(
         state, [](const std::string& path) { return std::make_unique<Descriptor>(path, O_WRONLY | O_CREAT); },
         [&](const auto& target) {
-            return ForEachPiece(source, piece, [&](std::uint64_t) {
-                return write(*target, piece.data(), kPiece) == static_cast<ssize_t>(kPiece);
+            return ForEachChunk(source, chunk, [&](std::uint64_t) {
+                return write(*target, chunk.data(), kChunk) == static_cast<ssize_t>(kChunk);
             });
         });
 }
@@ -101,27 +101,27 @@ struct Dataset {
 // HDF5 buffers chunks, the others do not buffer.
 void SaveByHdf5(State& state) {
     const Descriptor source(Source(), O_RDONLY);
-    std::vector<char> piece(kPiece);
-    const HdfHandle memory = bench::HdfSpace(kPieceSamples);
+    std::vector<char> chunk(kChunk);
+    const HdfHandle memory = bench::HdfSpace(kChunkSamples);
     const auto make = [](const std::string& path) {
         HdfHandle file = bench::CreateHdfFile(path);
         const hsize_t none = 0;
         const hsize_t unlimited = H5S_UNLIMITED;
         const HdfHandle space(H5Screate_simple(1, &none, &unlimited), H5Sclose);
         const HdfHandle creation(H5Pcreate(H5P_DATASET_CREATE), H5Pclose);
-        H5Pset_chunk(creation, 1, &kPieceSamples);
+        H5Pset_chunk(creation, 1, &kChunkSamples);
         HdfHandle dataset(H5Dcreate2(file, "samples", H5T_STD_U64LE, space, H5P_DEFAULT, creation, H5P_DEFAULT),
                           H5Dclose);
         return Dataset{std::move(file), std::move(dataset)};
     };
     Save(state, make, [&](const Dataset& target) {
-        const bool isWritten = ForEachPiece(source, piece, [&](std::uint64_t at) {
+        const bool isWritten = ForEachChunk(source, chunk, [&](std::uint64_t at) {
             const hsize_t first = at / 8;
-            const hsize_t size = first + kPieceSamples;
+            const hsize_t size = first + kChunkSamples;
             if (H5Dset_extent(target.dataset, &size) < 0) return false;
             const HdfHandle space(H5Dget_space(target.dataset), H5Sclose);
-            return bench::SelectRun(space, first, kPieceSamples) &&
-                   H5Dwrite(target.dataset, H5T_NATIVE_ULONG, memory, space, H5P_DEFAULT, piece.data()) >= 0;
+            return bench::SelectRun(space, first, kChunkSamples) &&
+                   H5Dwrite(target.dataset, H5T_NATIVE_ULONG, memory, space, H5P_DEFAULT, chunk.data()) >= 0;
         });
         return isWritten && H5Fflush(target.file, H5F_SCOPE_LOCAL) >= 0;
     });
