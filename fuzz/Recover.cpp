@@ -2,7 +2,7 @@
 // every byte, and the source does not change.
 // The first byte of the input chooses options; the others are the damaged file.
 #include "fuzz/Fuzz.h"
-#include "tools/orm-trace/commands/Command.h"
+#include "tools/orm-trace/commands/Commands.h"
 
 using namespace fuzz;
 using orm_trace::ExitCode;

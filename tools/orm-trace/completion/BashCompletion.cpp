@@ -1,76 +1,131 @@
-#include <algorithm>
-#include <stdexcept>
-#include <utility>
+#include "tools/orm-trace/completion/Completion.h"
 
-#include "tools/orm-trace/completion/CompletionTable.h"
-
-namespace orm_trace {
+namespace orm_trace::completion {
 namespace {
 
-// Lines of the case statements of the template.
-struct Tables {
-    std::string commands;  // what is offered in a command, and how many files
-    std::string excluded;  // what is not offered any more after an option
-    std::string values;    // what is offered as the value of an option
-};
+constexpr const char* kFunction = R"bash(
+_orm_trace() {
+    local word=${COMP_WORDS[COMP_CWORD]} words=() path="" subcommands options value closed
+    local begun prefix="" wanted="" without=" " offered="" arguments=0 n
+    # Bash takes NAME:VERSION@FILE and --option=VALUE apart, and replaces only what comes after $begun.
+    for ((n = 1; n <= COMP_CWORD; ++n)); do
+        if ((n > 1)) && [[ ${COMP_WORDS[n]} == [:@=]* || ${COMP_WORDS[n - 1]} == *[:@=] ]]; then
+            words[-1]+=${COMP_WORDS[n]}
+        else
+            words+=("${COMP_WORDS[n]}")
+        fi
+    done
+    if [[ $word == [:@=]* ]]; then word=${word##*[:@=]}; fi
+    begun=${words[-1]%"$word"} word=${words[-1]}
+    unset "words[-1]"
 
-std::string Offered(const CompletedCommand& command) {
-    std::vector<std::string> words;
-    for (const CompletedCommand& each : command.subcommands) words.push_back(each.LastName());
-    for (const CompletedOption& option : command.options) {
-        words.insert(words.end(), option.names.begin(), option.names.end());
+    _orm_trace_level ""
+    for ((n = 0; n < ${#words[@]}; ++n)); do
+        if [[ ${words[n]} == -* ]]; then
+            _orm_trace_argument "$path" "${words[n]%%=*}"
+            without+="$closed "
+            if [[ -n $value && ${words[n]} != *=* ]] && ((++n == ${#words[@]})); then wanted=$value; fi
+        elif [[ -n $subcommands ]]; then
+            path+=${path:+ }${words[n]}
+            _orm_trace_level "$path" || return 0
+        else
+            _orm_trace_argument "$path" $((++arguments))
+            without+="$closed "
+        fi
+    done
+
+    if [[ -z $wanted && $word == --*=* ]]; then
+        prefix=${word%%=*}=
+        _orm_trace_argument "$path" "${prefix%=}"
+        wanted=${value:-text}
+    elif [[ -z $wanted && $word != -* ]]; then
+        _orm_trace_argument "$path" $((arguments + 1))
+        wanted=${value#text}
+    fi
+    case $wanted in
+        "")
+            for n in $options; do
+                if [[ $without != *" $n "* ]]; then offered+=" $n"; fi
+            done
+            set -- -W "$subcommands$offered"
+            ;;
+        text) return 0 ;;
+        file) set -- -f ;;
+        @file)
+            if [[ $word != *@* ]]; then return 0; fi
+            prefix=${word%%@*}@
+            set -- -f
+            ;;
+        *) set -- -W "${wanted//|/ }" ;;
+    esac
+    mapfile -t COMPREPLY < <(compgen -P "$prefix" "$@" -- "${word#"$prefix"}")
+    COMPREPLY=("${COMPREPLY[@]#"$begun"}")
+}
+complete -o filenames -F _orm_trace orm-trace
+)bash";
+
+std::string ValueOf(const Argument& argument) {
+    switch (argument.kind) {
+        case Kind::kFlag: return "";
+        case Kind::kText: return "text";
+        case Kind::kFile: return "file";
+        case Kind::kFileAfterAt: return "@file";
+        case Kind::kChoice: return Joined(argument.choices, "|");
     }
-    return Joined(words);
+    return "";
 }
 
-std::string Files(const CompletedCommand& command) {
-    const auto& all = command.positionals;
-    const auto isFile = [](const CompletedOption& each) { return each.value == CompletedValue::kFile; };
-    const bool isMany =
-        std::any_of(all.begin(), all.end(), [&](const CompletedOption& each) { return isFile(each) && each.isMany; });
-    return isMany ? "$COMP_CWORD" : std::to_string(std::count_if(all.begin(), all.end(), isFile));
+std::string Assigned(const std::string& variable, const std::string& value) {
+    return value.empty() ? "" : ' ' + variable + "=\"" + value + '"';
 }
 
-std::string Value(const CompletedOption& option) {
-    switch (option.value) {
-        case CompletedValue::kNone: return "";
-        case CompletedValue::kFile: return "files=1 options=";
-        case CompletedValue::kFileAfterAt: return "files=$after_at options=";
-        case CompletedValue::kChoice: return "files=0 options=" + Quoted(Joined(option.choices));
-        case CompletedValue::kText: break;
-    }
-    return "files=0 options=";
+// What _orm_trace_level says of a level.
+std::string LevelCase(const Level& level) {
+    std::vector<std::string> subcommands;
+    std::vector<std::string> options;
+    for (const NameHelp& each : level.subcommands) subcommands.push_back(each.name);
+    for (const Argument& each : level.options) options.push_back(Joined(each.names));
+    return "        \"" + level.path + "\")" + Assigned("subcommands", Joined(subcommands)) +
+           Assigned("options", Joined(options)) + " ;;\n";
 }
 
-void AddTo(Tables& tables, const CompletedCommand& command) {
-    tables.commands += "        " + Quoted(command.name) + ") options=" + Quoted(Offered(command)) +
-                       " files=" + Files(command) + " ;;\n";
-    for (const CompletedOption& option : command.options) {
-        std::vector<std::string> patterns;
-        for (const std::string& name : option.names) patterns.push_back(Quoted(command.name + ' ' + name));
-        const std::string pattern = Joined(patterns, " | ") + ") ";
-        if (!option.excluded.empty()) {
-            tables.excluded += "            " + pattern + "without+=" + Quoted(' ' + Joined(option.excluded)) + " ;;\n";
-        }
-        const std::string value = Value(option);
-        if (!value.empty()) tables.values += "        " + pattern + value + " ;;\n";
+// What _orm_trace_argument says of an option or a positional argument of a level.
+std::string ArgumentCase(const Level& level, const Argument& argument) {
+    std::vector<std::string> patterns;
+    for (const std::string& name : argument.names) {
+        patterns.push_back('"' + level.path + ' ' + (name == "*" ? "\"[1-9]*" : name + '"'));
     }
-    for (const CompletedCommand& each : command.subcommands) AddTo(tables, each);
+    const std::string says = Assigned("value", ValueOf(argument)) + Assigned("closed", Joined(argument.closed));
+    return says.empty() ? "" : "        " + Joined(patterns, " | ") + ')' + says + " ;;\n";
 }
 
 }  // namespace
 
-std::string BashCompletion(const CompletedCommand& tool, std::string text) {
-    Tables tables;
-    AddTo(tables, tool);
-    for (const auto& [mark, table] : {std::pair<std::string, std::string>("@COMMANDS@\n", tables.commands),
-                                      {"@EXCLUDED@\n", tables.excluded},
-                                      {"@VALUES@\n", tables.values}}) {
-        const std::size_t at = text.find(mark);
-        if (at == text.npos) throw std::runtime_error("the template lacks " + mark);
-        text.replace(at, mark.size(), table);
+std::string BashCompletion(const std::vector<Level>& levels) {
+    std::string text =
+        "# Completion of orm-trace for bash, generated from the command line of the tool.\n"
+        "\n"
+        "# Says what there is after the subcommands $1: further subcommands, and options.\n"
+        "_orm_trace_level() {\n"
+        "    subcommands=\"\" options=\"\"\n"
+        "    case $1 in\n";
+    for (const Level& level : levels) text += LevelCase(level);
+    text +=
+        "        *) return 1 ;;\n"
+        "    esac\n"
+        "}\n"
+        "\n"
+        "# Says of the option or the positional argument $2, which is its number, after the subcommands $1: what its "
+        "value\n"
+        "# completes to, and which options are not offered once it is given.\n"
+        "_orm_trace_argument() {\n"
+        "    value=\"\" closed=\"\"\n"
+        "    case \"$1 $2\" in\n";
+    for (const Level& level : levels) {
+        for (const Argument& each : level.options) text += ArgumentCase(level, each);
+        for (const Argument& each : level.positionals) text += ArgumentCase(level, each);
     }
-    return text;
+    return text + "    esac\n}\n" + kFunction;
 }
 
-}  // namespace orm_trace
+}  // namespace orm_trace::completion

@@ -1,31 +1,32 @@
-// Writes the completion of orm-trace for a shell to a file.
-//
-//   generate-completion FILE bash TEMPLATE | zsh | fish
+// Writes the completion of orm-trace, made from its command line, for each shell.
+// generate-completion BASH_FILE ZSH_FILE FISH_FILE
+#include <cstdio>
 #include <fstream>
-#include <iostream>
-#include <iterator>
 
 #include "tools/orm-trace/commands/Commands.h"
-#include "tools/orm-trace/completion/CompletionTable.h"
+#include "tools/orm-trace/completion/Completion.h"
+
+namespace {
+
+bool Write(const char* path, const std::string& text) {
+    std::ofstream file(path, std::ios::binary);
+    file << text;
+    file.close();
+    if (!file) std::fprintf(stderr, "generate-completion: cannot write %s\n", path);
+    return !file.fail();
+}
+
+}  // namespace
 
 int main(int argc, char** argv) {
-    using namespace orm_trace;
-    const std::string shell = argc > 2 ? argv[2] : "";
-    const CommandLine line;
-    const CompletedCommand tool = DescribeForCompletion(line.app);
-    std::string text;
-    if (shell == "bash" && argc == 4) {
-        std::ifstream file(argv[3]);
-        text = BashCompletion(tool, std::string(std::istreambuf_iterator<char>(file), {}));
-    } else if (shell == "zsh") {
-        text = ZshCompletion(tool);
-    } else if (shell == "fish") {
-        text = FishCompletion(tool);
-    } else {
-        std::cerr << "usage: generate-completion FILE bash TEMPLATE | zsh | fish\n";
+    using namespace orm_trace::completion;
+    if (argc != 4) {
+        std::fprintf(stderr, "usage: generate-completion BASH_FILE ZSH_FILE FISH_FILE\n");
         return 2;
     }
-    std::ofstream out(argv[1], std::ios::binary);
-    out << text << std::flush;
-    return out ? 0 : 1;
+    const orm_trace::CommandLine line;
+    const auto levels = Levels(line.app);
+    const bool isWritten = Write(argv[1], BashCompletion(levels)) && Write(argv[2], ZshCompletion(levels)) &&
+                           Write(argv[3], FishCompletion(levels));
+    return isWritten ? 0 : 1;
 }

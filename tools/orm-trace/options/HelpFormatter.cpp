@@ -1,42 +1,39 @@
 #include "tools/orm-trace/options/HelpFormatter.h"
 
 #include <set>
-#include <string>
-#include <string_view>
+#include <vector>
 
 namespace orm_trace {
 namespace {
 
-// Returns: the names of some options, after a word; "" for none.
-std::string Named(std::string_view word, const std::set<CLI::Option*>& options) {
+// By name: the set is in the order of addresses.
+std::string Joined(const std::set<CLI::Option*>& options, const std::string& separator) {
     std::set<std::string> names;
     for (const CLI::Option* option : options) names.insert(option->get_name());
-    std::string text;
-    for (const std::string& name : names) (text += text.empty() ? word : ", ") += name;
-    return text;
+    return CLI::detail::join(names, separator);
 }
 
 }  // namespace
 
+std::string ValueName(const CLI::Option& option) {
+    if (option.get_positional()) return option.get_name(true);
+    if (option.get_items_expected_max() == 0) return "";
+    return option.get_option_text().empty() ? option.get_type_name() : option.get_option_text();
+}
+
 std::string HelpFormatter::make_option_opts(const CLI::Option* option) const {
-    std::string text;
-    if (!option->get_option_text().empty()) {
-        text = ' ' + option->get_option_text();
-    } else if (option->get_items_expected_max() != 0 && option->get_type_name() != "TEXT") {
-        text = ' ' + option->get_type_name();
-    }
-    if (option->get_positional() && option->get_items_expected_max() > 1) text += " ...";
-    return text;
+    const std::string value = option->get_positional() ? "" : ValueName(*option);  // the name of a positional says it
+    return value.empty() ? "" : ' ' + value;
 }
 
 std::string HelpFormatter::make_option_desc(const CLI::Option* option) const {
-    std::string text = option->get_description();
-    const bool isRequired = option->get_required() && !option->get_positional();
-    for (const std::string& note : {isRequired ? std::string("required") : "", Named("needs ", option->get_needs()),
-                                    Named("not with ", option->get_excludes())}) {
-        if (!note.empty()) text += " (" + note + ')';
-    }
-    return text;
+    std::vector<std::string> conditions;
+    // For positional arguments the line on the usage says it.
+    if (option->get_required() && !option->get_positional()) conditions.emplace_back("required");
+    if (!option->get_needs().empty()) conditions.push_back("needs " + Joined(option->get_needs(), " and "));
+    if (!option->get_excludes().empty()) conditions.push_back("not with " + Joined(option->get_excludes(), " or "));
+    const std::string& description = option->get_description();
+    return conditions.empty() ? description : description + " (" + CLI::detail::join(conditions, ", ") + ')';
 }
 
 }  // namespace orm_trace
