@@ -117,8 +117,21 @@ TEST_F(ToolWriteTest, RefusesBeforeItWrites) {
 
 TEST_F(ToolWriteTest, RefusesCommandLinesAndWhatIsNotInAFile) {
     m_folder.Write("t.tdf", "TDF2" + Trace("12345678"));
+    m_folder.Write("none.tdf", "TDF2");
+    std::filesystem::create_directory("empty");
     // clang-format off
     ExpectRefusals({
+        {"find t.tdf", 2, "--value or --type is required"}, {"find --value 1", 2, "FILE: is required"},
+        {"find t.tdf --value 1 --type 2", 2, "--type"}, {"find t.tdf --mask 1", 2, "--value"},
+        {"find t.tdf --type 256", 2, "not a type from 0 to 0xFF: 256"}, {"find t.tdf --type 1 --limit 0", 2, "--limit"},
+        {"find t.tdf --type 1 --zero now", 2, "--zero: not a time"}, {"find t.tdf --type 1 --context 10001", 2, "--context"},
+        {"find gone --type 1", 4, "gone: No such file or directory"}, {"find empty --type 1", 1, "empty: has no .tdf files"},
+        {"find --type 1 --files-from gone", 4, "gone: No such file or directory"}, {"find t.tdf --type 1", 6, ""},
+        {"find t.tdf --type 1 --from 9", 3, "t.tdf: has no sample 9: the trace ends before sample 1"},
+        {"find none.tdf --type 1", 4, "none.tdf: BinTraceData section cannot be located in the file."},
+        {"stats t.tdf --gap -1", 2, "--gap: not a number of seconds"}, {"stats t.tdf --gap 1s", 2, "--gap"},
+        {"stats t.tdf --gap nan", 2, "--gap"}, {"stats t.tdf --table --json", 2, "--table"},
+        {"stats t.tdf --limit 1000001", 2, "--limit"}, {"stats", 2, "FILE: is required"},
         {"stamp stm 1", 2, "--frequency is required"}, {"stamp stm 1 --frequency 0", 2, "--frequency"},
         {"stamp stm 1 --frequency inf", 2, "not a finite number"},
         {"stamp stm 1 --frequency nan", 2, "not a finite number"},

@@ -5,15 +5,6 @@
 #include "tools/orm-trace/options/HelpFormatter.h"
 
 namespace orm_trace {
-namespace {
-
-// All subcommands, in the order of the help. A new one is added here.
-constexpr std::unique_ptr<Command> (*kCommands[])(CLI::App&) = {
-    AddInfoCommand,   AddListCommand,   AddDumpCommand, AddSamplesCommand, AddVerifyCommand, AddRecoverCommand,
-    AddCreateCommand, AddAppendCommand, AddSaveCommand, AddStampCommand,   AddProbeCommand};
-
-}  // namespace
-
 CommandLine::CommandLine() : app("Inspect, check, repair and write trace files.", "orm-trace") {
     app.formatter(std::make_shared<HelpFormatter>());  // subcommands take it over
     app.set_version_flag("--version", std::string("orm-trace ") + ORM_TRACE_VERSION);
@@ -21,7 +12,10 @@ CommandLine::CommandLine() : app("Inspect, check, repair and write trace files."
     app.failure_message([](const CLI::App*, const CLI::Error& error) {
         return std::string("orm-trace: ") + error.what() + "\nRun with --help for more information.\n";
     });
-    for (const auto add : kCommands) {
+    using AddFunction = std::unique_ptr<Command> (*)(CLI::App&);
+#define ORM_TRACE_ADD(name) Add##name##Command,
+    for (const AddFunction add : {ORM_TRACE_SUBCOMMANDS(ORM_TRACE_ADD)}) {
+#undef ORM_TRACE_ADD
         auto command = add(app);
         subcommands.push_back({app.get_subcommands(nullptr).back(), std::move(command)});
     }

@@ -9,6 +9,18 @@
 
 namespace orm_trace {
 
+// The one table of subcommands, in the order in which --help shows them. For each NAME the unit NAMECommand.cpp defines
+// AddNAMECommand, which adds the subcommand to the command line and returns it, to be kept while that is in use.
+// clang-format off
+#define ORM_TRACE_SUBCOMMANDS(DO) \
+    DO(Info) DO(List) DO(Dump) DO(Samples) DO(Find) DO(Stats) DO(Verify) DO(Recover) DO(Create) DO(Append) DO(Save) \
+    DO(Stamp) DO(Probe)
+// clang-format on
+
+#define ORM_TRACE_DECLARE(name) std::unique_ptr<Command> Add##name##Command(CLI::App& app);
+ORM_TRACE_SUBCOMMANDS(ORM_TRACE_DECLARE)
+#undef ORM_TRACE_DECLARE
+
 // A subcommand with its part of the command line.
 struct Subcommand {
     CLI::App* app;

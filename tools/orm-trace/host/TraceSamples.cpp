@@ -4,8 +4,7 @@
 #include <filesystem>
 
 #include "tdf/TDFHandler.h"
-#include "tools/orm-trace/output/Output.h"
-#include "tools/orm-trace/output/Text.h"
+#include "tools/orm-trace/output/MissingSamples.h"
 
 namespace orm_trace {
 namespace {
@@ -43,15 +42,10 @@ std::optional<TraceSamples::Page> TraceSamples::Next() {
 }
 
 ExitCode TraceSamples::Finish() const {
-    if (m_read == m_wanted && m_next <= m_total) return ExitCode::kOk;
-    const std::string what =
-        m_wanted == 0 ? "has no sample " + std::to_string(m_next) : Missing(m_wanted - m_read, m_wanted, "sample");
-    const std::string reason = m_served < m_total
-                                   ? "a driver cannot address a file of 4 GiB or more, and serves " +
-                                         std::to_string(m_served) + " samples of this one"
-                                   : "the trace ends before sample " + std::to_string(std::min(m_next, m_total));
-    Report(m_file, what + ": " + reason);
-    return ExitCode::kIncomplete;
+    const std::string reason = m_served < m_total ? "a driver cannot address a file of 4 GiB or more, and serves " +
+                                                        std::to_string(m_served) + " samples of this one"
+                                                  : "";
+    return ReportMissing(m_file, {m_next - m_read, m_wanted, m_read, m_total}, reason);
 }
 
 }  // namespace orm_trace

@@ -1,4 +1,4 @@
-// Standard input, line by line.
+// A text file, line by line.
 #pragma once
 
 #include <cerrno>
@@ -6,25 +6,33 @@
 #include <cstdlib>
 #include <cstring>
 #include <optional>
+#include <string>
 #include <string_view>
 
 #include "capture/Error.h"
+#include "tdf/FileIO.h"
 
 namespace orm_trace {
 
 class InputLines {
 public:
-    InputLines() = default;
+    // A path of - is standard input. Errors: Error (kInput): the file cannot be opened.
+    explicit InputLines(const std::string& path = "-")
+        : m_name(path == "-" ? "standard input" : path),
+          m_own(path == "-" ? nullptr : Orm::Lux::Trace::OpenForReading(path.c_str())),
+          m_stream(path == "-" ? stdin : m_own.get()) {
+        if (m_stream == nullptr) throw Error(ErrorKind::kInput, m_name, std::strerror(errno));
+    }
     InputLines(const InputLines&) = delete;
     InputLines& operator=(const InputLines&) = delete;
     ~InputLines() { std::free(m_line); }
 
-    // Returns: the next line, without its end, valid until the next call; nothing at the end of the input.
+    // Returns: the next line, without its end, valid until the next call; nothing at the end of the file.
     // Errors:  Error.
     std::optional<std::string_view> Next() {
-        const ssize_t length = getline(&m_line, &m_size, stdin);
+        const ssize_t length = getline(&m_line, &m_size, m_stream);
         if (length < 0) {
-            if (std::ferror(stdin)) throw Error(ErrorKind::kFailed, "standard input", std::strerror(errno));
+            if (std::ferror(m_stream)) throw Error(ErrorKind::kFailed, m_name, std::strerror(errno));
             return std::nullopt;
         }
         ++m_number;
@@ -36,6 +44,9 @@ public:
     std::size_t Number() const noexcept { return m_number; }
 
 private:
+    std::string m_name;
+    Orm::Lux::Trace::FilePtr m_own;
+    std::FILE* m_stream;
     char* m_line = nullptr;
     std::size_t m_size = 0;
     std::size_t m_number = 0;

@@ -15,6 +15,7 @@ enum class ExitCode {
     kIncomplete = 3,  // finished, but data is missing
     kNotATrace = 4,   // the input is damaged, or cannot be read as what it should be
     kNoDriver = 5,    // the driver library cannot be loaded
+    kDifferent = 6,   // compared and different, or searched and nothing found
 };
 
 // The driver library cannot be loaded.

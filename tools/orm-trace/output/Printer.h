@@ -19,7 +19,7 @@ public:
 
     // Text has nothing around the results of a file. Errors are reported on standard error.
     void File(const std::string&) {}
-    void BeginFiles() {}
+    void BeginFiles(std::size_t /*count*/) {}
     void BeginFile(const std::string&) {}
     void EndFile(const Error* = nullptr) {}
     void End(const Error* = nullptr) {}
@@ -38,7 +38,7 @@ public:
 
     // The file that the document is about, or the array "files", in which each file has an object.
     void File(const std::string& path) { m_json.Members(FileMember(path)); }
-    void BeginFiles() { m_json.Begin('[', "files"); }
+    void BeginFiles(std::size_t /*count*/) { m_json.Begin('[', "files"); }
     void BeginFile(const std::string& path);
     void EndFile(const Error* error = nullptr);
     void End(const Error* error = nullptr);
@@ -91,7 +91,7 @@ template <class Text, class Json, class Work>
 ExitCode PrintFiles(bool asJson, Output& out, const char* command, const std::vector<std::string>& files, Work work) {
     return Print<Text, Json>(asJson, out, command, [&](auto& printer) {
         ExitCode highest = ExitCode::kOk;
-        printer.BeginFiles();
+        printer.BeginFiles(files.size());
         for (const std::string& file : files) highest = std::max(highest, PrintFile(printer, file, work));
         return highest;
     });

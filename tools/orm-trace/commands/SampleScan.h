@@ -1,0 +1,41 @@
+// Going through a range of a capture's samples.
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <vector>
+
+#include "analysis/Word.h"
+#include "capture/SampleFile.h"
+#include "tools/orm-trace/options/RangeOptions.h"
+#include "tools/orm-trace/output/MissingSamples.h"
+#include "tools/orm-trace/output/ProgressBar.h"
+
+namespace orm_trace {
+
+// Calls visit(words, first) with one part of the range after the other, until it returns false or the file ends, and shows
+// progress. Returns: what was asked for and read; if visit ends the scan, nothing more counts as asked for.
+// Errors:  Error, and those of visit.
+template <class Visit> SamplesRead ScanSamples(const SampleFile& file, const RangeOptions& range, Visit visit) {
+    constexpr std::size_t kChunk = 32 * 1024;  // words, 256 KiB
+    SamplesRead samples{range.First(), range.CountOf(file.Count()), 0, file.Count()};
+    const std::uint64_t available = file.Count() - std::min(file.Count(), samples.first);
+    std::vector<std::uint64_t> chunk(
+        static_cast<std::size_t>(std::min<std::uint64_t>({kChunk, samples.wanted, available})));
+    ProgressBar bar(std::min(samples.wanted, available) * sizeof(std::uint64_t));
+    while (samples.read < samples.wanted && !chunk.empty()) {
+        const auto wanted =
+            static_cast<std::size_t>(std::min<std::uint64_t>(chunk.size(), samples.wanted - samples.read));
+        const std::size_t got = file.Read(samples.first + samples.read, {chunk.data(), wanted});
+        samples.read += got;
+        if (!visit(Words(chunk.data(), got), samples.first + samples.read - got)) {
+            samples.wanted = samples.read;
+            break;
+        }
+        bar.Advance(got * sizeof(std::uint64_t));
+        if (got < wanted) break;
+    }
+    return samples;
+}
+
+}  // namespace orm_trace
