@@ -17,7 +17,7 @@ namespace orm_trace {
 // progress. Returns: what was asked for and read; if visit ends the scan, nothing more counts as asked for.
 // Errors:  Error, and those of visit.
 template <class Visit> SamplesRead ScanSamples(const SampleFile& file, const RangeOptions& range, Visit visit) {
-    constexpr std::size_t kChunk = 32 * 1024;  // words, 256 KiB
+    constexpr std::size_t kChunk = 16 * 1024;  // words, 128 KiB
     SamplesRead samples{range.First(), range.CountOf(file.Count()), 0, file.Count()};
     const std::uint64_t available = file.Count() - std::min(file.Count(), samples.first);
     std::vector<std::uint64_t> chunk(
