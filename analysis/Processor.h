@@ -14,7 +14,7 @@ inline bool HasAvx2() noexcept {
 
 }  // namespace orm_trace
 
-// Compiles a function for AVX2 where there is such a thing. What it calls has to be inlined into it.
+// Compiles a function for AVX2, on a processor family that has it. The functions that it calls have to be inlined.
 #if defined(__x86_64__)
 #define ORM_TARGET_AVX2 __attribute__((target("avx2")))
 #else

@@ -48,10 +48,12 @@ WordFilter WordFilter::OfTypes(const std::array<bool, kTypes>& types) noexcept {
 }
 
 std::size_t WordFilter::Next(Words words, std::size_t from) const noexcept {
-    constexpr std::size_t kChunk = 256;  // words, that are searched at once for whether there is a hit
+    // Words that are searched at once for whether there is a hit: few at first, since hits may be close to each other.
+    constexpr std::size_t kFirstChunk = 16;
+    constexpr std::size_t kLargestChunk = 256;
     std::size_t at = from;
-    while (m_isMasked && at < words.size()) {
-        const std::size_t size = std::min(kChunk, words.size() - at);
+    for (std::size_t chunk = kFirstChunk; m_isMasked && at < words.size(); chunk = std::min(2 * chunk, kLargestChunk)) {
+        const std::size_t size = std::min(chunk, words.size() - at);
         if (g_countEqual(words.data() + at, size, m_value, m_mask) != 0) break;
         at += size;
     }

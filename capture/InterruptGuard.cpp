@@ -81,7 +81,7 @@ InterruptGuard::InterruptGuard(Undo undo, const void* work) noexcept {
     g_work = {undo, work, getpid(), gettid()};
     g_isUnfinished = true;
     struct sigaction action {};
-    action.sa_handler = UndoAndEnd;
+    action.sa_handler = UndoAndEnd;  // without SA_RESTART: the process ends, and no call has to go on
     sigfillset(&action.sa_mask);
     for (int signal = 1; signal < _NSIG; ++signal) {
         struct sigaction before {};

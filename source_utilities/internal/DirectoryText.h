@@ -8,7 +8,7 @@
 
 namespace ORM_LUX {
 
-// Returns: the directory, "" if the getter throws because there is no directory.
+// Returns: the directory, "" if the getter throws because none exists.
 inline std::string DirectoryText(const char* (*getter)(std::string&)) {
     std::string directory;
     try {

@@ -1,5 +1,5 @@
 // Answers what lookups through the built library find in each case that comes from standard input, a line a case: "!"
-// where there is no TDF file, "-" where no such section, or position+length. Asking for the length only and loading
+// for a file that is not a TDF file, "-" for a section that is not found, or position+length. Asking for the length only and loading
 // have to agree.
 //
 // A case is, in 32-bit little-endian numbers, the number of lookups, and for each the version, the length of the name and

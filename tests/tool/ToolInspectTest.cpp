@@ -1,5 +1,8 @@
 // Looking into, checking and repairing files from the shell.
+#include <sys/stat.h>
+
 #include <nlohmann/json.hpp>
+#include <thread>
 
 #include "support/ToolFixture.h"
 
@@ -153,6 +156,25 @@ TEST_F(ToolInspectTest, LeavesHomesAlone) {
         EXPECT_EQ(std::filesystem::exists("home/.ORM-trace"), creates) << command << result.err;
         std::filesystem::remove_all("home");
     }
+}
+
+// A folder stands for its .tdf files in the order of their names' bytes; a list of files may be a pipe.
+TEST_F(ToolInspectTest, TakesFoldersAndLists) {
+    std::filesystem::create_directories("d/sub.tdf");
+    for (const char* name : {"d/b.tdf", "d/Z.TDF", "d/a.tdf", "d/sub.tdf/c.tdf"}) {
+        m_folder.Write(name, "TDF2" + test::Trace("12345678"));
+    }
+    m_folder.Write("d/no.bin", "12345678");
+    m_folder.Write("p.bin", "abcdefgh12345678");
+    const std::string word = " 0x3837363534333231\n";
+    const std::string inFolder = "d/Z.TDF: 0" + word + "d/a.tdf: 0" + word + "d/b.tdf: 0" + word;
+    EXPECT_EQ(Tool("find d --type 0x38").out, inFolder);
+    mkfifo("list", 0600);
+    std::thread writer([] { std::ofstream("list") << "p.bin\n\nd\n"; });
+    EXPECT_EQ(Tool("find --files-from list --type 0x38").out, "p.bin: 1" + word + inFolder);
+    writer.join();
+    const std::string table = Tool("stats d p.bin gone --table").out;
+    EXPECT_EQ(std::count(table.begin(), table.end(), '\n'), 1 + 3 + 1) << table;
 }
 
 }  // namespace

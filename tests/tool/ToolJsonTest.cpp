@@ -45,6 +45,7 @@ TEST_F(ToolJsonTest, DocumentsAreAsRecorded) {
     m_folder.Write("gap.tdf", "TDF2" + Section("Notes", 1, "hello") + "lost bytes" + Section("after", 1, "1"));
     m_folder.Write("plain.bin", words + "1234");
     m_folder.Write("no.tdf", words);
+    std::filesystem::create_directory("empty");
     const std::pair<std::string, std::string> rows[] = {
         {"info", "info whole.tdf broken.tdf cut.tdf plain.bin no.tdf gone"},
         {"list", "list twice.tdf"},
@@ -56,6 +57,7 @@ TEST_F(ToolJsonTest, DocumentsAreAsRecorded) {
         {"recover-error", "recover plain.bin --dry-run"},
         {"find", "find plain.bin whole.tdf --type 0xB0 --context 1 --zero '2026-11-16 10:00:00'"},
         {"find-count", "find plain.bin --value 0 --only-count"},
+        {"find-error", "find empty --type 1"},
         {"stats", "stats plain.bin whole.tdf broken.tdf --gap 0.1"},
         {"stamp", "stamp rcv --zero '2026-11-16 10:00:00' --file plain.bin"},
         {"stamp-words", "stamp stm 170000000 --frequency 1e6"}};

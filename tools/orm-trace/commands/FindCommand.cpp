@@ -120,18 +120,19 @@ public:
         m_time.Prepare();
         if (m_limit == 0U) throw Error(ErrorKind::kArgument, "--limit", "has to be at least 1");
         const WordFilter filter = Filter();
-        const auto files = m_files.Files();
+        m_showsProgress = m_isOnlyCount || !out.IsTerminal();  // which would mix with the hits
         bool isFound = false;
-        const ExitCode code =
-            PrintFiles<TextFind, JsonFind>(m_json, out, "find", files, [&](auto& printer, const std::string& path) {
-                const SampleFile file(path);
-                if (!m_isOnlyCount) printer.BeginHits();
-                const auto [samples, hits] = m_isOnlyCount ? CountHits(file, filter) : PrintHits(file, filter, printer);
-                if (!m_isOnlyCount) printer.EndHits();
-                printer.Total(hits, m_isOnlyCount);
-                isFound = isFound || hits != 0;
-                return ReportMissing(path, samples);
-            });
+        const auto work = [&](auto& printer, const std::string& path) {
+            const SampleFile file(path);
+            if (!m_isOnlyCount) printer.BeginHits();
+            const auto [samples, hits] = m_isOnlyCount ? CountHits(file, filter) : PrintHits(file, filter, printer);
+            if (!m_isOnlyCount) printer.EndHits();
+            printer.Total(hits, m_isOnlyCount);
+            isFound = isFound || hits != 0;
+            return ReportMissing(path, samples);
+        };
+        const ExitCode code = Print<TextFind, JsonFind>(
+            m_json, out, "find", [&](auto& printer) { return PrintFiles(printer, m_files.Files(), work); });
         return code == ExitCode::kOk && !isFound ? ExitCode::kDifferent : code;
     }
 
@@ -159,7 +160,7 @@ private:
     Found CountHits(const SampleFile& file, const WordFilter& filter) const {
         Found found;
         const std::uint64_t limit = m_limit.value_or(UINT64_MAX);
-        found.samples = ScanSamples(file, m_range, [&](Words words, std::uint64_t) {
+        found.samples = ScanSamples(file, m_range, m_showsProgress, [&](Words words, std::uint64_t) {
             found.hits = std::min(limit, found.hits + filter.Count(words));
             return found.hits < limit;
         });
@@ -173,7 +174,7 @@ private:
                 {sample, word, isHit, IsStamp(word) ? m_time.TimeAt(TicksOf(word, m_time.Reference())) : std::nullopt});
         });
         const std::uint64_t limit = m_limit.value_or(UINT64_MAX);
-        found.samples = ScanSamples(file, m_range, [&](Words words, std::uint64_t first) {
+        found.samples = ScanSamples(file, m_range, m_showsProgress, [&](Words words, std::uint64_t first) {
             for (std::size_t at = 0; at < words.size();) {
                 const std::size_t hit = found.hits < limit ? filter.Next(words, at) : words.size();
                 // Of the words between hits only those near one can be context.
@@ -204,6 +205,7 @@ private:
     std::optional<std::uint64_t> m_limit;
     std::uint64_t m_context = 0;
     bool m_isOnlyCount = false;
+    bool m_showsProgress = false;
     TimeOptions m_time;
     bool m_json = false;
 };

@@ -121,7 +121,7 @@ public:
     }
 
     ExitCode Run(Output& out) override {
-        return PrintFiles<TextInfo, JsonInfo>(m_json, out, "info", m_files, [](auto& printer, const std::string& path) {
+        const auto work = [](auto& printer, const std::string& path) {
             const InputFile file(path);
             if (file.HasIdentifier() && file.IsNamedTdf()) {
                 const TdfInfo info(file);
@@ -132,7 +132,9 @@ public:
             printer.Describe(info);
             if (info.note) Report(path, info.note);
             return file.IsNamedTdf() ? ExitCode::kNotATrace : ExitCode::kOk;
-        });
+        };
+        return Print<TextInfo, JsonInfo>(m_json, out, "info",
+                                         [&](auto& printer) { return PrintFiles(printer, m_files, work); });
     }
 
 private:

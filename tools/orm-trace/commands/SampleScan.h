@@ -13,16 +13,17 @@
 
 namespace orm_trace {
 
-// Calls visit(words, first) with one part of the range after the other, until it returns false or the file ends, and shows
-// progress. Returns: what was asked for and read; if visit ends the scan, nothing more counts as asked for.
+// Calls visit(words, first) with one part of the range after the other, until it returns false or the file ends. Shows
+// progress if that is wanted. Returns: what was asked for and read; if visit ends the scan, nothing more counts as asked for.
 // Errors:  Error, and those of visit.
-template <class Visit> SamplesRead ScanSamples(const SampleFile& file, const RangeOptions& range, Visit visit) {
+template <class Visit>
+SamplesRead ScanSamples(const SampleFile& file, const RangeOptions& range, bool showsProgress, Visit visit) {
     constexpr std::size_t kChunk = 16 * 1024;  // words, 128 KiB
     SamplesRead samples{range.First(), range.CountOf(file.Count()), 0, file.Count()};
     const std::uint64_t available = file.Count() - std::min(file.Count(), samples.first);
     std::vector<std::uint64_t> chunk(
         static_cast<std::size_t>(std::min<std::uint64_t>({kChunk, samples.wanted, available})));
-    ProgressBar bar(std::min(samples.wanted, available) * sizeof(std::uint64_t));
+    ProgressBar bar(std::min(samples.wanted, available) * sizeof(std::uint64_t), showsProgress);
     while (samples.read < samples.wanted && !chunk.empty()) {
         const auto wanted =
             static_cast<std::size_t>(std::min<std::uint64_t>(chunk.size(), samples.wanted - samples.read));

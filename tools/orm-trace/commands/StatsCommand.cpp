@@ -163,16 +163,16 @@ public:
         const auto work = [&](auto& printer, const std::string& path) {
             const SampleFile file(path);
             Statistics statistics(m_range.First(), settings);
-            const SamplesRead samples = ScanSamples(file, m_range, [&](Words words, std::uint64_t) {
+            const SamplesRead samples = ScanSamples(file, m_range, true, [&](Words words, std::uint64_t) {
                 statistics.Add(words);
                 return true;
             });
             printer.Describe(path, statistics, m_time);
             return ReportMissing(path, samples);
         };
-        const auto files = m_files.Files();
-        if (m_isTable) return PrintFiles<TableStats, JsonStats>(false, out, "stats", files, work);
-        return PrintFiles<TextStats, JsonStats>(m_json, out, "stats", files, work);
+        const auto print = [&](auto& printer) { return PrintFiles(printer, m_files.Files(), work); };
+        if (m_isTable) return PrintWith<TableStats>(out, "stats", print);
+        return Print<TextStats, JsonStats>(m_json, out, "stats", print);
     }
 
 private:

@@ -84,20 +84,21 @@ public:
     }
 
     ExitCode Run(Output& out) override {
-        return PrintFiles<TextVerify, JsonVerify>(
-            m_json, out, "verify", m_files, [](auto& printer, const std::string& path) {
-                const InputFile file(path);
-                file.RequireIdentifier();
-                SectionWalk walk(file);
-                while (walk.Next()) continue;
-                printer.Begin();
-                FindUnreachable(file, walk.Count(), [&](const Unreachable& unreachable) {
-                    printer.Section(unreachable);
-                    Report(path, unreachable.Message());
-                });
-                printer.Summary(file, walk);
-                return ReportFault(path, walk);
+        const auto work = [](auto& printer, const std::string& path) {
+            const InputFile file(path);
+            file.RequireIdentifier();
+            SectionWalk walk(file);
+            while (walk.Next()) continue;
+            printer.Begin();
+            FindUnreachable(file, walk.Count(), [&](const Unreachable& unreachable) {
+                printer.Section(unreachable);
+                Report(path, unreachable.Message());
             });
+            printer.Summary(file, walk);
+            return ReportFault(path, walk);
+        };
+        return Print<TextVerify, JsonVerify>(m_json, out, "verify",
+                                             [&](auto& printer) { return PrintFiles(printer, m_files, work); });
     }
 
 private:

@@ -16,10 +16,10 @@ namespace orm_trace {
 
 class InputLines {
 public:
-    // A path of - is standard input. Errors: Error (kInput): the file cannot be opened.
+    // A path of - is standard input. A pipe is waited for. Errors: Error (kInput): the file cannot be opened.
     explicit InputLines(const std::string& path = "-")
         : m_name(path == "-" ? "standard input" : path),
-          m_own(path == "-" ? nullptr : Orm::Lux::Trace::OpenForReading(path.c_str())),
+          m_own(path == "-" ? nullptr : std::fopen(path.c_str(), "rbe")),
           m_stream(path == "-" ? stdin : m_own.get()) {
         if (m_stream == nullptr) throw Error(ErrorKind::kInput, m_name, std::strerror(errno));
     }

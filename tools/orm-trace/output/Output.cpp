@@ -29,6 +29,8 @@ void Output::Write(std::string_view data) {
     Check(m_data && std::fwrite(data.data(), 1, data.size(), m_data.get()) == data.size());
 }
 
+bool Output::IsTerminal() const noexcept { return m_data && isatty(fileno(m_data.get())); }
+
 void Output::Close() {
     if (m_data) Check(std::fclose(m_data.release()) == 0);
 }

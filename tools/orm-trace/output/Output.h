@@ -31,6 +31,9 @@ public:
     // Errors: OutputError (kFailed). Nothing is written afterwards.
     void Write(std::string_view data);
 
+    // Whether the data goes to a terminal.
+    bool IsTerminal() const noexcept;
+
     // Writes what is buffered, and closes. Errors: as Write.
     void Close();
 

@@ -87,14 +87,12 @@ template <class Printer, class Work> ExitCode PrintFile(Printer& printer, const 
 }
 
 // Does that for each of the files. Returns: the highest code.
-template <class Text, class Json, class Work>
-ExitCode PrintFiles(bool asJson, Output& out, const char* command, const std::vector<std::string>& files, Work work) {
-    return Print<Text, Json>(asJson, out, command, [&](auto& printer) {
-        ExitCode highest = ExitCode::kOk;
-        printer.BeginFiles(files.size());
-        for (const std::string& file : files) highest = std::max(highest, PrintFile(printer, file, work));
-        return highest;
-    });
+template <class Printer, class Work>
+ExitCode PrintFiles(Printer& printer, const std::vector<std::string>& files, Work work) {
+    ExitCode highest = ExitCode::kOk;
+    printer.BeginFiles(files.size());
+    for (const std::string& file : files) highest = std::max(highest, PrintFile(printer, file, work));
+    return highest;
 }
 
 }  // namespace orm_trace

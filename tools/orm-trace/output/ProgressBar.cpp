@@ -24,8 +24,8 @@ std::uint64_t SizeOf(const std::string& path) {
 
 }  // namespace
 
-ProgressBar::ProgressBar(std::uint64_t total)
-    : m_isShown(isatty(STDERR_FILENO)), m_total(total), m_next(Clock::now() + kFirst) {}
+ProgressBar::ProgressBar(std::uint64_t total, bool isWanted)
+    : m_isShown(isWanted && isatty(STDERR_FILENO)), m_total(total), m_next(Clock::now() + kFirst) {}
 
 ProgressBar::~ProgressBar() {
     if (m_isDrawn) std::fputs("\r\033[K", stderr);

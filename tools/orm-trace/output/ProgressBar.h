@@ -14,7 +14,7 @@ namespace orm_trace {
 // erased when the object is.
 class ProgressBar {
 public:
-    explicit ProgressBar(std::uint64_t total);
+    explicit ProgressBar(std::uint64_t total, bool isWanted = true);
     ~ProgressBar();
     ProgressBar(const ProgressBar&) = delete;
     ProgressBar& operator=(const ProgressBar&) = delete;
