@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 
 #include "source_utilities/internal/OpenDescriptor.h"
@@ -36,6 +37,10 @@ FilePtr OpenUnbuffered(const char* path, int flags, const char* mode) noexcept {
     if (stream) std::setvbuf(stream.get(), nullptr, _IONBF, 0);
     return stream;
 }
+
+// Units: bytes, of one call. The kernel refuses a read whose buffer would end after the address space, even if the file
+// ends long before: a caller may ask for more than its buffer has room for, if it knows that the file has less.
+constexpr std::size_t kMaxRead = 1 << 20;
 
 // Calls step, which continues after the bytes that are done, until all are done, the file ends, or it fails.
 template <class Step> std::size_t Transfer(std::size_t size, Step step) noexcept {
@@ -75,7 +80,8 @@ std::size_t ReadAt(std::FILE* stream, std::uint64_t offset, void* buffer, std::s
         return std::fread(buffer, 1, size, stream);
     }
     return Transfer(size, [&](std::size_t done) {
-        return pread(descriptor, static_cast<char*>(buffer) + done, size - done, static_cast<off_t>(offset + done));
+        return pread(descriptor, static_cast<char*>(buffer) + done, std::min(size - done, kMaxRead),
+                     static_cast<off_t>(offset + done));
     });
 }
 

@@ -126,6 +126,18 @@ TEST_F(DriverTest, ReadsWhatTheFileHas) {
     EXPECT_EQ(Read(4, 0xFFFFFFFE), "");
     EXPECT_EQ(m_read, 6U);
     ExpectRead(4, 3, 3);
+    // Even if so many samples would not fit in the address space after the buffer.
+    constexpr std::size_t kSize = 1 << 16;
+    void* high = MAP_FAILED;
+    for (std::uintptr_t at = (std::uintptr_t{1} << 47) - (std::uintptr_t{16} << 20); high == MAP_FAILED; at -= 16 << 20) {
+        high = mmap(reinterpret_cast<void*>(at), kSize, PROT_READ | PROT_WRITE,
+                    MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED_NOREPLACE, -1, 0);
+    }
+    auto* const samples = static_cast<unsigned long*>(high);
+    EXPECT_EQ(test::ErrorOf([&] { m_driver->SeekReadTraceData(4, 0xFFFFFFFE, samples, &m_read); }), "");
+    EXPECT_EQ(m_read, 6U);
+    EXPECT_EQ(samples[5], 0x1009U);
+    munmap(high, kSize);
 }
 
 TEST_F(DriverTest, ServesWhat32BitsCanAddress) {
