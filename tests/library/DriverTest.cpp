@@ -1,5 +1,6 @@
 // Loading and reading traces through the built library, in this process.
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
