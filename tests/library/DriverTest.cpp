@@ -130,7 +130,8 @@ TEST_F(DriverTest, ReadsWhatTheFileHas) {
     // Even if so many samples would not fit in the address space after the buffer.
     constexpr std::size_t kSize = 1 << 16;
     void* high = MAP_FAILED;
-    for (std::uintptr_t at = (std::uintptr_t{1} << 47) - (std::uintptr_t{16} << 20); high == MAP_FAILED; at -= 16 << 20) {
+    for (std::uintptr_t at = (std::uintptr_t{1} << 47) - (std::uintptr_t{16} << 20); high == MAP_FAILED;
+         at -= 16 << 20) {
         high = mmap(reinterpret_cast<void*>(at), kSize, PROT_READ | PROT_WRITE,
                     MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED_NOREPLACE, -1, 0);
     }
