@@ -169,6 +169,7 @@ TEST_F(ToolInspectTest, TakesFoldersAndLists) {
     const std::string word = " 0x3837363534333231\n";
     const std::string inFolder = "d/Z.TDF: 0" + word + "d/a.tdf: 0" + word + "d/b.tdf: 0" + word;
     EXPECT_EQ(Tool("find d --type 0x38").out, inFolder);
+    EXPECT_EQ(Tool("find --type 0x38 d").out, inFolder);  // an option takes one value
     mkfifo("list", 0600);
     std::thread writer([] { std::ofstream("list") << "p.bin\n\nd\n"; });
     EXPECT_EQ(Tool("find --files-from list --type 0x38").out, "p.bin: 1" + word + inFolder);

@@ -106,6 +106,7 @@ public:
             ->option_text("T ...")
             ->expected(1)
             ->take_all()
+            ->allow_extra_args(false)
             ->excludes(value);
         m_range.AddTo(app);
         AddNumberOption(app, "--limit", m_limit, UINT64_MAX, "Stop after this many hits in each file");

@@ -30,7 +30,8 @@ CLI::Option* SectionOptions::AddTo(CLI::App& app) {
                     "Section to write, with FILE's bytes as its data; a FILE of - is standard input")
         ->option_text("NAME:VERSION@FILE ...")
         ->expected(1)
-        ->take_all();
+        ->take_all()
+        ->allow_extra_args(false);
 }
 
 std::vector<SectionSource> SectionOptions::Open() const {
