@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "analysis/BlockCounts.h"
 #include "analysis/Processor.h"
 
 namespace orm_trace {
@@ -26,7 +27,7 @@ Statistics::Statistics(std::uint64_t first, const Settings& settings) : m_settin
 
 void Statistics::Add(Words words) {
     while (!words.empty()) {
-        const Words block = words.first(std::min(kBlock, words.size()));
+        const Words block = words.first(std::min(kBlockWords, words.size()));
         AddBlock(block);
         words = words.subspan(block.size());
     }
@@ -34,29 +35,9 @@ void Statistics::Add(Words words) {
 
 void Statistics::AddBlock(Words block) {
     AddRuns(block);
-    // Stamps are collected without a branch, since none could predict where they are. Neighbours count in different
-    // tables: a word does not wait for the one before it, which often has its type.
-    std::array<std::array<std::uint16_t, kTypes>, 4> counts{};
-    std::array<std::uint16_t, kBlock + 1> stamps;
-    std::size_t stampCount = 0;
-    const auto add = [&](std::size_t n, std::size_t table) {
-        const std::uint8_t type = TypeOf(block[n]);
-        ++counts[table][type];
-        stamps[stampCount] = static_cast<std::uint16_t>(n);
-        stampCount += kIsStamp[type];
-    };
-    std::size_t n = 0;
-    for (; n + 4 <= block.size(); n += 4) {
-        add(n, 0);
-        add(n + 1, 1);
-        add(n + 2, 2);
-        add(n + 3, 3);
-    }
-    for (; n < block.size(); ++n) add(n, 0);
-    for (std::size_t type = 0; type < kTypes; ++type) {
-        m_types[type] += std::uint32_t{counts[0][type]} + counts[1][type] + counts[2][type] + counts[3][type];
-    }
-    AddStamps(block, {stamps.data(), stampCount});
+    const BlockCounts counts(block);
+    for (std::size_t type = 0; type < kTypes; ++type) m_types[type] += counts.Types()[type];
+    AddStamps(block, counts.Stamps());
     m_samples += block.size();
 }
 

@@ -29,6 +29,8 @@ struct StampTotals {
     std::uint64_t last = 0;
     std::uint64_t least = UINT64_MAX;
     std::uint64_t greatest = 0;
+
+    friend bool operator==(const StampTotals&, const StampTotals&) = default;
 };
 
 // Neighbouring words that are equal.
@@ -65,8 +67,6 @@ public:
     const EqualRun& LongestRun() const noexcept { return m_longest; }
 
 private:
-    static constexpr std::size_t kBlock = 4096;  // words, that stay in the processor's first cache
-
     void AddBlock(Words block);
     void AddStamps(Words block, std::span<const std::uint16_t> indexes);
     void AddRuns(Words block);
