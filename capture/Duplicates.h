@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "capture/InputFile.h"
+#include "capture/SectionIdentity.h"
 #include "capture/SectionWalk.h"
 
 namespace orm_trace {
@@ -22,7 +23,7 @@ public:
         : m_file(file), m_part(part), m_parts(parts) {}
 
     // Returns: whether the section belongs to this part.
-    bool Has(const Orm::Lux::Trace::TDFSection& section) const noexcept { return Hash(section) % m_parts == m_part; }
+    bool Has(const Orm::Lux::Trace::TDFSection& section) const noexcept { return HashOf(section) % m_parts == m_part; }
 
     // Returns: the offset of the first section that has the name and version of this one, if there is one before it.
     // REQUIRES: the section belongs to this part. Errors: Error.
@@ -35,9 +36,7 @@ private:
     };
     static constexpr std::uint64_t kLimit = 15U << 17;  // sections of a part, on average: 2^21 fill half of the slots
 
-    static std::uint64_t Hash(const Orm::Lux::Trace::TDFSection& section) noexcept;
     void Grow();
-    bool IsSame(std::uint32_t offset, const Orm::Lux::Trace::TDFSection& section) const;
 
     const InputFile& m_file;
     std::uint64_t m_part;

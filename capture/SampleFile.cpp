@@ -1,7 +1,6 @@
 #include "capture/SampleFile.h"
 
 #include <algorithm>
-#include <utility>
 
 #include "capture/TranslateErrors.h"
 #include "tdf/TDFFile.h"
@@ -11,23 +10,37 @@ namespace orm_trace {
 
 using namespace Orm::Lux::Trace;
 
-SampleFile::SampleFile(std::string path) : m_file(std::move(path)) {
-    std::uint64_t length = m_file.Size();
-    if (m_file.HasIdentifier() && m_file.IsNamedTdf()) {
+SampleFile::SampleFile(const InputFile& file)
+    : m_file(file), m_isTdf(file.HasIdentifier() && file.IsNamedTdf()), m_bytes{0, file.Size()} {
+    if (m_isTdf) {
         const TDFFile::Data data = TranslateErrors(ErrorKind::kInput, m_file.Path(), [&] {
             return TDFFile(m_file.Stream()).Require(kTraceSection, kTraceVersion);
         });
-        m_offset = data.offset;
-        length = data.length;
+        m_bytes = {data.offset, std::uint64_t{data.offset} + data.length};
     }
-    m_count = (length + kSampleSize - 1) / kSampleSize;
+    m_count = (m_bytes.end - m_bytes.begin + kSampleSize - 1) / kSampleSize;
+}
+
+std::uint64_t SampleFile::Available() const noexcept {
+    return std::min(m_count, (m_file.Size() - std::min(m_file.Size(), m_bytes.begin)) / kSampleSize);
+}
+
+SampleFile::Range SampleFile::BytesOf(std::uint64_t first, std::uint64_t count) const noexcept {
+    const std::uint64_t end = first + std::min(count, m_count - first);
+    return {m_bytes.begin + first * kSampleSize, std::min(m_bytes.begin + end * kSampleSize, m_bytes.end)};
 }
 
 std::size_t SampleFile::Read(std::uint64_t first, std::span<std::uint64_t> words) const {
     static_assert(sizeof(std::uint64_t) == kSampleSize);
     const auto wanted =
         static_cast<std::size_t>(std::min<std::uint64_t>(words.size(), m_count - std::min(m_count, first)));
-    return m_file.ReadAt(m_offset + first * kSampleSize, words.data(), wanted * kSampleSize) / kSampleSize;
+    return m_file.ReadAt(m_bytes.begin + first * kSampleSize, words.data(), wanted * kSampleSize) / kSampleSize;
+}
+
+bool SampleFile::HasGrown() const {
+    if (m_isTdf) return false;
+    m_file.Measure();
+    return m_file.Size() > m_bytes.end;
 }
 
 }  // namespace orm_trace

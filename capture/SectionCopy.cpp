@@ -45,6 +45,28 @@ void SectionCopy::Add(const Salvage::Item& item) {
     ++m_count;
 }
 
+void SectionCopy::AddNew(std::string_view name, std::uint32_t version, std::uint64_t begin, std::uint64_t end) {
+    WriteHeader(name, version, end - begin);
+    m_runBegin = begin;
+    m_runEnd = end;
+}
+
+void SectionCopy::AddNew(std::string_view name, std::uint32_t version, std::string_view data) {
+    WriteHeader(name, version, data.size());
+    m_bytes.Write(data.data(), data.size());
+}
+
+// size: of the data, in bytes.
+void SectionCopy::WriteHeader(std::string_view name, std::uint32_t version, std::uint64_t size) {
+    CopyRun();
+    const auto nameLength = static_cast<std::uint32_t>(name.size());
+    const FixedHeader header =
+        StoreHeader(static_cast<std::uint32_t>(kFixedHeaderSize + nameLength + size), version, nameLength);
+    m_bytes.Write(header.data(), header.size());
+    m_bytes.Write(name.data(), name.size());
+    ++m_count;
+}
+
 void SectionCopy::Verify() {
     CopyRun();
     m_bytes.Finish();

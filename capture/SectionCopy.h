@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "capture/ByteCopy.h"
 #include "capture/InputFile.h"
@@ -20,11 +21,19 @@ public:
     // Copies a section, byte for byte except for its length.
     void Add(const Salvage::Item& item);
 
+    // Writes a section of this name and version: its data is a range of the file that is copied from, or these bytes.
+    void AddNew(std::string_view name, std::uint32_t version, std::uint64_t begin, std::uint64_t end);
+    void AddNew(std::string_view name, std::uint32_t version, std::string_view data);
+
+    // Returns: the sections that were added.
+    std::uint64_t Count() const noexcept { return m_count; }
+
     // Closes the file, and checks that lookups reach every section that was copied, and that nothing follows them.
     void Verify();
 
 private:
     void CopyRun();
+    void WriteHeader(std::string_view name, std::uint32_t version, std::uint64_t size);
 
     const InputFile& m_from;
     std::string m_path;

@@ -62,6 +62,27 @@ std::string WithoutControls(std::string_view text) {
     return clean;
 }
 
+std::string HexOf(std::string_view bytes) {
+    std::string text;
+    for (const char c : bytes) {
+        const auto byte = static_cast<unsigned char>(c);
+        (text += "0123456789abcdef"[byte >> 4]) += "0123456789abcdef"[byte & 0xF];
+    }
+    return text;
+}
+
+std::optional<std::string> BytesOfHex(std::string_view digits) {
+    if (digits.size() % 2 != 0) return std::nullopt;
+    std::string bytes(digits.size() / 2, '\0');
+    for (std::size_t n = 0; n < bytes.size(); ++n) {
+        unsigned byte = 0;
+        const char* const at = digits.data() + 2 * n;
+        if (std::from_chars(at, at + 2, byte, 16).ptr != at + 2) return std::nullopt;
+        bytes[n] = static_cast<char>(byte);
+    }
+    return bytes;
+}
+
 std::string SectionLabel(std::string_view name, std::optional<std::uint64_t> version) {
     std::string text = '"' + Escaped(name) + '"';
     if (version) (text += ':') += std::to_string(*version);

@@ -14,6 +14,10 @@ std::string Escaped(std::string_view bytes);
 // Returns: the bytes that Escaped has written so; nothing for a text with a backslash that begins neither.
 std::optional<std::string> Unescaped(std::string_view text);
 
+// Returns: two digits for each byte, without a prefix; and the bytes of such digits, nothing for another text.
+std::string HexOf(std::string_view bytes);
+std::optional<std::string> BytesOfHex(std::string_view digits);
+
 // Returns: text with its control bytes as \xNN: for paths and messages, whose encoding is that of the terminal.
 std::string WithoutControls(std::string_view text);
 

@@ -14,7 +14,7 @@ struct Recovery {
     explicit Recovery(const std::string& options) { app.parse("recover f.tdf" + options); }
 
     ExitCode Run() {
-        orm_trace::Output out;
+        orm_trace::StandardOutput out;
         try {
             const ExitCode code = command->Run(out);
             out.Close();

@@ -1,4 +1,4 @@
-// The documents of --json: byte for byte as recorded, and each member of one type.
+// What --json and --json-lines write: byte for byte as recorded, and each member of one type.
 //
 // ORM_TEST_UPDATE=1 records what the tool writes.
 #include <nlohmann/json.hpp>
@@ -12,11 +12,18 @@ using nlohmann::json;
 using test::Section;
 
 struct ToolJsonTest : test::ToolFixture {
-    void Compare(const std::string& name, const std::string& document) {
-        const std::string path = std::string(ORM_SOURCE_DIR) + "/tests/tool/documents/" + name + ".json";
-        if (std::getenv("ORM_TEST_UPDATE") != nullptr) std::ofstream(path, std::ios::binary) << document;
-        EXPECT_EQ(document, test::ReadAll(path)) << name;
-        CollectTypes(json::parse(document));
+    void Compare(const std::string& name, const std::string& text) {
+        const std::string path = std::string(ORM_SOURCE_DIR) + "/tests/tool/documents/" + name;
+        if (std::getenv("ORM_TEST_UPDATE") != nullptr) std::ofstream(path, std::ios::binary) << text;
+        EXPECT_EQ(text, test::ReadAll(path)) << name;
+        CollectTypesOf(path);
+    }
+
+    // One document, or one a line.
+    void CollectTypesOf(const std::filesystem::path& path) {
+        if (path.extension() == ".json") return CollectTypes(json::parse(test::ReadAll(path.string())));
+        std::ifstream file(path);
+        for (std::string line; std::getline(file, line);) CollectTypes(json::parse(line));
     }
 
     // The null of a variable that is not set, and variables themselves, are as the environment has them.
@@ -45,6 +52,7 @@ TEST_F(ToolJsonTest, DocumentsAreAsRecorded) {
     m_folder.Write("gap.tdf", "TDF2" + Section("Notes", 1, "hello") + "lost bytes" + Section("after", 1, "1"));
     m_folder.Write("plain.bin", words + "1234");
     m_folder.Write("no.tdf", words);
+    m_folder.Write("other.tdf", "TDF2" + Section("Notes", 1, "hallo") + test::Trace("12345678" + words));
     std::filesystem::create_directory("empty");
     const std::pair<std::string, std::string> rows[] = {
         {"info", "info whole.tdf broken.tdf cut.tdf plain.bin no.tdf gone"},
@@ -60,8 +68,27 @@ TEST_F(ToolJsonTest, DocumentsAreAsRecorded) {
         {"find-error", "find empty --type 1"},
         {"stats", "stats plain.bin whole.tdf broken.tdf --gap 0.1"},
         {"stamp", "stamp rcv --zero '2026-11-16 10:00:00' --file plain.bin"},
-        {"stamp-words", "stamp stm 170000000 --frequency 1e6"}};
-    for (const auto& [name, arguments] : rows) Compare(name, Tool(arguments + " --json").out);
+        {"stamp-words", "stamp stm 170000000 --frequency 1e6"},
+        {"samples", "samples whole.tdf --ticks --zero '2026-11-16 10:00:00'"},
+        {"diff", "diff other.tdf twice.tdf --limit 1"},
+        {"diff-plain", "diff plain.bin whole.tdf"},
+        {"diff-error", "diff whole.tdf plain.bin --section Notes"},
+        {"cut", "cut plain.bin -o part.tdf --from 1"},
+        {"cut-part", "cut part.tdf -o next.tdf --from 1"},
+        {"cut-no-origin", "cut twice.tdf -o less.tdf --count 1 --drop Notes --no-origin"},
+        {"cut-error", "cut whole.tdf -o whole.tdf"},
+        {"info-cut", "info next.tdf less.tdf"}};
+    for (const auto& [name, arguments] : rows) Compare(name + ".json", Tool(arguments + " --json").out);
+    const std::pair<std::string, std::string> lines[] = {
+        {"list", "list broken.tdf"},
+        {"samples", "samples cut.tdf --zero '2026-11-16 10:00:00' --exact"},
+        {"find", "find whole.tdf gone plain.bin --type 0xB0 --context 1"},
+        {"find-count", "find whole.tdf --type 0xB0 --only-count"},
+        {"verify", "verify whole.tdf twice.tdf cut.tdf gone"},
+        {"diff", "diff other.tdf twice.tdf"},
+        {"stamp", "stamp rcv --ticks --file plain.bin"},
+        {"stamp-error", "stamp stm 1 x --frequency 1"}};
+    for (const auto& [name, arguments] : lines) Compare(name + ".jsonl", Tool(arguments + " --json-lines").out);
     // Paths and the process differ; the driver that was loaded is always the last of its libraries.
     json probe = json::parse(Tool("probe --json").out);
     probe["libraries"]["loaded"] = json::array({probe["libraries"]["loaded"].back()});
@@ -69,8 +96,8 @@ TEST_F(ToolJsonTest, DocumentsAreAsRecorded) {
     for (const char* own : {"/[^\"]*/", "orm-test-[A-Za-z0-9]+", "_[0-9]{8}_[0-9]+", "[0-9]{2,}(?=\")"}) {
         text = std::regex_replace(text, std::regex(own), "");
     }
-    Compare("probe", text);
-    m_types.erase("stamps");  // of stamp, and of stats
+    Compare("probe.json", text);
+    for (const char* member : {"stamps", "samples", "first"}) m_types.erase(member);  // as the page says
     for (const auto& [member, types] : m_types) EXPECT_EQ(types.size(), 1U) << member << " has several types";
 }
 
@@ -82,7 +109,7 @@ TEST_F(ToolJsonTest, ExampleOfThePageIsTrue) {
     EXPECT_NE(page.find("$ orm-trace list --json broken.tdf\n" + document + "```"), std::string::npos) << document;
     // Every member that documents have is described.
     for (const auto& entry : std::filesystem::directory_iterator(ORM_SOURCE_DIR "/tests/tool/documents")) {
-        CollectTypes(json::parse(test::ReadAll(entry.path())));
+        CollectTypesOf(entry.path());
     }
     for (const auto& [member, types] : m_types) {
         const bool isVariable = member.find('_') != member.npos && std::isupper(member[0]) != 0;

@@ -144,7 +144,7 @@ TEST_F(ToolWriteTest, RefusesCommandLinesAndWhatIsNotInAFile) {
         {"stamp rcv --only-stamps 1 --zero '2026-02-28 00:00:00'", 2, "--only-stamps"},
         {"samples t.tdf --from 010", 3, "has no sample 10: the trace ends before sample 1"},
         {"samples t.tdf --format 1", 2, "--format"}, {"", 2, ""}, {"samples", 2, ""}, {"samples a --from -1", 2, ""},
-        {"samples a --count", 2, ""}, {"samples a b", 2, ""}, {"samples a --from 4294967296", 2, ""},
+        {"samples a --count", 2, ""}, {"samples a b", 2, ""}, {"samples t.tdf --from 4294967296", 3, "has no sample 4294967296"},
         {"samples a --format xml", 2, ""}});
     // clang-format on
 }

@@ -11,14 +11,14 @@ namespace {
 using namespace orm_trace;
 
 ExitCode Run(Command& command) {
-    Output out;
+    StandardOutput out;
     const ExitCode code = command.Run(out);
     out.Close();
     return code;
 }
 
 ExitCode Print(const std::string& text) {
-    Output out;
+    StandardOutput out;
     out.Write(text);
     out.Close();
     return ExitCode::kOk;

@@ -13,8 +13,8 @@ namespace orm_trace {
 // AddNAMECommand, which adds the subcommand to the command line and returns it, to be kept while that is in use.
 // clang-format off
 #define ORM_TRACE_SUBCOMMANDS(DO) \
-    DO(Info) DO(List) DO(Dump) DO(Samples) DO(Find) DO(Stats) DO(Verify) DO(Recover) DO(Create) DO(Append) DO(Save) \
-    DO(Stamp) DO(Probe)
+    DO(Info) DO(List) DO(Dump) DO(Samples) DO(Find) DO(Stats) DO(Diff) DO(Verify) DO(Recover) DO(Cut) DO(Create) \
+    DO(Append) DO(Save) DO(Stamp) DO(Probe)
 // clang-format on
 
 #define ORM_TRACE_DECLARE(name) std::unique_ptr<Command> Add##name##Command(CLI::App& app);

@@ -8,9 +8,10 @@
 
 #include "capture/SectionWalk.h"
 #include "tools/orm-trace/commands/Command.h"
+#include "tools/orm-trace/options/ChoiceOption.h"
 #include "tools/orm-trace/options/NumberOption.h"
 #include "tools/orm-trace/options/ParseNumber.h"
-#include "tools/orm-trace/options/SectionName.h"
+#include "tools/orm-trace/options/SectionPattern.h"
 #include "tools/orm-trace/output/Text.h"
 
 namespace orm_trace {
@@ -45,24 +46,6 @@ void AppendCsvLine(std::string& text, std::uint64_t offset, std::string_view byt
     text += '\n';
 }
 
-// The section asked for: the first with this name and, if given, this version; or the one with this index.
-struct Choice {
-    std::string name;
-    std::optional<std::uint64_t> version;
-    std::optional<std::uint64_t> index;
-
-    void SetNameVersion(const std::string& text) {
-        const std::size_t colon = text.rfind(':');
-        if (colon != text.npos) version = ParseNumber(text.substr(colon + 1));
-        name = SectionName(version ? text.substr(0, colon) : text);
-    }
-    bool Fits(const SectionWalk& walk) const {
-        if (index) return walk.Index() == *index;
-        return walk.Section().name == name && (!version || walk.Section().version == *version);
-    }
-    std::string Label() const { return "section " + (index ? std::to_string(*index) : SectionLabel(name, version)); }
-};
-
 struct Range {
     std::uint64_t from = 0;
     std::optional<std::uint64_t> to;
@@ -87,17 +70,16 @@ public:
         auto* choice = app.add_option_group("section")->require_option(1);
         choice->add_option("--section", m_section, "First section with this name and, if given, version")
             ->option_text("NAME[:VERSION]");
-        AddNumberOption(*choice, "--index", m_choice.index, UINT64_MAX, "Section with this index, counted from 0");
+        AddNumberOption(*choice, "--index", m_index, UINT64_MAX, "Section with this index, counted from 0");
         app.add_option("--range", m_range, "Bytes A to B-1 of the data; either may be left out")->option_text("A:B");
-        app.add_option("--format", m_format, "hex text, raw bytes, or csv of 64-bit words with their index")
-            ->transform(CLI::Transformer(std::vector<std::pair<std::string, Format>>{
-                {"hex", Format::kHex}, {"raw", Format::kRaw}, {"csv", Format::kCsv}}))
-            ->option_text("hex|raw|csv [hex]");
+        AddChoiceOption(app, "--format", m_format,
+                        {{"hex", Format::kHex}, {"raw", Format::kRaw}, {"csv", Format::kCsv}},
+                        "hex text, raw bytes, or csv of 64-bit words with their index");
         app.footer("Example:\n  orm-trace dump capture.tdf --section BinTraceData:1 --range 0:64 --format csv");
     }
 
     ExitCode Run(Output& out) override {
-        if (!m_choice.index) m_choice.SetNameVersion(m_section);
+        if (!m_index) m_pattern = SectionPattern::Parse(m_section);
         const Range range = ParseRange(m_range);
         if (m_format == Format::kCsv && range.from % kWordSize != 0) {
             throw Error(ErrorKind::kArgument, "--range", "begins within a word: " + m_range);
@@ -106,11 +88,13 @@ public:
         file.RequireIdentifier();
         SectionWalk walk(file);
         while (walk.Next()) {
-            if (m_choice.Fits(walk)) return Dump(file, walk, range, out);
+            if (m_index ? walk.Index() == *m_index : m_pattern.Fits(walk.Section()))
+                return Dump(file, walk, range, out);
         }
         const auto& fault = walk.Fault();
         throw Error(ErrorKind::kInput, m_file,
-                    "has no " + m_choice.Label() + (fault ? ": the search ends at " + fault->Message() : ""));
+                    "has no " + (m_index ? "section " + std::to_string(*m_index) : m_pattern.Label()) +
+                        (fault ? ": the search ends at " + fault->Message() : ""));
     }
 
 private:
@@ -148,7 +132,8 @@ private:
 
     std::string m_file;
     std::string m_section;
-    Choice m_choice;
+    SectionPattern m_pattern;
+    std::optional<std::uint64_t> m_index;  // of the section asked for; else the first that fits the pattern
     std::string m_range = ":";
     Format m_format = Format::kHex;
 };

@@ -6,6 +6,8 @@
 
 #include "tdf/TraceSection.h"
 #include "tools/orm-trace/commands/Command.h"
+#include "tools/orm-trace/options/FileOptions.h"
+#include "tools/orm-trace/options/JobsOption.h"
 #include "tools/orm-trace/output/FaultReport.h"
 #include "tools/orm-trace/output/Printer.h"
 #include "tools/orm-trace/output/Text.h"
@@ -32,12 +34,19 @@ struct TdfInfo {
     const InputFile& file;
     SectionWalk walk;
     std::optional<SampleCount> samples;
+    std::optional<Origin> origin;
+    std::string originFault;  // why there is a section of an origin, but no origin
 
     explicit TdfInfo(const InputFile& input) : file(input), walk(input) {
         while (walk.Next()) {
             const TDFSection& section = walk.Section();
             if (samples || section.version != kTraceVersion || section.name != kTraceSection) continue;
             samples = CountSamples(section.DataOffset(), section.DataLength(), file.Size());
+        }
+        try {
+            origin = Origin::Find(file);
+        } catch (const Error& error) {
+            originFault = error.what();
         }
     }
 };
@@ -66,6 +75,10 @@ struct TextInfo : TextPrinter {
         Write("  sections  " + std::to_string(info.walk.Count()) + '\n');
         if (info.samples) Samples(*info.samples);
         if (!info.samples) Write("  samples   none: no section " + SectionLabel(kTraceSection, kTraceVersion) + '\n');
+        if (info.origin) {
+            Write("  origin    " + Counted(info.origin->count, "sample") + " from sample " +
+                  std::to_string(info.origin->first) + " of " + WithoutControls(info.origin->file) + '\n');
+        }
         Write(std::string("  end       ") + EndText(info.walk) + '\n');
     }
     void Describe(const PlainInfo& info) {
@@ -92,6 +105,7 @@ struct JsonInfo : JsonPrinter {
         Begin(info.file, "tdf");
         Document().Value("section_count", Number64(info.walk.Count()));
         if (info.samples) Samples(*info.samples);
+        if (info.origin) Document().Value("origin", OriginJson(*info.origin));
         Document().Value("ends_on_section_boundary", !info.walk.Fault());
         AddFaults(Document(), info.walk);
     }
@@ -115,7 +129,8 @@ private:
 class InfoCommand : public Command {
 public:
     explicit InfoCommand(CLI::App& app) {
-        app.add_option("FILE", m_files, "Trace files")->required();
+        m_files.AddTo(app, "Trace files, or folders of TDF files");
+        AddJobsOption(app, m_jobs);
         app.add_flag(kJsonOption, m_json, kJsonOptionHelp);
         app.footer("Example:\n  orm-trace info *.tdf");
     }
@@ -126,19 +141,23 @@ public:
             if (file.HasIdentifier() && file.IsNamedTdf()) {
                 const TdfInfo info(file);
                 printer.Describe(info);
-                return ReportFault(path, info.walk);
+                const ExitCode code = ReportFault(path, info.walk);
+                if (info.originFault.empty()) return code;
+                Report(path, info.originFault);
+                return ExitCode::kNotATrace;
             }
             const PlainInfo info(file);
             printer.Describe(info);
             if (info.note) Report(path, info.note);
             return file.IsNamedTdf() ? ExitCode::kNotATrace : ExitCode::kOk;
         };
-        return Print<TextInfo, JsonInfo>(m_json, out, "info",
-                                         [&](auto& printer) { return PrintFiles(printer, m_files, work); });
+        return Print<TextInfo, JsonInfo>(
+            m_json, out, "info", [&](auto& printer) { return PrintFiles(printer, m_files.Files(), m_jobs, work); });
     }
 
 private:
-    std::vector<std::string> m_files;
+    FileOptions m_files;
+    unsigned m_jobs = 1;
     bool m_json = false;
 };
 

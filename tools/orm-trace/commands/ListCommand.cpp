@@ -4,6 +4,7 @@
 #include <string>
 
 #include "tools/orm-trace/commands/Command.h"
+#include "tools/orm-trace/options/FormatOptions.h"
 #include "tools/orm-trace/output/FaultReport.h"
 #include "tools/orm-trace/output/Printer.h"
 #include "tools/orm-trace/output/Text.h"
@@ -26,18 +27,31 @@ struct TextList : TextPrinter {
     void Faults(const SectionWalk&) {}
 };
 
+Json ListedJson(const SectionWalk& walk) {
+    Json section = SectionJson(walk.Index(), walk.Section());
+    section["data_available"] = walk.DataAvailable();
+    return section;
+}
+
 struct JsonList : JsonPrinter {
     using JsonPrinter::JsonPrinter;
 
     void Begin() { Document().Begin('[', "sections"); }
-    void Section(const SectionWalk& walk) {
-        Json section = SectionJson(walk.Index(), walk.Section());
-        section["data_available"] = walk.DataAvailable();
-        Document().Element(section);
-    }
+    void Section(const SectionWalk& walk) { Document().Element(ListedJson(walk)); }
     void Faults(const SectionWalk& walk) {
         Document().End();
         AddFaults(Document(), walk);
+    }
+};
+
+// A line for each section, and one for a fault.
+struct JsonLinesList : JsonLinesPrinter {
+    using JsonLinesPrinter::JsonLinesPrinter;
+
+    void Begin() {}
+    void Section(const SectionWalk& walk) { Line(ListedJson(walk)); }
+    void Faults(const SectionWalk& walk) {
+        if (walk.Fault()) Line(FaultJson(*walk.Fault()));
     }
 };
 
@@ -45,12 +59,12 @@ class ListCommand : public Command {
 public:
     explicit ListCommand(CLI::App& app) {
         app.add_option("FILE", m_file, "TDF file, under any name")->required();
-        app.add_flag(kJsonOption, m_json, kJsonOptionHelp);
+        AddFormatOptions(app, m_format);
         app.footer("Example:\n  orm-trace list capture.tdf");
     }
 
     ExitCode Run(Output& out) override {
-        return Print<TextList, JsonList>(m_json, out, "list", [&](auto& printer) {
+        return Print<TextList, JsonList, JsonLinesList>(m_format, out, "list", [&](auto& printer) {
             printer.File(m_file);
             const InputFile file(m_file);
             file.RequireIdentifier();
@@ -64,7 +78,7 @@ public:
 
 private:
     std::string m_file;
-    bool m_json = false;
+    PrintFormat m_format = PrintFormat::kText;
 };
 
 }  // namespace

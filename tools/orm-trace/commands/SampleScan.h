@@ -3,9 +3,9 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <vector>
 
 #include "analysis/Word.h"
+#include "analysis/WordBuffer.h"
 #include "capture/SampleFile.h"
 #include "tools/orm-trace/options/RangeOptions.h"
 #include "tools/orm-trace/output/MissingSamples.h"
@@ -17,25 +17,26 @@ namespace orm_trace {
 // progress if that is wanted. Returns: what was asked for and read; if visit ends the scan, nothing more counts as asked for.
 // Errors:  Error, and those of visit.
 template <class Visit>
-SamplesRead ScanSamples(const SampleFile& file, const RangeOptions& range, bool showsProgress, Visit visit) {
+SamplesRead ScanSamples(const SampleFile& file, const SampleRange& range, bool showsProgress, Visit visit) {
     constexpr std::size_t kChunk = 16 * 1024;  // words, 128 KiB
-    SamplesRead samples{range.First(), range.CountOf(file.Count()), 0, file.Count()};
+    SamplesRead samples{range.first, range.count, 0, file.Count()};
     const std::uint64_t available = file.Count() - std::min(file.Count(), samples.first);
-    std::vector<std::uint64_t> chunk(
-        static_cast<std::size_t>(std::min<std::uint64_t>({kChunk, samples.wanted, available})));
+    WordBuffer buffer(static_cast<std::size_t>(std::min<std::uint64_t>({kChunk, samples.wanted, available})));
+    const std::span<std::uint64_t> chunk = buffer.Words();
     ProgressBar bar(std::min(samples.wanted, available) * sizeof(std::uint64_t), showsProgress);
     while (samples.read < samples.wanted && !chunk.empty()) {
         const auto wanted =
             static_cast<std::size_t>(std::min<std::uint64_t>(chunk.size(), samples.wanted - samples.read));
-        const std::size_t got = file.Read(samples.first + samples.read, {chunk.data(), wanted});
+        const std::size_t got = file.Read(samples.first + samples.read, chunk.first(wanted));
         samples.read += got;
         if (!visit(Words(chunk.data(), got), samples.first + samples.read - got)) {
             samples.wanted = samples.read;
-            break;
+            return samples;
         }
         bar.Advance(got * sizeof(std::uint64_t));
         if (got < wanted) break;
     }
+    samples.hasGrown = range.isOpen && samples.read == samples.wanted && file.HasGrown();
     return samples;
 }
 

@@ -3,11 +3,13 @@
 #include <string>
 #include <vector>
 
+#include "capture/Origin.h"
 #include "tools/orm-trace/commands/Command.h"
 #include "tools/orm-trace/host/Driver.h"
 #include "tools/orm-trace/host/StampDecoder.h"
 #include "tools/orm-trace/host/TraceSamples.h"
 #include "tools/orm-trace/options/DriverOption.h"
+#include "tools/orm-trace/options/FormatOptions.h"
 #include "tools/orm-trace/options/InputLines.h"
 #include "tools/orm-trace/options/ParseNumber.h"
 #include "tools/orm-trace/output/Printer.h"
@@ -36,17 +38,26 @@ private:
     std::string m_line;
 };
 
+Json StampJson(const Stamp& stamp) {
+    Json object;
+    if (stamp.sample) object["sample"] = Number64(*stamp.sample);
+    object["word"] = Number64(stamp.word);
+    object["stamp"] = stamp.text;
+    return object;
+}
+
 struct JsonStamps : JsonPrinter {
     using JsonPrinter::JsonPrinter;
 
     void Begin() { Document().Begin('[', "stamps"); }
-    void Add(const Stamp& stamp) {
-        Json object;
-        if (stamp.sample) object["sample"] = Number64(*stamp.sample);
-        object["word"] = Number64(stamp.word);
-        object["stamp"] = stamp.text;
-        Document().Element(object);
-    }
+    void Add(const Stamp& stamp) { Document().Element(StampJson(stamp)); }
+};
+
+struct JsonLinesStamps : JsonLinesPrinter {
+    using JsonLinesPrinter::JsonLinesPrinter;
+
+    void Begin() {}
+    void Add(const Stamp& stamp) { Line(StampJson(stamp)); }
 };
 
 // Where words come from, and how results are printed, is the same for both decoders.
@@ -59,7 +70,7 @@ public:
         file->option_text("TRACE")->excludes(words);
         app.add_flag("--only-stamps", m_onlyStamps, "Leave out samples that are not stamps")->needs(file);
         AddDriverOption(app, m_driverPath)->needs(file);
-        app.add_flag(kJsonOption, m_json, kJsonOptionHelp);
+        AddFormatOptions(app, m_format);
     }
 
     ExitCode Run(Output& out) {
@@ -67,7 +78,7 @@ public:
         if (m_file.empty() && m_words.empty()) {
             throw Error(ErrorKind::kArgument, "stamp", "WORD or --file is required");
         }
-        return Print<TextStamps, JsonStamps>(m_json, out, "stamp", [&](auto& printer) {
+        return Print<TextStamps, JsonStamps, JsonLinesStamps>(m_format, out, "stamp", [&](auto& printer) {
             printer.Begin();
             const auto add = [&](const Stamp& stamp) { printer.Add(stamp); };
             return m_file.empty() ? DecodeWords(add) : DecodeTrace(add);
@@ -103,14 +114,22 @@ private:
     template <class Add> ExitCode DecodeTrace(Add add) {
         Driver driver(m_driverPath);
         TraceSamples samples(driver, m_file);
+        const std::uint64_t first = m_decoder.UsesOrigin() ? FirstSample() : 0;
         samples.Require(0, samples.Total());
         while (const auto page = samples.Next()) {
             for (std::size_t n = 0; n < page->count; ++n) {
-                const std::string text = m_decoder.Decode(page->samples[n], page->first + n);
+                const std::string text = m_decoder.Decode(page->samples[n], first + page->first + n);
                 if (!text.empty() || !m_onlyStamps) add({page->samples[n], page->first + n, text});
             }
         }
         return samples.Finish();
+    }
+
+    // Returns: the index of the trace's first sample in the capture that it was cut from.
+    std::uint64_t FirstSample() const {
+        const InputFile file(m_file);
+        const auto origin = file.HasIdentifier() && file.IsNamedTdf() ? Origin::Find(file) : std::nullopt;
+        return origin ? origin->first : 0;
     }
 
     Decoder& m_decoder;
@@ -118,7 +137,7 @@ private:
     std::string m_file;
     bool m_onlyStamps = false;
     std::string m_driverPath;
-    bool m_json = false;
+    PrintFormat m_format = PrintFormat::kText;
 };
 
 class StampCommand : public Command {

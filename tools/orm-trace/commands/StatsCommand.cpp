@@ -11,6 +11,7 @@
 #include "tools/orm-trace/commands/Command.h"
 #include "tools/orm-trace/commands/SampleScan.h"
 #include "tools/orm-trace/options/FileOptions.h"
+#include "tools/orm-trace/options/JobsOption.h"
 #include "tools/orm-trace/options/TimeOptions.h"
 #include "tools/orm-trace/output/Printer.h"
 #include "tools/orm-trace/output/Text.h"
@@ -146,12 +147,13 @@ class StatsCommand : public Command {
 public:
     explicit StatsCommand(CLI::App& app) {
         m_files.AddTo(app, "Trace files, or folders of TDF files");
-        m_range.AddTo(app);
         m_time.AddTo(app);
+        m_range.AddTo(app);
         app.add_option("--gap", m_gapText, "A step of the clock by more than this is a gap (default: 1)")
             ->option_text("SECONDS");
         AddNumberOption(app, "--limit", m_limit, kMaxLimit,
                         "Gaps and steps back that --json lists of a file (default: 1000)");
+        AddJobsOption(app, m_jobs);
         auto* table = app.add_flag("--table", m_isTable, "Write a line for each file");
         app.add_flag(kJsonOption, m_json, kJsonOptionHelp)->excludes(table);
         app.footer("Example:\n  orm-trace stats capture.tdf --gap 0.5");
@@ -159,18 +161,21 @@ public:
 
     ExitCode Run(Output& out) override {
         m_time.Prepare();
+        m_range.Prepare();
         const Statistics::Settings settings{m_time.Reference(), Gap(), m_limit};
         const auto work = [&](auto& printer, const std::string& path) {
-            const SampleFile file(path);
-            Statistics statistics(m_range.First(), settings);
-            const SamplesRead samples = ScanSamples(file, m_range, true, [&](Words words, std::uint64_t) {
+            const InputFile input(path);
+            const SampleFile file(input);
+            const SampleRange range = m_range.Of(file, m_time);
+            Statistics statistics(range.first, settings);
+            const SamplesRead samples = ScanSamples(file, range, m_jobs <= 1, [&](Words words, std::uint64_t) {
                 statistics.Add(words);
                 return true;
             });
             printer.Describe(path, statistics, m_time);
             return ReportMissing(path, samples);
         };
-        const auto print = [&](auto& printer) { return PrintFiles(printer, m_files.Files(), work); };
+        const auto print = [&](auto& printer) { return PrintFiles(printer, m_files.Files(), m_jobs, work); };
         if (m_isTable) return PrintWith<TableStats>(out, "stats", print);
         return Print<TextStats, JsonStats>(m_json, out, "stats", print);
     }
@@ -193,6 +198,7 @@ private:
     TimeOptions m_time;
     std::string m_gapText;
     std::size_t m_limit = 1000;
+    unsigned m_jobs = 1;
     bool m_isTable = false;
     bool m_json = false;
 };

@@ -5,6 +5,9 @@
 
 #include "capture/Duplicates.h"
 #include "tools/orm-trace/commands/Command.h"
+#include "tools/orm-trace/options/FileOptions.h"
+#include "tools/orm-trace/options/FormatOptions.h"
+#include "tools/orm-trace/options/JobsOption.h"
 #include "tools/orm-trace/output/FaultReport.h"
 #include "tools/orm-trace/output/Printer.h"
 #include "tools/orm-trace/output/Text.h"
@@ -57,16 +60,18 @@ struct TextVerify : TextPrinter {
     }
 };
 
+Json UnreachableJson(const Unreachable& unreachable) {
+    Json object = SectionJson(unreachable.index, unreachable.section);
+    object["reason"] = unreachable.duplicateOf ? "duplicate" : "zero_in_name";
+    if (unreachable.duplicateOf) object["duplicate_of"] = Number64(*unreachable.duplicateOf);
+    return object;
+}
+
 struct JsonVerify : JsonPrinter {
     using JsonPrinter::JsonPrinter;
 
     void Begin() { Document().Begin('[', "unreachable"); }
-    void Section(const Unreachable& unreachable) {
-        Json object = SectionJson(unreachable.index, unreachable.section);
-        object["reason"] = unreachable.duplicateOf ? "duplicate" : "zero_in_name";
-        if (unreachable.duplicateOf) object["duplicate_of"] = Number64(*unreachable.duplicateOf);
-        Document().Element(object);
-    }
+    void Section(const Unreachable& unreachable) { Document().Element(UnreachableJson(unreachable)); }
     void Summary(const InputFile&, const SectionWalk& walk) {
         Document().End();
         Document().Value("section_count", Number64(walk.Count()));
@@ -75,11 +80,26 @@ struct JsonVerify : JsonPrinter {
     }
 };
 
+// A line for each section that is unreachable, for each fault, and at last for the file.
+struct JsonLinesVerify : JsonLinesPrinter {
+    using JsonLinesPrinter::JsonLinesPrinter;
+
+    void Begin() {}
+    void Section(const Unreachable& unreachable) { Line(UnreachableJson(unreachable)); }
+    void Summary(const InputFile&, const SectionWalk& walk) {
+        if (walk.Fault()) Line(FaultJson(*walk.Fault()));
+        Line({{"section_count", Number64(walk.Count())},
+              {"ends_on_section_boundary", !walk.Fault()},
+              {"trailing_bytes", Number64(walk.TrailingBytes())}});
+    }
+};
+
 class VerifyCommand : public Command {
 public:
     explicit VerifyCommand(CLI::App& app) {
-        app.add_option("FILE", m_files, "TDF files, under any name")->required();
-        app.add_flag(kJsonOption, m_json, kJsonOptionHelp);
+        m_files.AddTo(app, "TDF files, under any name, or folders of TDF files");
+        AddJobsOption(app, m_jobs);
+        AddFormatOptions(app, m_format);
         app.footer("Example:\n  orm-trace verify *.tdf");
     }
 
@@ -97,13 +117,14 @@ public:
             printer.Summary(file, walk);
             return ReportFault(path, walk);
         };
-        return Print<TextVerify, JsonVerify>(m_json, out, "verify",
-                                             [&](auto& printer) { return PrintFiles(printer, m_files, work); });
+        return Print<TextVerify, JsonVerify, JsonLinesVerify>(
+            m_format, out, "verify", [&](auto& printer) { return PrintFiles(printer, m_files.Files(), m_jobs, work); });
     }
 
 private:
-    std::vector<std::string> m_files;
-    bool m_json = false;
+    FileOptions m_files;
+    unsigned m_jobs = 1;
+    PrintFormat m_format = PrintFormat::kText;
 };
 
 }  // namespace

@@ -5,7 +5,6 @@
 
 #include "capture/Error.h"
 #include "tools/orm-trace/options/NumberOption.h"
-#include "tools/orm-trace/options/ParseTime.h"
 
 namespace orm_trace {
 
@@ -21,6 +20,7 @@ StmDecoder::StmDecoder(CLI::App& app) {
                     "Sample index to shift to: base minus index is added to the cycles (default: 0)");
     AddNumberOption(app, "--index", m_index, UINT64_MAX,
                     "Sample index of the word (default: 0; with --file, that of each sample)");
+    app.add_flag("--no-origin", m_isWithoutOrigin, "With --file: count samples in a part of a capture from 0");
     app.footer("Example, one second after the start:\n  orm-trace stamp stm 170000000 --frequency 1e6\n  1000000");
 }
 
@@ -29,10 +29,7 @@ std::string StmDecoder::Decode(std::uint64_t word, std::optional<std::uint64_t> 
 }
 
 RcvDecoder::RcvDecoder(CLI::App& app) {
-    app.add_option("--zero", m_zeroText, "Time at which the count, with the reference, is 0")
-        ->required()
-        ->option_text("\"YYYY-MM-DD HH:MM:SS[.ffffff]\"");
-    AddNumberOption(app, "--reference", m_reference, UINT64_MAX, "Time-of-day reference count (default: 0)");
+    m_time.AddWithFormsTo(app)->excludes("--exact");
     app.footer(
         "Example, 90061.5 seconds after that time:\n"
         "  orm-trace stamp rcv 0x88000DECBE3B4BC0 --zero \"2026-11-16 10:00:00\"\n"
@@ -40,14 +37,12 @@ RcvDecoder::RcvDecoder(CLI::App& app) {
 }
 
 void RcvDecoder::Prepare() {
-    const auto zero = ParseTime(m_zeroText);
-    if (!zero) throw Error(ErrorKind::kArgument, "--zero", "not a time YYYY-MM-DD HH:MM:SS[.ffffff]: " + m_zeroText);
-    m_zero = *zero;
+    m_time.Prepare();
+    if (!m_time.Zero() && !m_time.HasTicks()) throw Error(ErrorKind::kArgument, "stamp rcv", "--zero is required");
 }
 
 std::string RcvDecoder::Decode(std::uint64_t word, std::optional<std::uint64_t>) {
-    return m_zero.GetRcvTODStamp(word, static_cast<std::uint32_t>(m_reference),
-                                 static_cast<std::uint32_t>(m_reference >> 32));
+    return m_time.HasTicks() ? m_time.TicksText(word) : m_time.TimeOf(word);
 }
 
 }  // namespace orm_trace

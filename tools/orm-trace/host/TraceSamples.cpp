@@ -25,7 +25,7 @@ TraceSamples::TraceSamples(Driver& driver, std::string file)
 void TraceSamples::Require(std::uint64_t first, std::uint64_t count) {
     m_wanted = count;
     m_next = first;
-    m_end = std::min(m_served, first + count);
+    m_end = first < m_served ? first + std::min(count, m_served - first) : m_served;
     m_ended = first > m_served;
     m_page.resize(static_cast<std::size_t>(std::min(kPage, m_ended ? 0 : m_end - first)) + 1);
 }

@@ -5,15 +5,18 @@
 #include <cstdlib>
 #include <string_view>
 
+#include "capture/Error.h"
 #include "source_utilities/internal/CalendarTables.h"
 
 namespace orm_trace {
 
 using Orm::Lux::Trace::uTimestampCD;
 
-std::optional<uTimestampCD> ParseTime(const std::string& text) {
+std::optional<uTimestampCD> ParseTime(std::string text) {
     constexpr std::string_view kForm = "0000-00-00 00:00:00";
+    constexpr std::size_t kDateSize = 10;
     const auto isOfForm = [](char c, char form) { return form == '0' ? c >= '0' && c <= '9' : c == form; };
+    if (text.size() > kDateSize && text[kDateSize] == 'T') text[kDateSize] = ' ';
     if (text.size() < kForm.size() ||
         !std::equal(kForm.begin(), kForm.end(), text.begin(), [&](char form, char c) { return isOfForm(c, form); })) {
         return std::nullopt;
@@ -34,6 +37,13 @@ std::optional<uTimestampCD> ParseTime(const std::string& text) {
     uTimestampCD time;
     time.setTime(year, month, day, hour, minute, second, micro / 1000, micro % 1000);
     return time;
+}
+
+Microseconds ParseMicroseconds(const char* option, const std::string& text) {
+    const auto time = ParseTime(text);
+    if (!time) throw Error(ErrorKind::kArgument, option, "not a time YYYY-MM-DD HH:MM:SS[.ffffff]: " + text);
+    return FromCalendar(time->GetYear(), time->GetMonth(), time->GetDay(), time->GetHour(), time->GetMinute(),
+                        time->GetSecond(), time->GetMilliSecond() * 1000 + time->GetMicroSecond());
 }
 
 }  // namespace orm_trace

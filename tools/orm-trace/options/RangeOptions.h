@@ -2,31 +2,47 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <cstdint>
 #include <optional>
+#include <string>
 
-#include "tools/orm-trace/options/NumberOption.h"
+#include "capture/SampleFile.h"
+#include "tools/orm-trace/options/TimeOptions.h"
 
 namespace orm_trace {
 
+// Samples from first on. Both numbers are as asked for: the capture may have fewer.
+struct SampleRange {
+    std::uint64_t first = 0;
+    std::uint64_t count = 0;
+    bool isOpen = false;  // up to the last sample, whichever that is
+};
+
 class RangeOptions {
 public:
-    // Adds --from and --count.
-    void AddTo(CLI::App& app) {
-        AddNumberOption(app, "--from", m_from, UINT64_MAX, "First sample, counted from 0");
-        AddNumberOption(app, "--count", m_count, UINT64_MAX, "Number of samples (default: up to the last one)");
-    }
+    // Adds --from and --count, and --from-time and --to-time, which need --zero.
+    void AddTo(CLI::App& app);
 
-    std::uint64_t First() const noexcept { return m_from; }
-    // Returns: how many samples are asked for of a capture that has total.
-    std::uint64_t CountOf(std::uint64_t total) const noexcept {
-        return m_count.value_or(total - std::min(total, m_from));
-    }
+    // Called once, when the options are known. Errors: Error (kArgument).
+    void Prepare();
+
+    bool IsByTime() const noexcept { return m_fromTime || m_toTime; }
+
+    // Returns: what is asked for of a capture that has total samples. REQUIRES: the range is not by time.
+    SampleRange Of(std::uint64_t total) const noexcept;
+
+    // Returns: what is asked for of a capture. A range by time begins at the first stamp that is not before --from-time, and
+    //          ends before the first one after that which is after --to-time; the capture is read to find them.
+    // Errors:  Error (kFailed): no stamp is in the range by time, or the file cannot be read.
+    SampleRange Of(const SampleFile& file, const TimeOptions& time) const;
 
 private:
     std::uint64_t m_from = 0;
     std::optional<std::uint64_t> m_count;
+    std::string m_fromText;
+    std::string m_toText;
+    std::optional<Microseconds> m_fromTime;
+    std::optional<Microseconds> m_toTime;
 };
 
 }  // namespace orm_trace

@@ -1,28 +1,42 @@
 #include "tools/orm-trace/options/TimeOptions.h"
 
-#include "capture/Error.h"
 #include "tools/orm-trace/options/NumberOption.h"
 #include "tools/orm-trace/options/ParseTime.h"
 
 namespace orm_trace {
 
-void TimeOptions::AddTo(CLI::App& app) {
-    app.add_option("--zero", m_zeroText, "Time at 0 ticks: print the time of each stamp")
-        ->option_text("\"YYYY-MM-DD HH:MM:SS[.ffffff]\"");
+void TimeOptions::AddTo(CLI::App& app, const char* help) {
+    app.add_option("--zero", m_zeroText, help)->option_text("\"YYYY-MM-DD HH:MM:SS[.ffffff]\"");
     AddNumberOption(app, "--reference", m_reference, UINT64_MAX, "Time-of-day reference count (default: 0)");
+}
+
+CLI::Option* TimeOptions::AddWithFormsTo(CLI::App& app) {
+    AddTo(app);
+    app.add_flag("--exact", m_isExact, "Print exact times, YYYY-MM-DDTHH:MM:SS.ffffff")->needs("--zero");
+    return app.add_flag("--ticks", m_hasTicks, "Print the ticks of each stamp: its count and the reference");
 }
 
 void TimeOptions::Prepare() {
     if (m_zeroText.empty()) return;
-    const auto zero = ParseTime(m_zeroText);
-    if (!zero) throw Error(ErrorKind::kArgument, "--zero", "not a time YYYY-MM-DD HH:MM:SS[.ffffff]: " + m_zeroText);
-    m_zero = FromCalendar(zero->GetYear(), zero->GetMonth(), zero->GetDay(), zero->GetHour(), zero->GetMinute(),
-                          zero->GetSecond(), zero->GetMilliSecond() * 1000 + zero->GetMicroSecond());
+    m_zero = ParseMicroseconds("--zero", m_zeroText);
+    m_decoder = *ParseTime(m_zeroText);
 }
 
 std::optional<std::string> TimeOptions::TimeAt(std::uint64_t ticks) const {
     if (!m_zero) return std::nullopt;
     return TimeText(orm_trace::TimeAt(*m_zero, ticks));
+}
+
+std::string TimeOptions::TicksText(std::uint64_t word) const {
+    return IsStamp(word) ? std::to_string(TicksOf(word, m_reference)) : "";
+}
+
+std::string TimeOptions::TimeOf(std::uint64_t word) const {
+    if (!m_isExact) {
+        return m_decoder.GetRcvTODStamp(word, static_cast<std::uint32_t>(m_reference),
+                                        static_cast<std::uint32_t>(m_reference >> 32));
+    }
+    return IsStamp(word) ? TimeAt(TicksOf(word, m_reference)).value_or("") : "";
 }
 
 }  // namespace orm_trace

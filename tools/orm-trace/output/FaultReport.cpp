@@ -17,6 +17,14 @@ Json SectionJson(std::uint64_t index, const Orm::Lux::Trace::TDFSection& section
     return object;
 }
 
+Json OriginJson(const Origin& origin) {
+    Json object = FileMember(origin.file);
+    object["first_sample"] = Number64(origin.first);
+    object["count"] = Number64(origin.count);
+    object["tool_version"] = origin.version;
+    return object;
+}
+
 Json FaultJson(const LocatedFault& fault) {
     Json object{{"kind", fault.KindName()}, {"index", Number64(fault.index)}};
     if (fault.name) AddBytes(object, "name", *fault.name);
@@ -35,12 +43,17 @@ void AddFaults(JsonWriter& json, const SectionWalk& walk) {
 }
 
 ExitCode ReportFault(const std::string& path, const SectionWalk& walk) {
-    if (!walk.Fault()) return ExitCode::kOk;
-    Report(path, walk.Fault()->Message());
+    const ExitCode code = ReportFault(path, walk.Fault());
     if (walk.TrailingBytes() != 0) {
         Report(path, Counted(walk.TrailingBytes(), "byte") + " after the last section, from offset " +
                          OffsetText(walk.Fault()->offset));
     }
+    return code;
+}
+
+ExitCode ReportFault(const std::string& path, const std::optional<LocatedFault>& fault) {
+    if (!fault) return ExitCode::kOk;
+    Report(path, fault->Message());
     return ExitCode::kNotATrace;
 }
 

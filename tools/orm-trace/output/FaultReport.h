@@ -1,8 +1,10 @@
 // Reporting what is wrong with a file, on standard error and in a document.
 #pragma once
 
+#include <optional>
 #include <string>
 
+#include "capture/Origin.h"
 #include "capture/SectionWalk.h"
 #include "tools/orm-trace/output/ExitCode.h"
 #include "tools/orm-trace/output/Json.h"
@@ -15,6 +17,9 @@ const char* EndText(const SectionWalk& walk);
 // Returns: a section of a document: index, offset, length, version, name, and where the data is.
 Json SectionJson(std::uint64_t index, const Orm::Lux::Trace::TDFSection& section);
 
+// Returns: the origin of samples, of a document.
+Json OriginJson(const Origin& origin);
+
 // Returns: a fault of a document.
 Json FaultJson(const LocatedFault& fault);
 
@@ -23,5 +28,7 @@ void AddFaults(JsonWriter& json, const SectionWalk& walk);
 
 // Reports the fault that ended a walk, if any. Returns: kOk or kNotATrace.
 ExitCode ReportFault(const std::string& path, const SectionWalk& walk);
+// The same, without a word on what follows.
+ExitCode ReportFault(const std::string& path, const std::optional<LocatedFault>& fault);
 
 }  // namespace orm_trace

@@ -28,8 +28,8 @@ Json ErrorMembers(const Error& error) {
     return object;
 }
 
-JsonWriter::JsonWriter(Output& out, const char* command) : m_out(out) {
-    m_out.Write("{");
+JsonWriter::JsonWriter(Output& out, const char* command) : m_out(&out) {
+    m_out->Write("{");
     m_open = '}';
     Value("schema_version", kSchemaVersion);
     Value("command", command);
@@ -37,14 +37,14 @@ JsonWriter::JsonWriter(Output& out, const char* command) : m_out(out) {
 
 void JsonWriter::Begin(char bracket, const char* key) {
     Separate(key);
-    m_out.Write({&bracket, 1});
+    m_out->Write({&bracket, 1});
     m_open += bracket == '{' ? '}' : ']';
     m_first = true;
 }
 
 void JsonWriter::Value(const char* key, const Json& value) {
     Separate(key);
-    m_out.Write(value.dump());
+    m_out->Write(value.dump());
 }
 
 void JsonWriter::Members(const Json& object) {
@@ -52,21 +52,26 @@ void JsonWriter::Members(const Json& object) {
 }
 
 void JsonWriter::End() {
-    m_out.Write({&m_open.back(), 1});
+    m_out->Write({&m_open.back(), 1});
     m_open.pop_back();
     m_first = false;
-    if (m_open.empty()) m_out.Write("\n");
+    if (m_open.empty()) m_out->Write("\n");
 }
 
 void JsonWriter::EndTo(std::size_t depth) {
     while (m_open.size() > depth) End();
 }
 
+void JsonWriter::Redirect(Output& out, bool isFirst) {
+    m_out = &out;
+    m_first = isFirst;
+}
+
 // Elements of an array stand on lines of their own.
 void JsonWriter::Separate(const char* key) {
-    if (!m_first) m_out.Write(",");
+    if (!m_first) m_out->Write(",");
     m_first = false;
-    m_out.Write(key == nullptr ? "\n" : '"' + std::string(key) + "\":");
+    m_out->Write(key == nullptr ? "\n" : '"' + std::string(key) + "\":");
 }
 
 }  // namespace orm_trace

@@ -38,13 +38,16 @@ public:
     void Element(const Json& value) { Value(nullptr, value); }
     void End();
 
+    // Writes elsewhere from now on. isFirst: whether what is written next has nothing before it in its array.
+    void Redirect(Output& out, bool isFirst);
+
     // Ends objects and arrays until only depth of them are open.
     void EndTo(std::size_t depth);
 
 private:
     void Separate(const char* key);
 
-    Output& m_out;
+    Output* m_out;
     std::string m_open;  // closing brackets to be written
     bool m_first = true;
 };

@@ -14,9 +14,11 @@ struct SamplesRead {
     std::uint64_t wanted = 0;
     std::uint64_t read = 0;
     std::uint64_t total = 0;  // samples of the capture
+    bool hasGrown = false;    // the capture has more by now, and all were asked for
 };
 
-// Reports what is missing, with the reason, by default that the trace ends. Returns: kOk if nothing is, or kIncomplete.
+// Reports what is missing, with the reason, by default that the trace ends or has grown. Returns: kOk if nothing is, or
+// kIncomplete.
 ExitCode ReportMissing(const std::string& file, const SamplesRead& samples, const std::string& reason = "");
 
 }  // namespace orm_trace

@@ -4,16 +4,27 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 
 #include "tools/orm-trace/output/Text.h"
 
 namespace orm_trace {
+namespace {
+
+thread_local std::string* t_reports = nullptr;
+
+bool AllowsColor() noexcept {
+    const char* const value = std::getenv("NO_COLOR");
+    return value == nullptr || *value == '\0';
+}
+
+}  // namespace
 
 OutputError::OutputError(int error)
     : Error(ErrorKind::kFailed, "standard output", std::strerror(error)), m_isBrokenPipe(error == EPIPE) {}
 
-Output::Output() {
+StandardOutput::StandardOutput() {
     // A standard stream that the caller has closed stays closed for data, but no trace file may get its number. Reading
     // from it then fails.
     const int data = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
@@ -24,26 +35,39 @@ Output::Output() {
     if (data >= 0) m_data.reset(fdopen(data, "wb"));
 }
 
-void Output::Write(std::string_view data) {
+void StandardOutput::Write(std::string_view data) {
     if (!m_data) errno = EBADF;
     Check(m_data && std::fwrite(data.data(), 1, data.size(), m_data.get()) == data.size());
 }
 
-bool Output::IsTerminal() const noexcept { return m_data && isatty(fileno(m_data.get())); }
+bool StandardOutput::IsTerminal() const noexcept { return m_data && isatty(fileno(m_data.get())); }
 
-void Output::Close() {
+void StandardOutput::Close() {
     if (m_data) Check(std::fclose(m_data.release()) == 0);
 }
 
-void Output::Check(bool succeeded) {
+void StandardOutput::Check(bool succeeded) {
     if (succeeded) return;
     const int error = errno;
     m_data.reset();
     throw OutputError(error);
 }
 
+bool Output::HasColor() const noexcept { return IsTerminal() && AllowsColor(); }
+
+ReportCollector::ReportCollector(std::string& text) { t_reports = &text; }
+
+ReportCollector::~ReportCollector() { t_reports = nullptr; }
+
 void Report(const std::string& subject, const std::string& reason) {
-    std::fprintf(stderr, "orm-trace: %s: %s\n", WithoutControls(subject).c_str(), WithoutControls(reason).c_str());
+    static const bool hasColor = isatty(STDERR_FILENO) && AllowsColor();
+    const std::string text = "orm-trace: " + WithoutControls(subject) + ": " + WithoutControls(reason);
+    const std::string line = hasColor ? kFaultColor + text + kNoColor + '\n' : text + '\n';
+    if (t_reports != nullptr) {
+        *t_reports += line;
+    } else {
+        std::fputs(line.c_str(), stderr);
+    }
 }
 
 }  // namespace orm_trace

@@ -10,6 +10,11 @@
 
 namespace orm_trace {
 
+// What terminals show in color: time stamps, faults, and the end of either.
+inline const std::string kStampColor = "\033[36m";
+inline const std::string kFaultColor = "\033[31m";
+inline const std::string kNoColor = "\033[0m";
+
 // Standard output cannot be written to.
 class OutputError : public Error {
 public:
@@ -22,17 +27,28 @@ private:
     bool m_isBrokenPipe;
 };
 
-// Keeps standard output for data: whatever else is printed there from now on, such as log lines that the driver echoes,
-// goes to standard error.
+// What a subcommand writes its data to.
 class Output {
 public:
-    Output();
+    virtual ~Output() = default;
 
     // Errors: OutputError (kFailed). Nothing is written afterwards.
-    void Write(std::string_view data);
+    virtual void Write(std::string_view data) = 0;
 
     // Whether the data goes to a terminal.
-    bool IsTerminal() const noexcept;
+    virtual bool IsTerminal() const noexcept = 0;
+    // Whether it goes to one and the environment variable NO_COLOR is unset or empty.
+    bool HasColor() const noexcept;
+};
+
+// Keeps standard output for data: whatever else is printed there from now on, such as log lines that the driver echoes,
+// goes to standard error.
+class StandardOutput : public Output {
+public:
+    StandardOutput();
+
+    void Write(std::string_view data) override;
+    bool IsTerminal() const noexcept override;
 
     // Writes what is buffered, and closes. Errors: as Write.
     void Close();
@@ -41,6 +57,16 @@ private:
     void Check(bool succeeded);
 
     Orm::Lux::Trace::FilePtr m_data;
+};
+
+// Collects what Report writes in this thread, instead of writing it, while it lives.
+class ReportCollector {
+public:
+    // text outlives this.
+    explicit ReportCollector(std::string& text);
+    ~ReportCollector();
+    ReportCollector(const ReportCollector&) = delete;
+    ReportCollector& operator=(const ReportCollector&) = delete;
 };
 
 // Writes "orm-trace: SUBJECT: REASON" and a newline to standard error, control characters escaped.

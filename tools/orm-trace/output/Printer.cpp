@@ -20,4 +20,19 @@ void JsonPrinter::End(const Error* error) {
     m_json.End();
 }
 
+void JsonLinesPrinter::EndFile(const Error* error) {
+    if (error) Line(ErrorMembers(*error));
+    m_file = Json::object();
+}
+
+void JsonLinesPrinter::End(const Error* error) {
+    if (error) Line(ErrorMembers(*error));
+}
+
+void JsonLinesPrinter::Line(const Json& object) {
+    Json line = m_file;
+    line.update(object);
+    m_out->Write(line.dump() + '\n');
+}
+
 }  // namespace orm_trace

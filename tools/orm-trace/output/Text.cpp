@@ -10,15 +10,6 @@ std::string Missing(std::uint64_t missing, std::uint64_t wanted, std::string_vie
     return std::to_string(missing) + " of " + Counted(wanted, thing) + (missing == 1 ? " is missing" : " are missing");
 }
 
-std::string HexOf(std::string_view bytes) {
-    std::string text;
-    for (const char c : bytes) {
-        const auto byte = static_cast<unsigned char>(c);
-        (text += "0123456789abcdef"[byte >> 4]) += "0123456789abcdef"[byte & 0xF];
-    }
-    return text;
-}
-
 void AppendHexWord(std::string& text, std::uint64_t word, int digits) {
     text += "0x";
     for (int shift = 4 * digits - 4; shift >= 0; shift -= 4) text += "0123456789abcdef"[(word >> shift) & 0xF];

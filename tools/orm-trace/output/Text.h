@@ -15,9 +15,6 @@ std::string Counted(std::uint64_t number, std::string_view thing);
 // Returns: for example: 1 of 9 bytes is missing
 std::string Missing(std::uint64_t missing, std::uint64_t wanted, std::string_view thing);
 
-// Returns: two digits for each byte, without a prefix.
-std::string HexOf(std::string_view bytes);
-
 // Appends 0x and digits hexadecimal digits of the word.
 void AppendHexWord(std::string& text, std::uint64_t word, int digits = 16);
 
