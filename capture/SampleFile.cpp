@@ -12,12 +12,7 @@ using namespace Orm::Lux::Trace;
 
 SampleFile::SampleFile(const InputFile& file)
     : m_file(file), m_isTdf(file.HasIdentifier() && file.IsNamedTdf()), m_bytes{0, file.Size()} {
-    if (m_isTdf) {
-        const TDFFile::Data data = TranslateErrors(ErrorKind::kInput, m_file.Path(), [&] {
-            return TDFFile(m_file.Stream()).Require(kTraceSection, kTraceVersion);
-        });
-        m_bytes = {data.offset, std::uint64_t{data.offset} + data.length};
-    }
+    if (m_isTdf) m_bytes = FindTrace();
     m_count = (m_bytes.end - m_bytes.begin + kSampleSize - 1) / kSampleSize;
 }
 
@@ -38,9 +33,15 @@ std::size_t SampleFile::Read(std::uint64_t first, std::span<std::uint64_t> words
 }
 
 bool SampleFile::HasGrown() const {
-    if (m_isTdf) return false;
     m_file.Measure();
-    return m_file.Size() > m_bytes.end;
+    return (m_isTdf ? FindTrace().end : m_file.Size()) > m_bytes.end;
+}
+
+SampleFile::Range SampleFile::FindTrace() const {
+    const TDFFile::Data data = TranslateErrors(ErrorKind::kInput, m_file.Path(), [&] {
+        return TDFFile(m_file.Stream()).Require(kTraceSection, kTraceVersion);
+    });
+    return {data.offset, std::uint64_t{data.offset} + data.length};
 }
 
 }  // namespace orm_trace

@@ -40,11 +40,13 @@ public:
     // the bytes that follow the section. Errors: Error (kFailed).
     std::size_t Read(std::uint64_t first, std::span<std::uint64_t> words) const;
 
-    // Whether the file has more samples by now than when it was opened. The trace of a TDF file does not grow.
-    // Errors: Error (kInput): the file became shorter.
+    // Whether the file has more samples by now than when it was opened. Errors: Error (kInput): it became shorter.
     bool HasGrown() const;
 
 private:
+    // Returns: where the data of the section is. Errors: Error (kInput).
+    Range FindTrace() const;
+
     const InputFile& m_file;
     bool m_isTdf;
     Range m_bytes;

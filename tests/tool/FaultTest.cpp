@@ -2,6 +2,8 @@
 // With ORM_TEST_EXHAUSTIVE in the environment every fault is tried, otherwise a sample of them.
 #include <signal.h>
 
+#include <future>
+
 #include "support/ToolFixture.h"
 
 namespace {
@@ -15,6 +17,20 @@ struct FaultTest : test::ToolFixture {
     int Traced(const std::string& options, const std::string& arguments) {
         const std::string strace = options.empty() ? "" : "strace -f -qq -o trace " + options + " ";
         return Tool(arguments, strace).code;
+    }
+    // Stops the tool when it has read the file for the fifth time, and goes on after act().
+    template <class Call> test::Result WhileItReads(const std::string& file, const std::string& arguments, Call act) {
+        std::filesystem::remove("trace");
+        auto tool = std::async(std::launch::async, [&] {
+            return Tool(arguments, "strace -f -qq -o trace -P " + file + " -e trace=pread64 " +
+                                       "-e inject=pread64:signal=SIGSTOP:when=5 ");
+        });
+        while (test::ReadAll("trace").find("stopped by SIGSTOP") == std::string::npos) {
+            if (tool.wait_for(std::chrono::milliseconds(1)) == std::future_status::ready) return tool.get();
+        }
+        act();
+        kill(static_cast<pid_t>(std::stol(test::ReadAll("trace"))), SIGCONT);
+        return tool.get();
     }
     static std::string Target() { return test::ReadAll("t.tdf"); }
 
@@ -66,30 +82,80 @@ TEST_F(FaultTest, LosesNothingWhenCallsFail) {
     EXPECT_GT(failures, 100);
 }
 
-// Every call of a recovery fails: what it makes is complete, or not there, and it says the first only if it is so.
+// Every call of a recovery and of a cut fails: what they make is complete, or not there, and they say the first only if it
+// is so.
 TEST_F(FaultTest, RecoversAllOrSaysSo) {
     const std::string big = Section("big", 1, test::ReadAll(m_data) + test::ReadAll(m_data)),
                       last = Section("last", 1, "");
     m_folder.Write("in.tdf", m_before + big + "stray bytes" + last);
-    int failures = 0;
-    for (const std::string call : {"pread64", "lseek", "pwrite64", "ftruncate", "fsync", "linkat"}) {
-        for (const std::string fault : {"error=EIO", "error=EINTR", "retval=0"}) {
-            for (int n = 1;; n += kExhaustive ? 1 : 5) {
-                for (const char* name : {"out.tdf", "lost"}) std::filesystem::remove(name);
-                const std::string inject = call + ":" + fault + ":when=" + std::to_string(n);
-                const int code =
-                    Traced("-e trace=" + call + " -e inject=" + inject, "recover in.tdf -o out.tdf --lost lost");
-                if (test::ReadAll("trace").find("(INJECTED)") == std::string::npos) break;
-                ++failures;
-                const std::string out = test::ReadAll("out.tdf"), lost = test::ReadAll("lost");
-                // A call that does nothing and says that it succeeded is believed, where nothing can be read back.
-                if (fault == "retval=0" && call != "pread64" && call != "pwrite64") continue;
-                ASSERT_TRUE(out == m_before + big + last || (out.empty() && code != 3)) << inject << ' ' << code;
-                ASSERT_TRUE(lost == "stray bytes" || (lost.empty() && code != 3)) << inject << ' ' << code;
+    const std::string words(200000, 'w'), part = test::Trace(words.substr(80000));
+    m_folder.Write("capture.tdf", m_before + test::Trace(words) + big);
+    // What each makes, and the code that it ends with.
+    const std::tuple<std::string, std::string, std::string, int> operations[] = {
+        {"recover in.tdf -o out.tdf --lost lost", m_before + big + last, "stray bytes", 3},
+        {"cut capture.tdf -o out.tdf --from 10000 --no-origin", m_before + part + big, "", 0}};
+    for (const auto& [arguments, complete, left, whole] : operations) {
+        int failures = 0;
+        for (const std::string call : {"pread64", "lseek", "pwrite64", "ftruncate", "fsync", "linkat"}) {
+            for (const std::string fault : {"error=EIO", "error=EINTR", "retval=0"}) {
+                for (int n = 1;; n += kExhaustive ? 1 : 5) {
+                    for (const char* name : {"out.tdf", "lost"}) std::filesystem::remove(name);
+                    const std::string inject = call + ":" + fault + ":when=" + std::to_string(n);
+                    const int code = Traced("-e trace=" + call + " -e inject=" + inject, arguments);
+                    if (test::ReadAll("trace").find("(INJECTED)") == std::string::npos) break;
+                    ++failures;
+                    const std::string out = test::ReadAll("out.tdf"), lost = test::ReadAll("lost");
+                    // A call that does nothing and says that it succeeded is believed, where nothing can be read back.
+                    if (fault == "retval=0" && call != "pread64" && call != "pwrite64") continue;
+                    ASSERT_TRUE(out == complete || (out.empty() && code != whole)) << inject << ' ' << code;
+                    ASSERT_TRUE(lost == left || (lost.empty() && code != whole)) << inject << ' ' << code;
+                }
+            }
+        }
+        EXPECT_GT(failures, 10) << arguments;
+    }
+}
+
+// A file becomes shorter or longer after it was read for the fifth time: the answer comes with a word about it, or not.
+TEST_F(FaultTest, TellsThatAFileChangesMeanwhile) {
+    const std::string samples(1 << 20, '5'), plain = m_folder.Write("p.bin", samples);
+    const std::string container = m_before + test::Trace(samples);
+    const std::string shorter = "became shorter while it was being read\n", missing = " samples are missing: ",
+                      longer = "became longer while it was being read: samples from 131072 on are missing\n";
+    // clang-format off
+    const std::tuple<std::string, int, std::string, int, std::string> rows[] = {
+        {"find FILE --type 1", 3, missing, 3, longer}, {"find FILE --type 0x35 --only-count", 3, missing, 3, longer},
+        {"find FILE --type 1 --count 131072", 3, missing, 6, ""}, {"stats FILE", 3, missing, 3, longer},
+        {"stats --json FILE p.bin", 3, missing, 3, longer}, {"diff FILE p.bin", 4, shorter, 3, longer},
+        {"diff p.bin FILE", 4, shorter, 3, longer}, {"cut FILE -o out.tdf", 4, shorter, 3, longer}};
+    // clang-format on
+    for (const std::string file : {"t.bin", "t.tdf"}) {
+        for (const auto& [command, shortCode, shortReason, longCode, longReason] : rows) {
+            for (const bool grows : {false, true}) {
+                std::filesystem::remove("out.tdf");
+                std::string arguments = command;
+                for (auto at = arguments.find("FILE"); at != arguments.npos; at = arguments.find("FILE")) {
+                    arguments.replace(at, 4, file);
+                }
+                const bool isTdf = file == "t.tdf";
+                m_folder.Write(file, isTdf ? container : samples);
+                // What a host does that saves one more sample.
+                const auto change = [&, path = file] {
+                    if (!grows) return std::filesystem::resize_file(path, samples.size() / 2);
+                    std::ofstream(path, std::ios::app) << "12345678";
+                    if (!isTdf) return;
+                    const auto length = static_cast<std::uint32_t>(12 + 12 + samples.size() + 8);
+                    std::fstream(path).seekp(static_cast<std::streamoff>(m_before.size())) << test::Le(length, 4);
+                };
+                const test::Result result = WhileItReads(file, arguments, change);
+                EXPECT_EQ(result.code, grows ? longCode : shortCode) << arguments << ' ' << grows;
+                EXPECT_NE(result.err.find(grows ? longReason : shortReason), std::string::npos)
+                    << arguments << ' ' << grows << result.err;
+                const bool isMade = command.substr(0, 3) == "cut" && grows;
+                EXPECT_EQ(test::ReadAll("out.tdf").substr(0, 4), isMade ? "TDF2" : "") << arguments;
             }
         }
     }
-    EXPECT_GT(failures, 10);
 }
 
 // An append of 100 sections is killed at each of its writes: what was complete before is there, with its bytes.

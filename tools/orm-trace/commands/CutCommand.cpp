@@ -138,6 +138,10 @@ private:
                     copy.Add({section, section.length});
                 }
             }
+            // What cannot be read now is not damage: another attempt may get it.
+            if (walk.Fault() && walk.Fault()->kind == TDFFaultKind::kReadError) {
+                throw Error(ErrorKind::kFailed, m_in, walk.Fault()->Message());
+            }
             // Sections after the fault are missing.
             if (ReportFault(m_in, walk) != ExitCode::kOk) code = ExitCode::kIncomplete;
         } else {
@@ -149,7 +153,7 @@ private:
 
         printer.Describe({m_in, m_out, first, count, copy.Count(), origin});
         if (const std::uint64_t part = (bytes.end - bytes.begin) % kSampleSize; part != 0) {
-            Report(m_in, "the last sample is cut short; its " + Counted(part, "byte") + " are copied");
+            Report(m_in, "the last sample is cut short: copied " + Counted(part, "byte") + " of it");
         }
         read.hasGrown = range.isOpen && samples.HasGrown();
         return std::max(code, ReportMissing(m_in, read));

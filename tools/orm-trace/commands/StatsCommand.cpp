@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "analysis/Statistics.h"
@@ -39,10 +40,7 @@ public:
     void Describe(const std::string& path, const Statistics& statistics, const TimeOptions& time) {
         Write(WithoutControls(path) + '\n');
         Line("samples", std::to_string(statistics.Samples()));
-        for (std::size_t type = 0; type < kTypes; ++type) {
-            const std::uint64_t count = statistics.Types()[type];
-            if (count != 0) Line("type " + TypeName(type), std::to_string(count) + (kIsStamp[type] ? " stamps" : ""));
-        }
+        Types(statistics.Types());
         const StampTotals& stamps = statistics.Stamps();
         Line("stamps", std::to_string(stamps.count));
         if (stamps.count != 0) {
@@ -66,6 +64,26 @@ private:
     void Line(const std::string& name, const std::string& value) {
         constexpr std::size_t kWidth = 13;
         Write("  " + name + std::string(kWidth - std::min(kWidth, name.size()), ' ') + value + '\n');
+    }
+    // A line for each, or several in a line where there are many, so that a file takes one screen.
+    void Types(const std::array<std::uint64_t, kTypes>& counts) {
+        constexpr std::size_t kMaxLines = 16, kMaxWidth = 104;
+        const std::size_t types = kTypes - static_cast<std::size_t>(std::count(counts.begin(), counts.end(), 0U));
+        const std::size_t digits = std::to_string(*std::max_element(counts.begin(), counts.end())).size();
+        std::string name = "types", line;
+        for (std::size_t type = 0; type < kTypes; ++type) {
+            if (counts[type] == 0) continue;
+            const std::string count = std::to_string(counts[type]);
+            if (types <= kMaxLines) {
+                Line("type " + TypeName(type), count + (kIsStamp[type] ? " stamps" : ""));
+                continue;
+            }
+            if (line.size() + digits + 7 > kMaxWidth) {
+                Line(std::exchange(name, ""), std::exchange(line, ""));
+            }
+            line += (line.empty() ? "" : "  ") + TypeName(type) + std::string(digits + 1 - count.size(), ' ') + count;
+        }
+        if (!line.empty()) Line(name, line);
     }
     void Ticks(const std::string& name, std::uint64_t ticks, const TimeOptions& time) {
         const auto text = time.TimeAt(ticks);
