@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Compares the library with alternative libraries and with bare system calls, and prints the ratios. Needs an otherwise
-# idle Debian machine, and 5 GB in TMPDIR.
+# idle Debian machine, and 6 GB in TMPDIR.
 set -euo pipefail
 cd -- "$(dirname -- "${BASH_SOURCE[0]}")"
 

@@ -1,11 +1,13 @@
 // Questions to a capture of 1 GiB, which the system has cached: whole commands, and the building of an index, each in a
-// process of its own, whose CPU time is measured.
+// process of its own, whose CPU time is measured; of several threads, the elapsed time.
 #include <sys/resource.h>
 #include <sys/wait.h>
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <functional>
+#include <map>
 #include <memory>
 #include <vector>
 
@@ -66,8 +68,57 @@ const std::string& Capture(Mix mix) {
     return path;
 }
 
-// Runs work in a new process, with its output in this file. Returns: the CPU time in seconds, negative when it fails.
-double TimeOfProcess(const std::string& output, const std::function<int()>& work) {
+// Writes the part of the capture with one stamp in eight that begins at this byte.
+std::string MakePart(const std::string& name, std::uint64_t begin, std::uint64_t size) {
+    const Descriptor file(Capture(Mix::kEighth), O_RDONLY);
+    const bench::FilePtr stream = bench::Open(bench::PathOf(name), "wb");
+    std::vector<char> chunk(bench::kMebibyte);
+    for (const std::uint64_t end = begin + size; begin < end; begin += chunk.size()) {
+        chunk.resize(std::min<std::uint64_t>(chunk.size(), end - begin));
+        bench::Require(
+            pread(file, chunk.data(), chunk.size(), static_cast<off_t>(begin)) == static_cast<ssize_t>(chunk.size()),
+            "cannot read a capture");
+        bench::Write(stream.get(), chunk.data(), chunk.size());
+    }
+    return bench::PathOf(name);
+}
+
+// As many samples as a section can have.
+constexpr std::uint64_t kCutSamples = 16'777'213;
+
+std::string MakeList() {
+    std::string names;
+    std::filesystem::create_directory(bench::PathOf("parts"));
+    for (unsigned n = 0; n < 1000; ++n) {
+        names += MakePart("parts/" + std::to_string(n), n * bench::kMebibyte, bench::kMebibyte) + '\n';
+    }
+    const std::string path = bench::PathOf("list");
+    bench::Write(bench::Open(path, "wb").get(), names.data(), names.size());
+    return path;
+}
+
+// Returns: the file that an argument of a command stands for, made when it is first asked for; else the argument.
+std::string FileFor(const std::string& argument) {
+    if (argument == "FILE") return Capture(Mix::kEighth);
+    if (argument == "MIXED") return Capture(Mix::kMixed);
+    if (argument == "OUT") return bench::PathOf("out.tdf");
+    static const std::map<std::string, std::function<std::string()>> kMake{
+        {"COPY", [] { return MakePart("copy.bin", 0, kSize); }},
+        {"PART", [] { return MakePart("part.bin", 0, kCutSamples * 8); }},
+        {"LIST", MakeList}};
+    const auto make = kMake.find(argument);
+    if (make == kMake.end()) return argument;
+    static std::map<std::string, std::string> made;
+    std::string& path = made[argument];
+    if (path.empty()) path = make->second();
+    return path;
+}
+
+enum class Time { kCpu, kElapsed };
+
+// Runs work in a new process, with its output in this file. Returns: the time in seconds, negative when it fails.
+double TimeOfProcess(const std::string& output, Time time, const std::function<int()>& work) {
+    const auto begin = std::chrono::steady_clock::now();
     const pid_t child = fork();
     bench::Require(child >= 0, "cannot start a process");
     if (child == 0) {
@@ -83,15 +134,18 @@ double TimeOfProcess(const std::string& output, const std::function<int()>& work
     int status = 0;
     rusage usage{};
     bench::Require(wait4(child, &status, 0, &usage) == child, "cannot wait for a process");
-    const auto seconds = [](const timeval& time) {
-        return static_cast<double>(time.tv_sec) + 1e-6 * static_cast<double>(time.tv_usec);
+    if (status != 0) return -1;
+    if (time == Time::kElapsed) return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+    const auto seconds = [](const timeval& part) {
+        return static_cast<double>(part.tv_sec) + 1e-6 * static_cast<double>(part.tv_usec);
     };
-    return status == 0 ? seconds(usage.ru_utime) + seconds(usage.ru_stime) : -1;
+    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
 }
 
-void Measure(State& state, const std::string& output, const std::function<int()>& work) {
+void Measure(State& state, const std::string& output, Time time, const std::function<int()>& work) {
     for (auto _ : state) {
-        const double seconds = TimeOfProcess(output, work);
+        std::filesystem::remove(FileFor("OUT"));
+        const double seconds = TimeOfProcess(output, time, work);
         if (seconds < 0) return state.SkipWithError("the process failed");
         state.SetIterationTime(seconds);
     }
@@ -126,33 +180,42 @@ int BuildIndex(const std::string& path) {
 
 struct CommandRow {
     const char* name;  // WORK/PARTICIPANT
-    Mix mix;
-    // The first word is the program: "orm-trace" stands for the built one. "FILE" stands for the capture.
+    // The first word is the program: "orm-trace" stands for the built one. Words that FileFor knows stand for files.
     std::vector<std::string> arguments;
     // Otherwise it goes to /dev/null, where grep would end after the first hit.
     bool hasOutputFile = false;
+    Time time = Time::kCpu;
 };
 
 // Each ends with code 0 if it finds what it looks for.
 const CommandRow kCommands[] = {
     {"find/library",
-     Mix::kEighth,
      {"orm-trace", "find", "FILE", "--value", std::to_string(kRareValue), "--mask", "0xFFFFFFFF"},
      true},
-    {"find/limit", Mix::kEighth, {"cat", "FILE"}},
-    {"find/peer:grep", Mix::kEighth, {"grep", "-obUaP", kRareBytes, "FILE"}, true},
-    {"stats/library", Mix::kEighth, {"orm-trace", "stats", "FILE"}},
-    {"stats/limit", Mix::kEighth, {"cat", "FILE"}},
-    {"index/limit", Mix::kEighth, {"cat", "FILE"}},
-    {"index/mixed/limit", Mix::kMixed, {"cat", "FILE"}},
+    {"find/limit", {"cat", "FILE"}},
+    {"find/peer:grep", {"grep", "-obUaP", kRareBytes, "FILE"}, true},
+    {"stats/library", {"orm-trace", "stats", "FILE"}},
+    {"stats/limit", {"cat", "FILE"}},
+    {"diff/library", {"orm-trace", "diff", "FILE", "COPY"}},
+    {"diff/peer:cmp", {"cmp", "FILE", "COPY"}},
+    {"cut/library", {"orm-trace", "cut", "FILE", "-o", "OUT", "--count", std::to_string(kCutSamples)}},
+    {"cut/peer:cp", {"cp", "PART", "OUT"}},
+    {"stats -j 2/library/threads:2", {"orm-trace", "stats", "-j", "2", "--files-from", "LIST"}, false, Time::kElapsed},
+    {"stats -j 2/peer:-j 1/threads:2",
+     {"orm-trace", "stats", "-j", "1", "--files-from", "LIST"},
+     false,
+     Time::kElapsed},
+    {"index/limit", {"cat", "FILE"}},
+    {"index/mixed/limit", {"cat", "MIXED"}},
 };
 
 void RunCommand(State& state, const CommandRow& row) {
-    std::vector<std::string> arguments = row.arguments;
-    std::replace(arguments.begin(), arguments.end(), std::string("FILE"), Capture(row.mix));
+    std::vector<std::string> arguments;
+    std::transform(row.arguments.begin(), row.arguments.end(), std::back_inserter(arguments), FileFor);
     if (arguments[0] == "orm-trace")
         arguments[0] = std::filesystem::read_symlink("/proc/self/exe").parent_path() / "orm-trace";
-    Measure(state, row.hasOutputFile ? bench::PathOf("output") : "/dev/null", [&] { return Execute(arguments); });
+    const std::string output = row.hasOutputFile ? bench::PathOf("output") : "/dev/null";
+    Measure(state, output, row.time, [&] { return Execute(arguments); });
 }
 
 }  // namespace
@@ -168,7 +231,7 @@ void bench::RegisterQuestion() {
     for (const auto& [name, mix] : {std::pair("index/library", Mix::kEighth), {"index/mixed/library", Mix::kMixed}}) {
         add(name, [mix = mix](State& state) {
             const std::string& capture = Capture(mix);
-            Measure(state, "/dev/null", [&] { return BuildIndex(capture); });
+            Measure(state, "/dev/null", Time::kCpu, [&] { return BuildIndex(capture); });
         });
     }
 }

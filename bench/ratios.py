@@ -36,6 +36,9 @@ GOALS = (
     (r"Question/find", r"limit", 2.0),
     (r"Question/find", r"peer:grep", 0.5),
     (r"Question/stats", r"limit", 4.0),
+    (r"Question/diff", r"peer:cmp", 1.0),
+    (r"Question/cut", r"peer:cp", 1.3),
+    (r"Question/stats -j 2.*", r"peer:-j 1", 1 / 1.7),
     (r"Question/index", r"limit", 5.0),
     (r"Question/index/mixed", r"limit", 7.0),
 )
@@ -67,6 +70,7 @@ NOTES = (
     (r"Stamp/.*", r"limit", "computes no calendar date"),
     (r"Stamp/.*", r"peer:date-fmt-compiled", "with a format that is compiled at build time"),
     (r"Question/.*", r"limit", "cat to /dev/null, which looks at no byte"),
+    (r"Question/cut", r"peer:cp", "copies a file of just these samples; cut also walks the sections of what it wrote"),
     (r"Question/.*", r"peer:grep", "finds four bytes wherever they begin, not only in samples"),
 )
 
