@@ -22,13 +22,6 @@ constexpr Microseconds TimeAt(Microseconds zero, std::uint64_t ticks) noexcept {
     return {zero.count + static_cast<std::int64_t>(ticks / kTicksPerMicrosecond)};
 }
 
-// Returns: the fewest ticks whose time is not before this one; the most that there are for a time after all ticks.
-constexpr std::uint64_t TicksAt(Microseconds zero, Microseconds time) noexcept {
-    if (time.count <= zero.count) return 0;
-    const auto microseconds = static_cast<std::uint64_t>(time.count) - static_cast<std::uint64_t>(zero.count);
-    return microseconds > UINT64_MAX / kTicksPerMicrosecond ? UINT64_MAX : microseconds * kTicksPerMicrosecond;
-}
-
 // Returns: YYYY-MM-DDTHH:MM:SS.ffffff; a year after 9999 has as many digits as it needs.
 std::string TimeText(Microseconds time);
 

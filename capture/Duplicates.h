@@ -23,7 +23,7 @@ public:
         : m_file(file), m_part(part), m_parts(parts) {}
 
     // Returns: whether the section belongs to this part.
-    bool Has(const Orm::Lux::Trace::TDFSection& section) const noexcept { return HashOf(section) % m_parts == m_part; }
+    bool Has(const Orm::Lux::Trace::TDFSection& section) const { return HashOf(section) % m_parts == m_part; }
 
     // Returns: the offset of the first section that has the name and version of this one, if there is one before it.
     // REQUIRES: the section belongs to this part. Errors: Error.

@@ -56,10 +56,15 @@ std::size_t InputFile::ReadAt(std::uint64_t offset, void* buffer, std::size_t si
     return read;
 }
 
-std::uint64_t InputFile::NextData(std::uint64_t offset) const noexcept {
+std::uint64_t InputFile::NextData(std::uint64_t offset) const {
     const off_t data = lseek(fileno(m_stream.get()), static_cast<off_t>(offset), SEEK_DATA);
     if (data >= 0) return std::max(static_cast<std::uint64_t>(data), offset);
-    return errno == ENXIO ? std::max(m_size, offset) : offset;
+    if (errno != ENXIO) return offset;
+    // So it is for a hole at the end, and also for bytes that the file no longer has.
+    std::uint64_t size = 0;
+    if (!MeasureSize(m_stream.get(), size)) return offset;
+    if (size < m_size) ThrowShorter();
+    return std::max(m_size, offset);
 }
 
 }  // namespace orm_trace

@@ -34,8 +34,8 @@ public:
     std::size_t ReadAt(std::uint64_t offset, void* buffer, std::size_t size) const;
 
     // Returns: the first offset from this one on where the file may have other bytes than 0: holes of a sparse file are
-    //          skipped. The size of the file if only holes follow.
-    std::uint64_t NextData(std::uint64_t offset) const noexcept;
+    //          skipped. The size of the file if only holes follow. Errors: Error (kInput): the file became shorter.
+    std::uint64_t NextData(std::uint64_t offset) const;
 
     // The open stream, for TDFSectionReader.
     std::FILE* Stream() const noexcept { return m_stream.get(); }

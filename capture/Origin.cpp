@@ -23,6 +23,12 @@ std::uint64_t NumberIn(const Json& json, const char* key) {
     return number;
 }
 
+// Deeply nested values would overflow the stack where they are copied.
+bool RefuseDepth(int depth, Json::parse_event_t, Json&) {
+    if (depth > 1) throw std::invalid_argument("depth");
+    return true;
+}
+
 std::string FileIn(const Json& json) {
     if (!json.contains("file_hex")) return json.at("file").get<std::string>();
     const auto name = BytesOfHex(json.at("file_hex").get_ref<const std::string&>());
@@ -33,7 +39,9 @@ std::string FileIn(const Json& json) {
 }  // namespace
 
 std::optional<Origin> Origin::Find(const InputFile& file) {
-    constexpr std::uint64_t kMaxData = 1 << 16;  // bytes; a name has at most 255
+    constexpr std::uint64_t kMaxData = 1 << 16;          // bytes
+    constexpr std::size_t kMaxName = 255;                // bytes, of file systems
+    constexpr std::uint64_t kMaxSample = INT64_MAX / 8;  // of the largest file
     SectionWalk walk(file);
     while (walk.Next()) {
         const auto& section = walk.Section();
@@ -41,9 +49,11 @@ std::optional<Origin> Origin::Find(const InputFile& file) {
         try {
             std::string data(static_cast<std::size_t>(std::min<std::uint64_t>(kMaxData, section.DataLength())), '\0');
             data.resize(file.ReadAt(section.DataOffset(), data.data(), data.size()));
-            const Json json = Json::parse(data);
-            return Origin{FileIn(json), NumberIn(json, "first_sample"), NumberIn(json, "count"),
-                          json.at("tool_version").get<std::string>()};
+            const Json json = Json::parse(data, RefuseDepth);
+            const Origin origin{FileIn(json), NumberIn(json, "first_sample"), NumberIn(json, "count"),
+                                json.at("tool_version").get<std::string>()};
+            if (origin.file.size() > kMaxName || origin.first > kMaxSample) throw std::invalid_argument(kSection);
+            return origin;
         } catch (const Json::exception&) {
         } catch (const std::invalid_argument&) {
         }

@@ -87,7 +87,7 @@ void SectionPairs::Visit(const std::function<void(const Pair&)>& visit) const {
 }
 
 bool HasSameBytes(const InputFile& a, std::uint64_t offsetA, const InputFile& b, std::uint64_t offsetB,
-                  std::uint64_t size) {
+                  std::uint64_t size, const ProgressCallback& onProgress) {
     constexpr std::uint64_t kChunk = 1 << 16;
     std::vector<char> chunkA(static_cast<std::size_t>(std::min(kChunk, size)));
     std::vector<char> chunkB(chunkA.size());
@@ -97,6 +97,7 @@ bool HasSameBytes(const InputFile& a, std::uint64_t offsetA, const InputFile& b,
         if (b.ReadAt(offsetB + at, chunkB.data(), wanted) < wanted) b.ThrowShorter();
         if (std::memcmp(chunkA.data(), chunkB.data(), wanted) != 0) return false;
         at += wanted;
+        if (onProgress) onProgress(2 * wanted);
     }
     return true;
 }

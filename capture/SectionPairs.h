@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "capture/InputFile.h"
+#include "capture/Progress.h"
 #include "capture/SectionWalk.h"
 
 namespace orm_trace {
@@ -65,8 +66,9 @@ private:
     std::optional<LocatedFault> m_faultB;
 };
 
-// Whether two files have the same bytes at these offsets. Errors: Error: kFailed, kInput when a file became shorter.
+// Whether two files have the same bytes at these offsets. onProgress is called with numbers of bytes that were compared, of
+// both files. Errors: Error: kFailed, kInput when a file became shorter.
 bool HasSameBytes(const InputFile& a, std::uint64_t offsetA, const InputFile& b, std::uint64_t offsetB,
-                  std::uint64_t size);
+                  std::uint64_t size, const ProgressCallback& onProgress = {});
 
 }  // namespace orm_trace

@@ -51,12 +51,17 @@ std::optional<std::string> Unescaped(std::string_view text) {
 
 std::string WithoutControls(std::string_view text) {
     std::string clean;
-    for (const char c : text) {
-        const auto byte = static_cast<unsigned char>(c);
+    for (std::size_t n = 0; n < text.size(); ++n) {
+        const auto byte = static_cast<unsigned char>(text[n]);
+        const auto next = static_cast<unsigned char>(n + 1 < text.size() ? text[n + 1] : 0);
         if (IsControl(byte)) {
             AppendByte(clean, byte);
+        } else if (byte == 0xC2 && next >= 0x80 && next < 0xA0) {  // a control character in UTF-8
+            AppendByte(clean, byte);
+            AppendByte(clean, next);
+            ++n;
         } else {
-            clean += c;
+            clean += text[n];
         }
     }
     return clean;

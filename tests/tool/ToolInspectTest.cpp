@@ -187,6 +187,9 @@ TEST_F(ToolInspectTest, TakesFoldersAndLists) {
     std::thread writer([] { std::ofstream("list") << "p.bin\n\nd\n"; });
     EXPECT_EQ(Tool("find --files-from list --type 0x38").out, "p.bin: 1" + word + inFolder);
     writer.join();
+    m_folder.Write("zeros", std::string("p.bin\0p.bin\0", 12));
+    EXPECT_EQ(Tool("stats --files-from zeros").err, "orm-trace: zeros: line 1 has a zero byte\n");
+    EXPECT_EQ(Tool("stats --files-from d").code, 4);
     const std::string table = Tool("stats d p.bin gone --table").out;
     EXPECT_EQ(std::count(table.begin(), table.end(), '\n'), 1 + 3 + 1) << table;
 }

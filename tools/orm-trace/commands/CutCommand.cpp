@@ -90,7 +90,12 @@ public:
         m_time.Prepare();
         m_range.Prepare();
         for (const std::string& text : m_keepTexts) m_keep.push_back(SectionPattern::Parse(text));
-        for (const std::string& text : m_dropTexts) m_drop.push_back(SectionPattern::Parse(text));
+        for (const std::string& text : m_dropTexts) {
+            m_drop.push_back(SectionPattern::Parse(text));
+            if (m_drop.back().Fits(kTraceSection, kTraceVersion)) {
+                throw Error(ErrorKind::kArgument, "--drop", "the trace is what is cut: " + text);
+            }
+        }
         return Print<TextCut, JsonCut>(m_json, out, "cut", [&](auto& printer) {
             printer.File(m_in);
             return Cut(printer);
@@ -110,11 +115,13 @@ private:
         SamplesRead read{range.first, range.count, std::min(range.count, available), samples.Count()};
         SampleFile::Range bytes = samples.BytesOf(first, range.count);
         bytes.end = std::max(bytes.begin, std::min(bytes.end, file.Size()));
+        const SampleFile::Range trace = samples.BytesOf(0, samples.Count());
+        const std::uint64_t traceSize = std::min(trace.end, file.Size()) - std::min(trace.begin, file.Size());
         const std::uint64_t count = (bytes.end - bytes.begin + kSampleSize - 1) / kSampleSize;
         if (bytes.end - bytes.begin > kMaxSectionLength - kTraceHeaderSize) {
             throw Error(ErrorKind::kFailed, m_in,
-                        Counted(count, "sample") + " are too long a section for readers; --count " +
-                            std::to_string(kMaxCount) + " fits");
+                        Counted(count, "sample") + " do not fit in a section that readers follow; at most " +
+                            std::to_string(kMaxCount) + " do");
         }
         std::optional<Origin> origin;
         if (!m_isWithoutOrigin) {
@@ -125,15 +132,17 @@ private:
         RequireMatches(file, samples.IsTdf());
 
         ReplacementFile target(m_out, false, "exists");
-        ProgressBar bar(file.Size());
+        ProgressBar bar(bytes.end - bytes.begin + (samples.IsTdf() ? file.Size() - traceSize : 0));
         SectionCopy copy(file, target.Path(), m_out, [&](std::uint64_t size) { bar.Advance(size); });
         ExitCode code = ExitCode::kOk;
         if (samples.IsTdf()) {
             SectionWalk walk(file);
+            bool isTraceThere = false;
             while (walk.Next()) {
                 const TDFSection& section = walk.Section();
                 if (section.DataOffset() == samples.BytesOf(0, 0).begin) {
                     copy.AddNew(kTraceSection, kTraceVersion, bytes.begin, bytes.end);
+                    isTraceThere = true;
                 } else if (IsKept(section) && section.End() <= file.Size()) {
                     copy.Add({section, section.length});
                 }
@@ -142,6 +151,9 @@ private:
             if (walk.Fault() && walk.Fault()->kind == TDFFaultKind::kReadError) {
                 throw Error(ErrorKind::kFailed, m_in, walk.Fault()->Message());
             }
+            if (!isTraceThere) {
+                throw Error(ErrorKind::kChanged, m_in, "was changed while it was being read");
+            }
             // Sections after the fault are missing.
             if (ReportFault(m_in, walk) != ExitCode::kOk) code = ExitCode::kIncomplete;
         } else {
@@ -149,13 +161,14 @@ private:
         }
         if (origin) copy.AddNew(Origin::kSection, Origin::kVersion, origin->Data());
         copy.Verify();
+        file.Measure();  // what is no longer there may have been copied as zeros
+        read.hasGrown = range.isOpen && samples.HasGrown();
         target.Publish();
 
         printer.Describe({m_in, m_out, first, count, copy.Count(), origin});
         if (const std::uint64_t part = (bytes.end - bytes.begin) % kSampleSize; part != 0) {
             Report(m_in, "the last sample is cut short: copied " + Counted(part, "byte") + " of it");
         }
-        read.hasGrown = range.isOpen && samples.HasGrown();
         return std::max(code, ReportMissing(m_in, read));
     }
 

@@ -8,6 +8,7 @@
 #include "analysis/WordBuffer.h"
 #include "capture/SampleFile.h"
 #include "capture/SectionPairs.h"
+#include "tdf/TraceSection.h"
 #include "tools/orm-trace/commands/Command.h"
 #include "tools/orm-trace/options/FormatOptions.h"
 #include "tools/orm-trace/options/NumberOption.h"
@@ -20,6 +21,8 @@
 
 namespace orm_trace {
 namespace {
+
+using Orm::Lux::Trace::kSampleSize;
 
 struct Names {
     const std::string& a;
@@ -145,7 +148,9 @@ public:
         AddNumberOption(app, "--mask", m_settings.mask, UINT64_MAX,
                         "Compare only these bits of samples (default: all)");
         m_ignored.AddTo(app, "--ignore-type", "Samples are equal if both have one of these types");
-        app.add_option("--section", m_sectionText, "Compare only sections of this name and, if given, version")
+        const auto setPattern = [this](const std::string& text) { m_pattern = SectionPattern::Parse(text); };
+        app.add_option_function<std::string>("--section", setPattern,
+                                             "Compare only sections of this name and, if given, version")
             ->option_text("NAME[:VERSION]");
         AddNumberOption(app, "--limit", m_settings.limit, kMaxLimit, "Differing samples to list (default: 10)");
         AddFormatOptions(app, m_format);
@@ -154,7 +159,6 @@ public:
 
     ExitCode Run(Output& out) override {
         m_settings.ignored = m_ignored.Types();
-        if (!m_sectionText.empty()) m_pattern = SectionPattern::Parse(m_sectionText);
         return Print<TextDiff, JsonDiff, JsonLinesDiff>(m_format, out, "diff", [&](auto& printer) {
             printer.Begin({m_a, m_b});
             const InputFile a(m_a), b(m_b);
@@ -192,13 +196,25 @@ private:
         std::optional<Result> result;
         if (isTraceChosen && !noTrace) result = Compare(*samplesA, *samplesB);
         bool isDifferent = false;
+        ProgressBar bar(2 * std::min(a.Size(), b.Size()));
+        // Whether the data is the same from this byte on.
+        const auto isSameFrom = [&](const SectionPairs::Pair& pair, std::uint64_t at) {
+            return HasSameBytes(a, pair.a->offset + at, b, pair.b->offset + at, pair.a->available - at,
+                                [&](std::uint64_t size) { bar.Advance(size); });
+        };
+        // A last sample that is cut short is completed by bytes after the section, which are not its data.
+        const auto isSameTrace = [&](const SectionPairs::Pair& pair) {
+            const std::uint64_t whole = pair.a->available / kSampleSize;
+            const Comparison& comparison = result->comparison;
+            const bool isSame = comparison.Differing() == 0 || comparison.First().sample >= whole;
+            return isSame && isSameFrom(pair, whole * kSampleSize);
+        };
         printer.BeginSections();
         pairs.Visit([&](const SectionPairs::Pair& pair) {
             isFound = true;
-            const bool isEqual =
-                pair.a && pair.b && pair.a->length == pair.b->length && pair.a->available == pair.b->available &&
-                (result && isTrace(pair) ? result->comparison.Differing() == 0
-                                         : HasSameBytes(a, pair.a->offset, b, pair.b->offset, pair.a->available));
+            const bool isEqual = pair.a && pair.b && pair.a->length == pair.b->length &&
+                                 pair.a->available == pair.b->available &&
+                                 (result && isTrace(pair) ? isSameTrace(pair) : isSameFrom(pair, 0));
             isDifferent = isDifferent || !isEqual;
             printer.Section(pair, isEqual);
         });
@@ -256,7 +272,6 @@ private:
     std::string m_b;
     Comparison::Settings m_settings;
     TypeOption m_ignored;
-    std::string m_sectionText;
     std::optional<SectionPattern> m_pattern;
     PrintFormat m_format = PrintFormat::kText;
 };

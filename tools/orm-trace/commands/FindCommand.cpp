@@ -38,7 +38,7 @@ Json HitJson(const FoundWord& found) {
 
 class TextFind : public TextPrinter {
 public:
-    using TextPrinter::TextPrinter;
+    TextFind(Output& out, const char* command) : TextPrinter(out, command), m_hasColor(out.HasColor()) {}
 
     void BeginFiles(std::size_t count) { m_isNamed = count > 1; }
     void BeginFile(const std::string& path) { m_name = m_isNamed ? WithoutControls(path) + ": " : ""; }
@@ -48,11 +48,11 @@ public:
         m_line = m_name;
         m_line.append(digits.data(), std::to_chars(digits.data(), digits.data() + digits.size(), found.sample).ptr);
         m_line += found.isHit ? " " : "- ";
-        const bool hasColor = IsStamp(found.word) && Out().HasColor();
-        if (hasColor) m_line += kStampColor;
+        const bool isColored = m_hasColor && IsStamp(found.word);
+        if (isColored) m_line += kStampColor;
         AppendHexWord(m_line, found.word);
-        if (hasColor) m_line += kNoColor;
         if (found.time) (m_line += ' ') += *found.time;
+        if (isColored) m_line += kNoColor;
         Write(m_line += '\n');
     }
     void EndHits() {}
@@ -61,6 +61,7 @@ public:
     }
 
 private:
+    bool m_hasColor;
     bool m_isNamed = false;
     std::string m_name;
     std::string m_line;
@@ -144,7 +145,8 @@ public:
             const InputFile input(path);
             const SampleFile file(input);
             if (!m_isOnlyCount) printer.BeginHits();
-            const auto [samples, hits] = m_isOnlyCount ? CountHits(file, filter) : PrintHits(file, filter, printer);
+            const auto [samples, hits] =
+                m_isOnlyCount ? CountHits(file, filter, printer.Out()) : PrintHits(file, filter, printer);
             if (!m_isOnlyCount) printer.EndHits();
             printer.Total(hits, m_isOnlyCount);
             if (hits != 0) isFound = true;
@@ -169,13 +171,14 @@ private:
         return WordFilter::OfTypes(m_types.Types());
     }
 
-    Found CountHits(const SampleFile& file, const WordFilter& filter) const {
+    Found CountHits(const SampleFile& file, const WordFilter& filter, const Output& out) const {
         Found found;
         const std::uint64_t limit = m_limit.value_or(UINT64_MAX);
-        found.samples = ScanSamples(file, m_range.Of(file, m_time), m_showsProgress, [&](Words words, std::uint64_t) {
-            found.hits = std::min(limit, found.hits + filter.Count(words));
-            return found.hits < limit;
-        });
+        found.samples = ScanSamples(file, m_range.Of(file, m_time, m_showsProgress), out, m_showsProgress,
+                                    [&](Words words, std::uint64_t) {
+                                        found.hits = std::min(limit, found.hits + filter.Count(words));
+                                        return found.hits < limit;
+                                    });
         return found;
     }
 
@@ -186,26 +189,28 @@ private:
                 {sample, word, isHit, IsStamp(word) ? m_time.TimeAt(TicksOf(word, m_time.Reference())) : std::nullopt});
         });
         const std::uint64_t limit = m_limit.value_or(UINT64_MAX);
-        found.samples =
-            ScanSamples(file, m_range.Of(file, m_time), m_showsProgress, [&](Words words, std::uint64_t first) {
-                for (std::size_t at = 0; at < words.size();) {
-                    const std::size_t hit = found.hits < limit ? filter.Next(words, at) : words.size();
-                    // Of the words between hits only those near one can be context.
-                    if (m_context != 0) {
-                        for (; at < hit && !lines.IsComplete(); ++at) lines.Other(first + at, words[at]);
-                        if (found.hits == limit) return !lines.IsComplete();
-                        at = std::max(at, hit - std::min<std::size_t>(hit, m_context));
-                        for (; at < hit; ++at) lines.Other(first + at, words[at]);
-                    }
-                    if (hit < words.size()) {
-                        lines.Hit(first + hit, words[hit]);
-                        ++found.hits;
-                    }
-                    at = hit + 1;
-                    if (found.hits == limit && m_context == 0) return false;
-                }
-                return found.hits < limit || !lines.IsComplete();
-            });
+        found.samples = ScanSamples(file, m_range.Of(file, m_time, m_showsProgress), printer.Out(), m_showsProgress,
+                                    [&](Words words, std::uint64_t first) {
+                                        for (std::size_t at = 0; at < words.size();) {
+                                            const std::size_t hit =
+                                                found.hits < limit ? filter.Next(words, at) : words.size();
+                                            // Of the words between hits only those near one can be context.
+                                            if (m_context != 0) {
+                                                for (; at < hit && !lines.IsComplete(); ++at)
+                                                    lines.Other(first + at, words[at]);
+                                                if (found.hits == limit) return !lines.IsComplete();
+                                                at = std::max(at, hit - std::min<std::size_t>(hit, m_context));
+                                                for (; at < hit; ++at) lines.Other(first + at, words[at]);
+                                            }
+                                            if (hit < words.size()) {
+                                                lines.Hit(first + hit, words[hit]);
+                                                ++found.hits;
+                                            }
+                                            at = hit + 1;
+                                            if (found.hits == limit && m_context == 0) return false;
+                                        }
+                                        return found.hits < limit || !lines.IsComplete();
+                                    });
         if (found.hits == limit) found.samples.wanted = found.samples.read;  // no more was asked for
         return found;
     }

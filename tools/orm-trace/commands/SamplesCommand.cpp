@@ -120,7 +120,9 @@ public:
         m_time.Prepare();
         m_range.Prepare();
         const Columns columns{m_format, m_hasNumber, m_time};
-        if (m_format == SampleFormat::kRaw && (m_hasNumber || m_time.HasTicks() || columns.HasTime())) {
+        // A range by time needs the time at 0 ticks, too.
+        const bool wantsTime = m_time.IsExact() || (columns.HasTime() && !m_range.IsByTime());
+        if (m_format == SampleFormat::kRaw && (m_hasNumber || m_time.HasTicks() || wantsTime)) {
             throw Error(ErrorKind::kArgument, "--format raw", "has no room for numbers, ticks and times");
         }
         const auto print = [&](auto& printer) {
@@ -128,7 +130,7 @@ public:
             Driver driver(m_driverPath);
             TraceSamples samples(driver, m_file);
             const SampleRange range = m_range.IsByTime() ? RangeByTime() : m_range.Of(samples.Total());
-            samples.Require(range.first, range.count);
+            samples.Require(range.first, range.count, range.isOpen);
             printer.Begin();
             while (const auto page = samples.Next()) printer.Page(*page, columns);
             return samples.Finish();

@@ -115,7 +115,7 @@ private:
         Driver driver(m_driverPath);
         TraceSamples samples(driver, m_file);
         const std::uint64_t first = m_decoder.UsesOrigin() ? FirstSample() : 0;
-        samples.Require(0, samples.Total());
+        samples.Require(0, samples.Total(), true);
         while (const auto page = samples.Next()) {
             for (std::size_t n = 0; n < page->count; ++n) {
                 const std::string text = m_decoder.Decode(page->samples[n], first + page->first + n);

@@ -1,7 +1,6 @@
 // orm-trace stats: counts what the samples of traces are.
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <cstdio>
 #include <optional>
 #include <string>
@@ -12,6 +11,7 @@
 #include "tools/orm-trace/commands/Command.h"
 #include "tools/orm-trace/commands/SampleScan.h"
 #include "tools/orm-trace/options/FileOptions.h"
+#include "tools/orm-trace/options/GapOption.h"
 #include "tools/orm-trace/options/JobsOption.h"
 #include "tools/orm-trace/options/TimeOptions.h"
 #include "tools/orm-trace/output/Printer.h"
@@ -167,29 +167,29 @@ public:
         m_files.AddTo(app, "Trace files, or folders of TDF files");
         m_time.AddTo(app);
         m_range.AddTo(app);
-        app.add_option("--gap", m_gapText, "A step of the clock by more than this is a gap (default: 1)")
-            ->option_text("SECONDS");
-        AddNumberOption(app, "--limit", m_limit, kMaxLimit,
-                        "Gaps and steps back that --json lists of a file (default: 1000)");
+        AddGapOption(app, m_gap);
         AddJobsOption(app, m_jobs);
         auto* table = app.add_flag("--table", m_isTable, "Write a line for each file");
-        app.add_flag(kJsonOption, m_json, kJsonOptionHelp)->excludes(table);
+        auto* json = app.add_flag(kJsonOption, m_json, kJsonOptionHelp)->excludes(table);
+        AddNumberOption(app, "--limit", m_limit, kMaxLimit, "Gaps and steps back to list of a file (default: 1000)")
+            ->needs(json);
         app.footer("Example:\n  orm-trace stats capture.tdf --gap 0.5");
     }
 
     ExitCode Run(Output& out) override {
         m_time.Prepare();
         m_range.Prepare();
-        const Statistics::Settings settings{m_time.Reference(), Gap(), m_limit};
+        const Statistics::Settings settings{m_time.Reference(), m_gap, m_limit};
         const auto work = [&](auto& printer, const std::string& path) {
             const InputFile input(path);
             const SampleFile file(input);
-            const SampleRange range = m_range.Of(file, m_time);
+            const SampleRange range = m_range.Of(file, m_time, m_jobs <= 1);
             Statistics statistics(range.first, settings);
-            const SamplesRead samples = ScanSamples(file, range, m_jobs <= 1, [&](Words words, std::uint64_t) {
-                statistics.Add(words);
-                return true;
-            });
+            const SamplesRead samples =
+                ScanSamples(file, range, printer.Out(), m_jobs <= 1, [&](Words words, std::uint64_t) {
+                    statistics.Add(words);
+                    return true;
+                });
             printer.Describe(path, statistics, m_time);
             return ReportMissing(path, samples);
         };
@@ -201,20 +201,10 @@ public:
 private:
     static constexpr std::size_t kMaxLimit = 1000000;
 
-    // Returns: the ticks that a gap exceeds.
-    std::uint64_t Gap() const {
-        char* end = nullptr;
-        const double seconds = m_gapText.empty() ? 1 : std::strtod(m_gapText.c_str(), &end);
-        if ((end != nullptr && *end != '\0') || !(seconds >= 0) || seconds > 1e9) {
-            throw Error(ErrorKind::kArgument, "--gap", "not a number of seconds from 0 to 1e9: " + m_gapText);
-        }
-        return static_cast<std::uint64_t>(std::floor(static_cast<long double>(seconds) * kTicksPerSecond));
-    }
-
     FileOptions m_files;
     RangeOptions m_range;
     TimeOptions m_time;
-    std::string m_gapText;
+    std::uint64_t m_gap = kTicksPerSecond;
     std::size_t m_limit = 1000;
     unsigned m_jobs = 1;
     bool m_isTable = false;

@@ -20,10 +20,16 @@ TraceSamples::TraceSamples(Driver& driver, std::string file)
     if (!error && size > UINT32_MAX && !Orm::Lux::Trace::TDFHandler().ISTDF(m_file.c_str())) {
         m_total = (size + kSampleSize - 1) / kSampleSize;
     }
+    try {
+        m_input.emplace(m_file);
+        m_samples.emplace(*m_input);
+    } catch (const Error&) {  // the driver has it open all the same
+    }
 }
 
-void TraceSamples::Require(std::uint64_t first, std::uint64_t count) {
+void TraceSamples::Require(std::uint64_t first, std::uint64_t count, bool isOpen) {
     m_wanted = count;
+    m_isOpen = isOpen;
     m_next = first;
     m_end = first < m_served ? first + std::min(count, m_served - first) : m_served;
     m_ended = first > m_served;
@@ -41,11 +47,19 @@ std::optional<TraceSamples::Page> TraceSamples::Next() {
     return page;
 }
 
+bool TraceSamples::HasGrown() const {
+    try {
+        return m_isOpen && m_samples && (m_samples->Count() > m_total || m_samples->HasGrown());
+    } catch (const Error&) {  // shorter, after all of it was read
+        return false;
+    }
+}
+
 ExitCode TraceSamples::Finish() const {
     const std::string reason = m_served < m_total ? "a driver cannot address a file of 4 GiB or more, and serves " +
                                                         std::to_string(m_served) + " samples of this one"
                                                   : "";
-    return ReportMissing(m_file, {m_next - m_read, m_wanted, m_read, m_total}, reason);
+    return ReportMissing(m_file, {m_next - m_read, m_wanted, m_read, m_total, HasGrown()}, reason);
 }
 
 }  // namespace orm_trace

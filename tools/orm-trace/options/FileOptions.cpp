@@ -47,16 +47,20 @@ void Add(const std::string& path, std::vector<std::string>& files) {
 
 void FileOptions::AddTo(CLI::App& app, const char* help) {
     app.add_option("FILE", m_paths, help);
-    app.add_option("--files-from", m_list, "Take more files from the lines of FILE; - is standard input")
+    app.add_option_function<std::string>(
+           "--files-from", [this](const std::string& path) { m_list = path; }, "Take more files from the lines of FILE; - is standard input")
         ->option_text("FILE");
 }
 
 std::vector<std::string> FileOptions::Files() const {
     std::vector<std::string> files;
     for (const std::string& path : m_paths) Add(path, files);
-    if (!m_list.empty()) {
-        InputLines lines(m_list);
+    if (m_list) {
+        InputLines lines(*m_list);
         while (const auto line = lines.Next()) {
+            if (line->find('\0') != line->npos) {
+                throw Error(ErrorKind::kInput, *m_list, "line " + std::to_string(lines.Number()) + " has a zero byte");
+            }
             if (!line->empty()) Add(std::string(*line), files);
         }
     }

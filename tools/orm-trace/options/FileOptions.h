@@ -2,6 +2,7 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -20,7 +21,7 @@ public:
 
 private:
     std::vector<std::string> m_paths;
-    std::string m_list;
+    std::optional<std::string> m_list;
 };
 
 }  // namespace orm_trace

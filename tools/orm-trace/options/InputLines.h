@@ -28,11 +28,11 @@ public:
     ~InputLines() { std::free(m_line); }
 
     // Returns: the next line, without its end, valid until the next call; nothing at the end of the file.
-    // Errors:  Error.
+    // Errors:  Error (kInput).
     std::optional<std::string_view> Next() {
         const ssize_t length = getline(&m_line, &m_size, m_stream);
         if (length < 0) {
-            if (std::ferror(m_stream)) throw Error(ErrorKind::kFailed, m_name, std::strerror(errno));
+            if (std::ferror(m_stream)) throw Error(ErrorKind::kInput, m_name, std::strerror(errno));
             return std::nullopt;
         }
         ++m_number;

@@ -9,7 +9,8 @@ namespace orm_trace {
 
 inline void AddJobsOption(CLI::App& app, unsigned& jobs) {
     constexpr unsigned kMaxJobs = 256;
-    AddNumberOption(app, "-j,--jobs", jobs, kMaxJobs, "Work on this many files at once (default: 1)");
+    AddNumberOption(app, "-j,--jobs", jobs, kMaxJobs, "Work on this many files at once (default: 1)")
+        ->check(CLI::PositiveNumber);
 }
 
 }  // namespace orm_trace

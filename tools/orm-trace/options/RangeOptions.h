@@ -32,15 +32,17 @@ public:
     SampleRange Of(std::uint64_t total) const noexcept;
 
     // Returns: what is asked for of a capture. A range by time begins at the first stamp that is not before --from-time, and
-    //          ends before the first one after that which is after --to-time; the capture is read to find them.
-    // Errors:  Error (kFailed): no stamp is in the range by time, or the file cannot be read.
-    SampleRange Of(const SampleFile& file, const TimeOptions& time) const;
+    //          ends before the first one after that which is after --to-time, with times in whole microseconds, as they are
+    //          printed. The capture is read to find them, with progress if that is wanted.
+    // Errors:  Error: kFailed when no stamp is in the range by time, or the file cannot be read; kInput when it became
+    //          shorter.
+    SampleRange Of(const SampleFile& file, const TimeOptions& time, bool showsProgress = true) const;
 
 private:
     std::uint64_t m_from = 0;
     std::optional<std::uint64_t> m_count;
-    std::string m_fromText;
-    std::string m_toText;
+    std::optional<std::string> m_fromText;
+    std::optional<std::string> m_toText;
     std::optional<Microseconds> m_fromTime;
     std::optional<Microseconds> m_toTime;
 };

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "capture/Text.h"
 #include "tdf/TDFSectionReader.h"
@@ -23,9 +24,10 @@ struct SectionPattern {
         return {SectionName(number ? text.substr(0, colon) : text), number};
     }
 
-    bool Fits(const Orm::Lux::Trace::TDFSection& section) const {
-        return section.name == name && (!version || section.version == *version);
+    bool Fits(std::string_view sectionName, std::uint32_t sectionVersion) const {
+        return sectionName == name && (!version || sectionVersion == *version);
     }
+    bool Fits(const Orm::Lux::Trace::TDFSection& section) const { return Fits(section.name, section.version); }
     std::string Label() const { return "section " + SectionLabel(name, version); }
 };
 

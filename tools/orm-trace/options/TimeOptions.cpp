@@ -6,7 +6,9 @@
 namespace orm_trace {
 
 void TimeOptions::AddTo(CLI::App& app, const char* help) {
-    app.add_option("--zero", m_zeroText, help)->option_text("\"YYYY-MM-DD HH:MM:SS[.ffffff]\"");
+    app.add_option_function<std::string>(
+           "--zero", [this](const std::string& text) { m_zeroText = text; }, help)
+        ->option_text("\"YYYY-MM-DD HH:MM:SS[.ffffff]\"");
     AddNumberOption(app, "--reference", m_reference, UINT64_MAX, "Time-of-day reference count (default: 0)");
 }
 
@@ -17,9 +19,9 @@ CLI::Option* TimeOptions::AddWithFormsTo(CLI::App& app) {
 }
 
 void TimeOptions::Prepare() {
-    if (m_zeroText.empty()) return;
-    m_zero = ParseMicroseconds("--zero", m_zeroText);
-    m_decoder = *ParseTime(m_zeroText);
+    if (!m_zeroText) return;
+    m_zero = ParseMicroseconds("--zero", *m_zeroText);
+    m_decoder = *ParseTime(*m_zeroText);
 }
 
 std::optional<std::string> TimeOptions::TimeAt(std::uint64_t ticks) const {

@@ -27,6 +27,7 @@ public:
     // Returns: the time at these ticks, nothing without --zero.
     std::optional<std::string> TimeAt(std::uint64_t ticks) const;
 
+    bool IsExact() const noexcept { return m_isExact; }
     // Whether ticks are asked for.
     bool HasTicks() const noexcept { return m_hasTicks; }
     // Returns: the ticks of a stamp; "" for a word that is not a stamp.
@@ -36,7 +37,7 @@ public:
     std::string TimeOf(std::uint64_t word) const;
 
 private:
-    std::string m_zeroText;
+    std::optional<std::string> m_zeroText;
     std::uint64_t m_reference = 0;
     std::optional<Microseconds> m_zero;
     bool m_hasTicks = false;

@@ -1,5 +1,7 @@
 #include "tools/orm-trace/output/OrderedWork.h"
 
+#include <sys/resource.h>
+
 #include <algorithm>
 #include <condition_variable>
 #include <cstdio>
@@ -7,10 +9,20 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace orm_trace {
 namespace {
+
+// Returns: how many of them there are descriptors for: work opens one file or two.
+unsigned MostJobs(unsigned jobs) {
+    constexpr rlim_t kOther = 8, kOfJob = 2;
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return jobs;
+    const rlim_t most = limit.rlim_cur > kOther ? (limit.rlim_cur - kOther) / kOfJob : 1;
+    return static_cast<unsigned>(std::clamp<rlim_t>(most, 1, jobs));
+}
 
 // Thrown in threads whose work is no longer wanted.
 struct Stopped {};
@@ -40,6 +52,11 @@ public:
         if (!m_error) m_error = std::move(error);
         m_change.notify_all();
     }
+    // Errors: Stopped.
+    void RequireUse() {
+        const std::lock_guard lock(m_mutex);
+        if (m_error) throw Stopped();
+    }
     void Rethrow() const {
         if (m_error) std::rethrow_exception(m_error);
     }
@@ -61,12 +78,15 @@ public:
         m_text += data;
         if (m_text.size() >= kMaxHeld) Flush();
     }
+    void RequireUse() const override { m_turns.RequireUse(); }
     bool IsTerminal() const noexcept override { return m_out.IsTerminal(); }
-    std::string& Reports() noexcept { return m_reports; }
+    void Report(std::string_view line) {
+        m_reports += line;
+        if (m_reports.size() >= kMaxHeld) Flush();
+    }
 
     void Finish() {
         Flush();
-        std::fputs(m_reports.c_str(), stderr);
         m_turns.Advance();
     }
 
@@ -75,8 +95,8 @@ private:
 
     void Flush() {
         m_turns.WaitFor(m_n);
-        m_out.Write(m_text);
-        m_text.clear();
+        m_out.Write(std::exchange(m_text, ""));
+        std::fputs(std::exchange(m_reports, "").c_str(), stderr);
     }
 
     Output& m_out;
@@ -97,7 +117,7 @@ void WorkInOrder(Output& out, std::size_t count, unsigned jobs,
                 turns.WaitFor(n, 2 * std::size_t{jobs});  // so that not everything is held
                 Part part(out, turns, n);
                 {
-                    const ReportCollector collector(part.Reports());
+                    const ReportCollector collector([&](std::string_view line) { part.Report(line); });
                     work(n, part);
                 }
                 part.Finish();
@@ -109,7 +129,7 @@ void WorkInOrder(Output& out, std::size_t count, unsigned jobs,
     };
     std::vector<std::thread> threads;
     try {
-        while (threads.size() + 1 < std::min<std::size_t>(jobs, count)) threads.emplace_back(run);
+        while (threads.size() + 1 < std::min<std::size_t>(MostJobs(jobs), count)) threads.emplace_back(run);
     } catch (const std::system_error&) {  // fewer threads do, too
     }
     run();

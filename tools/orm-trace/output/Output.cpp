@@ -6,13 +6,14 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "tools/orm-trace/output/Text.h"
 
 namespace orm_trace {
 namespace {
 
-thread_local std::string* t_reports = nullptr;
+thread_local const ReportCollector* t_collector = nullptr;
 
 bool AllowsColor() noexcept {
     const char* const value = std::getenv("NO_COLOR");
@@ -55,16 +56,18 @@ void StandardOutput::Check(bool succeeded) {
 
 bool Output::HasColor() const noexcept { return IsTerminal() && AllowsColor(); }
 
-ReportCollector::ReportCollector(std::string& text) { t_reports = &text; }
+ReportCollector::ReportCollector(std::function<void(std::string_view)> take) : m_take(std::move(take)) {
+    t_collector = this;
+}
 
-ReportCollector::~ReportCollector() { t_reports = nullptr; }
+ReportCollector::~ReportCollector() { t_collector = nullptr; }
 
 void Report(const std::string& subject, const std::string& reason) {
     static const bool hasColor = isatty(STDERR_FILENO) && AllowsColor();
     const std::string text = "orm-trace: " + WithoutControls(subject) + ": " + WithoutControls(reason);
     const std::string line = hasColor ? kFaultColor + text + kNoColor + '\n' : text + '\n';
-    if (t_reports != nullptr) {
-        *t_reports += line;
+    if (t_collector != nullptr) {
+        t_collector->Take(line);
     } else {
         std::fputs(line.c_str(), stderr);
     }

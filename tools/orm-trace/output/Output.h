@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdio>
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -35,6 +36,9 @@ public:
     // Errors: OutputError (kFailed). Nothing is written afterwards.
     virtual void Write(std::string_view data) = 0;
 
+    // Errors: any, when what is written will not come out, because writing elsewhere has failed. Long work asks now and then.
+    virtual void RequireUse() const {}
+
     // Whether the data goes to a terminal.
     virtual bool IsTerminal() const noexcept = 0;
     // Whether it goes to one and the environment variable NO_COLOR is unset or empty.
@@ -59,14 +63,18 @@ private:
     Orm::Lux::Trace::FilePtr m_data;
 };
 
-// Collects what Report writes in this thread, instead of writing it, while it lives.
+// Takes what Report writes in this thread, instead of writing it, while it lives.
 class ReportCollector {
 public:
-    // text outlives this.
-    explicit ReportCollector(std::string& text);
+    explicit ReportCollector(std::function<void(std::string_view line)> take);
     ~ReportCollector();
     ReportCollector(const ReportCollector&) = delete;
     ReportCollector& operator=(const ReportCollector&) = delete;
+
+    void Take(std::string_view line) const { m_take(line); }
+
+private:
+    std::function<void(std::string_view)> m_take;
 };
 
 // Writes "orm-trace: SUBJECT: REASON" and a newline to standard error, control characters escaped.
