@@ -175,6 +175,8 @@ TEST_F(ToolWriteTest, DecodesStamps) {
         {stm + "--file t.bin", "0 \n1 999999\n2 90061499998\n"},
         {rcv + "0x88000DECBE3B4BC0 --reference 170000000", " 11/17/2026 11:01:02:500:000\n"},
         {rcv + "--file t.bin --only-stamps", "0  11/16/2026 10:00:00:000:000\n2  11/17/2026 11:01:01:500:000\n"},
+        {rcv + "--exact 0x88000DECBE3B4BC0 1", "2026-11-17T11:01:01.500000\n\n"},
+        {"stamp rcv --ticks --reference 7 0xB000000000000005 0x8800000000000005 1", "5\n12\n\n"},
         {rcv + "- < words", " 11/16/2026 10:00:00:000:000\n\n"},
         {"stamp rcv 12682136550675316736 --zero '1999-12-31 23:59:59.9999'", " 12/31/1999 23:59:59:999:900\n"}};
     for (const auto& [arguments, out] : rows) EXPECT_EQ(Tool(arguments).out, out) << arguments;
