@@ -48,7 +48,8 @@ void Add(const std::string& path, std::vector<std::string>& files) {
 void FileOptions::AddTo(CLI::App& app, const char* help) {
     app.add_option("FILE", m_paths, help);
     app.add_option_function<std::string>(
-           "--files-from", [this](const std::string& path) { m_list = path; }, "Take more files from the lines of FILE; - is standard input")
+           "--files-from", [this](const std::string& path) { m_list = path; },
+           "Take more files from the lines of FILE; - is standard input")
         ->option_text("FILE");
 }
 
