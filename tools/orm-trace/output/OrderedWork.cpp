@@ -6,6 +6,7 @@
 #include <condition_variable>
 #include <cstdio>
 #include <exception>
+#include <map>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -27,6 +28,18 @@ unsigned MostJobs(unsigned jobs) {
 // Thrown in threads whose work is no longer wanted.
 struct Stopped {};
 
+// Text for standard output, and reports for standard error.
+struct Held {
+    std::string text;
+    std::string reports;
+};
+
+// Errors: those of out.
+void Write(const Held& held, Output& out) {
+    out.Write(held.text);
+    std::fputs(held.reports.c_str(), stderr);
+}
+
 // Whose turn it is to write.
 class Turns {
 public:
@@ -36,10 +49,20 @@ public:
         m_change.wait(lock, [&] { return m_error || m_turn + ahead >= n; });
         if (m_error) throw Stopped();
     }
-    void Advance() {
-        const std::lock_guard lock(m_mutex);
-        ++m_turn;
-        m_change.notify_all();
+    // Has what is left of n written in its turn: by this thread, with all that waits for it, or by the one that is before.
+    void Finish(std::size_t n, Held held, Output& out) {
+        std::unique_lock lock(m_mutex);
+        m_finished.emplace(n, std::move(held));
+        // Nobody else writes while it is the turn of n.
+        for (; m_turn == n; ++n) {
+            const auto next = m_finished.extract(n);
+            if (next.empty()) break;
+            lock.unlock();
+            Write(next.mapped(), out);
+            lock.lock();
+            ++m_turn;
+            m_change.notify_all();
+        }
     }
     // Returns: the next n to be worked on. Errors: Stopped.
     std::size_t Take() {
@@ -66,6 +89,7 @@ private:
     std::condition_variable m_change;
     std::size_t m_turn = 0;
     std::size_t m_next = 0;
+    std::map<std::size_t, Held> m_finished;  // before their turn
     std::exception_ptr m_error;
 };
 
@@ -75,35 +99,30 @@ public:
     Part(Output& out, Turns& turns, std::size_t n) : m_out(out), m_turns(turns), m_n(n) {}
 
     void Write(std::string_view data) override {
-        m_text += data;
-        if (m_text.size() >= kMaxHeld) Flush();
+        m_held.text += data;
+        if (m_held.text.size() >= kMaxHeld) Flush();
     }
     void RequireUse() const override { m_turns.RequireUse(); }
     bool IsTerminal() const noexcept override { return m_out.IsTerminal(); }
     void Report(std::string_view line) {
-        m_reports += line;
-        if (m_reports.size() >= kMaxHeld) Flush();
+        m_held.reports += line;
+        if (m_held.reports.size() >= kMaxHeld) Flush();
     }
 
-    void Finish() {
-        Flush();
-        m_turns.Advance();
-    }
+    void Finish() { m_turns.Finish(m_n, std::move(m_held), m_out); }
 
 private:
     static constexpr std::size_t kMaxHeld = 1 << 18;  // bytes
 
     void Flush() {
         m_turns.WaitFor(m_n);
-        m_out.Write(std::exchange(m_text, ""));
-        std::fputs(std::exchange(m_reports, "").c_str(), stderr);
+        orm_trace::Write(std::exchange(m_held, {}), m_out);
     }
 
     Output& m_out;
     Turns& m_turns;
     std::size_t m_n;
-    std::string m_text;
-    std::string m_reports;
+    Held m_held;
 };
 
 }  // namespace
