@@ -9,8 +9,9 @@
 namespace orm_trace {
 
 // Calls work(n, part) for each n below count, in up to jobs threads at once. What is written to the part, and what work
-// reports, comes out in the order of n. An output that is long is written as soon as its turn has come, and its thread
-// waits until then, so that memory use does not depend on its length.
+// reports, comes out in the order of n. A short output is held until its turn, and its thread goes on with other work, but
+// not far ahead. A long one is written as soon as its turn has come, and its thread waits until then, so that memory use does
+// not depend on its length.
 //
 // Errors: the first one that work or out throws. No further work is begun then.
 void WorkInOrder(Output& out, std::size_t count, unsigned jobs,
