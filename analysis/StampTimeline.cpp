@@ -109,12 +109,7 @@ Steps StampTimeline::StepsOf(std::uint64_t begin, std::uint64_t end, std::size_t
 std::uint64_t StampTimeline::Find(const Stretch& stretch, std::uint64_t ticks, const ReadWords& read) const {
     if (ticks <= stretch.least) return stretch.begin;
     if (ticks > stretch.greatest || stretch.begin == stretch.end) return stretch.end;
-    // The first block of the stretch whose last stamp is late enough; of its last block the next stretch may have that.
-    const auto blockAt = [&](std::uint64_t sample) {
-        return m_last.begin() + static_cast<std::ptrdiff_t>(sample / kBlock);
-    };
-    const auto found = std::lower_bound(blockAt(stretch.begin), blockAt(stretch.end - 1), ticks);
-    const auto number = static_cast<std::uint64_t>(found - m_last.begin());
+    const std::uint64_t number = BlockOf(stretch, stretch.begin, ticks);
     const std::uint64_t begin = std::max(stretch.begin, number * kBlock);
     Block block;
     const Words words = ReadBlock(block, begin, std::min(stretch.end, (number + 1) * kBlock), read);
@@ -122,6 +117,64 @@ std::uint64_t StampTimeline::Find(const Stretch& stretch, std::uint64_t ticks, c
         if (IsStamp(words[n]) && TicksOf(words[n], m_index.Reference()) >= ticks) return begin + n;
     }
     return std::min(stretch.end, begin + words.size());
+}
+
+// Returns: the first block from the one of `begin` on that has a stamp of the stretch at these ticks or later, or its last
+//          block: of that, the next stretch may have the last stamp.
+std::uint64_t StampTimeline::BlockOf(const Stretch& stretch, std::uint64_t begin, std::uint64_t ticks) const {
+    const auto blockAt = [&](std::uint64_t sample) {
+        return m_last.begin() + static_cast<std::ptrdiff_t>(sample / kBlock);
+    };
+    return static_cast<std::uint64_t>(std::lower_bound(blockAt(begin), blockAt(stretch.end - 1), ticks) -
+                                      m_last.begin());
+}
+
+std::vector<TimeColumn> StampTimeline::Columns(const Stretch& stretch, const std::vector<std::uint64_t>& edges,
+                                               const ReadWords& read) const {
+    std::vector<TimeColumn> columns(edges.size());
+    Block block;
+    Words words;                       // of the block that was read last
+    std::uint64_t first = UINT64_MAX;  // sample
+    const auto load = [&](std::uint64_t sample) {
+        const std::uint64_t begin = sample / kBlock * kBlock;
+        if (begin == first) return;
+        words = ReadBlock(block, begin, std::min(begin + kBlock, m_index.Samples()), read);
+        first = begin;
+    };
+    const auto count = [&](TimeColumn& column, std::uint64_t begin, std::uint64_t end) {
+        for (std::uint64_t n = begin - first; n < end - first && n < words.size(); ++n)
+            ++column.types[TypeOf(words[n])];
+    };
+    std::uint64_t sample = Find(stretch, edges.front(), read);
+    columns.front().begin = sample;
+    for (std::size_t n = 0; n + 1 < edges.size(); ++n) {
+        const std::uint64_t ticks = edges[n + 1];
+        TimeColumn& column = columns[n];
+        if (sample < stretch.end && ticks > stretch.least) {
+            // The rest of this block, whole blocks, and a part of the block with the edge.
+            const std::uint64_t last = BlockOf(stretch, sample, ticks) * kBlock;
+            if (sample < last && sample % kBlock != 0) {
+                load(sample);
+                count(column, sample, first + kBlock);
+                sample = first + kBlock;
+            }
+            if (sample < last) {
+                const RangeSummary whole = m_index.SummarizeBlocks(sample, last);
+                for (std::size_t type = 0; type < kTypes; ++type) column.types[type] += whole.types[type];
+                sample = last;
+            }
+            load(sample);
+            std::uint64_t end = sample;
+            for (; end < std::min(stretch.end, first + words.size()); ++end) {
+                const std::uint64_t word = words[end - first];
+                if (IsStamp(word) && TicksOf(word, m_index.Reference()) >= ticks) break;
+            }
+            count(column, sample, end);
+            sample = end;
+        }
+        columns[n + 1].begin = sample;
+    }
+    return columns;
 }
 
 }  // namespace orm_trace

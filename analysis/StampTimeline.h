@@ -1,6 +1,7 @@
 // Where the stamps of a run step, and which of its samples belong to a time.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -17,6 +18,12 @@ struct Stretch {
     // Ticks of the first and the last stamp; without meaning in a run without stamps.
     std::uint64_t least = 0;
     std::uint64_t greatest = 0;
+};
+
+// Samples between two edges of time, as counts by type.
+struct TimeColumn {
+    std::uint64_t begin = 0;  // the first sample
+    std::array<std::uint64_t, kTypes> types{};
 };
 
 struct Steps {
@@ -48,7 +55,15 @@ public:
     //          another sample where the stamp before it is. stretch.end if all are earlier. Errors: as the constructor.
     std::uint64_t Find(const Stretch& stretch, std::uint64_t ticks, const ReadWords& read) const;
 
+    // Returns: the samples of a stretch between each of these edges and the next one; the last column begins where the last
+    //          edge is, and has no samples. Each block is read at most once. edges: ticks, in order; at least one.
+    // Errors:  as the constructor.
+    std::vector<TimeColumn> Columns(const Stretch& stretch, const std::vector<std::uint64_t>& edges,
+                                    const ReadWords& read) const;
+
 private:
+    std::uint64_t BlockOf(const Stretch& stretch, std::uint64_t begin, std::uint64_t ticks) const;
+
     const BlockIndex& m_index;
     std::uint64_t m_gap;
     std::vector<std::uint64_t> m_last;  // for each block, ticks of the last stamp up to its end, 0 without one

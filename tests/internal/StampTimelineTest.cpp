@@ -79,6 +79,18 @@ TEST(StampTimeline, FindsStepsAndTimes) {
                     if (orm_trace::IsStamp(words[n])) stamps.emplace_back(orm_trace::TicksOf(words[n], 7), n);
                 }
                 if (stamps.empty()) continue;
+                std::vector<std::uint64_t> edges;
+                for (int n = 0; n < 40; ++n) {
+                    edges.push_back(stretch.least + random() % (stretch.greatest - stretch.least + 9) - 4);
+                }
+                std::sort(edges.begin(), edges.end());
+                const auto columns = timeline.Columns(stretch, edges, read);
+                for (std::size_t n = 0; n < edges.size(); ++n) {
+                    const std::uint64_t from = timeline.Find(stretch, edges[n], read);
+                    const std::uint64_t to = n + 1 < edges.size() ? timeline.Find(stretch, edges[n + 1], read) : from;
+                    ASSERT_EQ(columns[n].begin, from) << n;
+                    ASSERT_EQ(columns[n].types, index.Summarize(from, to, read).types) << from << ' ' << to;
+                }
                 ASSERT_EQ(stretch.least, stamps.front().first);
                 ASSERT_EQ(stretch.greatest, stamps.back().first);
                 for (int n = 0; n < 30; ++n) {
