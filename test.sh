@@ -30,6 +30,7 @@ step() {
 
 step "Packages that the build needs"
 scripts/install-packages
+scripts/install-packages libboost-dev  # the tests of orm-trace view
 
 case $preset in
     asan | clang | coverage) scripts/install-packages clang libclang-rt-14-dev ;;

@@ -11,10 +11,15 @@ namespace orm_trace {
 
 // The one table of subcommands, in the order in which --help shows them. For each NAME the unit NAMECommand.cpp defines
 // AddNAMECommand, which adds the subcommand to the command line and returns it, to be kept while that is in use.
+#ifdef ORM_HAS_VIEW
+#define ORM_TRACE_VIEW(DO) DO(View)
+#else
+#define ORM_TRACE_VIEW(DO)
+#endif
 // clang-format off
 #define ORM_TRACE_SUBCOMMANDS(DO) \
     DO(Info) DO(List) DO(Dump) DO(Samples) DO(Find) DO(Stats) DO(Diff) DO(Verify) DO(Recover) DO(Cut) DO(Create) \
-    DO(Append) DO(Save) DO(Stamp) DO(Probe)
+    DO(Append) DO(Save) DO(Stamp) ORM_TRACE_VIEW(DO) DO(Probe)
 // clang-format on
 
 #define ORM_TRACE_DECLARE(name) std::unique_ptr<Command> Add##name##Command(CLI::App& app);

@@ -41,6 +41,8 @@ void StandardOutput::Write(std::string_view data) {
     Check(m_data && std::fwrite(data.data(), 1, data.size(), m_data.get()) == data.size());
 }
 
+void StandardOutput::Flush() { Check(m_data && std::fflush(m_data.get()) == 0); }
+
 bool StandardOutput::IsTerminal() const noexcept { return m_data && isatty(fileno(m_data.get())); }
 
 void StandardOutput::Close() {

@@ -36,6 +36,9 @@ public:
     // Errors: OutputError (kFailed). Nothing is written afterwards.
     virtual void Write(std::string_view data) = 0;
 
+    // Writes what is buffered. Errors: as Write.
+    virtual void Flush() {}
+
     // Errors: any, when what is written will not come out, because writing elsewhere has failed. Long work asks now and then.
     virtual void RequireUse() const {}
 
@@ -52,6 +55,7 @@ public:
     StandardOutput();
 
     void Write(std::string_view data) override;
+    void Flush() override;
     bool IsTerminal() const noexcept override;
 
     // Writes what is buffered, and closes. Errors: as Write.

@@ -1,0 +1,290 @@
+// The page's server, asked by clients that are not the page.
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <signal.h>
+#include <sys/socket.h>
+
+#include <nlohmann/json.hpp>
+
+#include "support/ToolFixture.h"
+
+namespace {
+
+using test::Le;
+using test::Section;
+
+// A connection to a port of this machine, closed with this object.
+class Client {
+public:
+    explicit Client(int port) : m_socket(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_port = htons(static_cast<std::uint16_t>(port));
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        m_isConnected = connect(m_socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+    }
+    ~Client() { close(m_socket); }
+    Client(const Client&) = delete;
+    Client& operator=(const Client&) = delete;
+
+    bool IsConnected() const { return m_isConnected; }
+    void Send(std::string_view bytes) const { send(m_socket, bytes.data(), bytes.size(), MSG_NOSIGNAL); }
+    void EndSending() const { shutdown(m_socket, SHUT_WR); }
+    // Returns: what comes until the server closes, or until the body of the first answer is complete.
+    std::string Receive(bool isFirstOnly = true) const {
+        std::string text;
+        std::array<char, 65536> chunk;
+        for (;;) {
+            const std::size_t head = text.find("\r\n\r\n"), length = text.find("Content-Length: ");
+            if (isFirstOnly && head != text.npos && length < head &&
+                text.size() >= head + 4 + std::stoul(text.substr(length + 16))) {
+                return text;
+            }
+            const ssize_t got = recv(m_socket, chunk.data(), chunk.size(), 0);
+            if (got <= 0) return text;
+            text.append(chunk.data(), static_cast<std::size_t>(got));
+        }
+    }
+
+private:
+    int m_socket;
+    bool m_isConnected;
+};
+
+struct ViewTest : test::ToolFixture {
+    // Starts the server with these arguments, and waits for its address.
+    void Serve(const std::string& arguments) {
+        std::filesystem::remove("address");
+        m_process = fork();
+        if (m_process == 0) {
+            for (const int number : {SIGINT, SIGTERM}) signal(number, SIG_DFL);
+            const std::string command = "exec env -u DISPLAY HOME=" + m_home.Path() + " " ORM_TOOL " view " +
+                                        arguments + " >address 2>err </dev/null";
+            execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
+            _exit(127);
+        }
+        for (m_address.clear(); m_address.empty() || m_address.back() != '\n';) {
+            int status = 0;
+            ASSERT_EQ(waitpid(m_process, &status, WNOHANG), 0) << test::ReadAll("err");
+            m_address = test::ReadAll("address");
+        }
+        m_address.pop_back();
+        m_host = m_address.substr(7, m_address.find('/', 7) - 7);
+        m_port = std::stoi(m_host.substr(m_host.find(':') + 1));
+        m_token = m_address.substr(m_address.find('#') + 1);
+    }
+    // Returns: the exit code of the server after a signal.
+    int End(int signal) {
+        kill(m_process, signal);
+        int status = 0;
+        waitpid(std::exchange(m_process, 0), &status, 0);
+        return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    }
+    void TearDown() override {
+        if (m_process != 0) End(SIGKILL);
+    }
+
+    std::string Head(const std::string& target, const std::string& more = "") const {
+        return "GET " + target + " HTTP/1.1\r\nHost: " + m_host + "\r\n" + more + "\r\n";
+    }
+    std::string Token() const { return "X-Orm-Token: " + m_token + "\r\n"; }
+    std::string Ask(const std::string& request) const {
+        const Client client(m_port);
+        client.Send(request);
+        client.EndSending();
+        return client.Receive();
+    }
+    // Returns: the answer to a question of the page.
+    nlohmann::json Data(const std::string& question, const char* status = "200 OK") const {
+        const std::string answer = Ask(Head("/data/" + question, Token()));
+        EXPECT_EQ(answer.substr(0, 13 + std::strlen(status) - 4), "HTTP/1.1 " + std::string(status)) << question;
+        return nlohmann::json::parse(answer.substr(answer.find("\r\n\r\n") + 4), nullptr, false);
+    }
+
+    pid_t m_process = 0;
+    std::string m_address, m_host, m_token;
+    int m_port = 0;
+};
+
+TEST_F(ViewTest, GivesDataToThePageOnly) {
+    const std::string secret = "s3cr3t";
+    m_folder.Write(secret + ".tdf", "TDF2" + Section(secret, 1, "x") + test::Trace(Le(0x8800000000000007, 8)));
+    Serve("--no-open " + secret + ".tdf");
+    EXPECT_EQ(m_address, "http://127.0.0.1:" + std::to_string(m_port) + "/#" + m_token);
+    EXPECT_EQ(m_token.size(), 32U);
+    EXPECT_NE(test::ReadAll("err").find("ssh -L " + std::to_string(m_port) + ":127.0.0.1:" + std::to_string(m_port)),
+              std::string::npos);
+    const std::string info = "/data/info", host = "Host: " + m_host + "\r\n", token = Token(), get = "GET ",
+                      end = "\r\n\r\n", version = " HTTP/1.1\r\n", localhost = "localhost:" + std::to_string(m_port);
+    std::string almost = m_token;
+    almost.back() = almost.back() == '0' ? '1' : '0';
+    const std::string longText(8200, 'a');
+    const std::vector<std::pair<std::string, int>> hostile{
+        {Head(info), 403},
+        {Head(info, "X-Orm-Token: \r\n"), 403},
+        {Head(info, "X-Orm-Token: " + almost + "\r\n"), 403},
+        {Head(info, "X-Orm-Token: " + m_token.substr(1) + "\r\n"), 403},
+        {Head(info, "X-Orm-Token: " + m_token + "0\r\n"), 403},
+        {Head(info, token + token), 403},
+        {Head(info, token + "X-Orm-Token: x\r\n"), 403},
+        {Head(info, "Cookie: token=" + m_token + "\r\nAuthorization: Bearer " + m_token + "\r\n"), 403},
+        {Head(info + "?token=" + m_token), 403},
+        {Head(info, token + "Origin: http://example.org\r\n"), 403},
+        {Head(info, token + "Origin: null\r\n"), 403},
+        {Head(info, token + "Sec-Fetch-Site: cross-site\r\n"), 403},
+        {Head(info, token + "Sec-Fetch-Site: same-site\r\n"), 403},
+        {get + info + version + token + "\r\n", 421},
+        {get + info + version + "Host: " + localhost + "\r\n" + token + "\r\n", 421},
+        {get + info + version + "Host: example.org\r\n" + token + "\r\n", 421},
+        {get + info + version + "Host: 127.0.0.1\r\n" + token + "\r\n", 421},
+        {get + info + version + "Host: 127.0.0.1:1\r\n" + token + "\r\n", 421},
+        {get + info + version + "Host: [::1]:" + std::to_string(m_port) + "\r\n" + token + "\r\n", 421},
+        {get + info + version + host + host + token + "\r\n", 421},
+        {get + info + version + host + "Host: example.org\r\n" + token + "\r\n", 421},
+        {"POST " + info + version + host + token + "Content-Length: 0\r\n\r\n", 405},
+        {"PUT " + info + version + host + token + "Content-Length: 3\r\n\r\nabc", 400},
+        {"DELETE " + info + version + host + token + "\r\n", 405},
+        {"OPTIONS " + info + version + host + token + "\r\n", 405},
+        {"HEAD " + info + version + host + token + "\r\n", 405},
+        {"TRACE " + info + version + host + token + "\r\n", 405},
+        {"CONNECT " + m_host + version + host + token + "\r\n", 405},
+        {"get " + info + version + host + token + "\r\n", 405},
+        {"\x01\x02 " + info + version + host + token + "\r\n", 400},
+        {Head("http://" + m_host + info, token), 404},
+        {Head("//" + m_host + info, token), 404},
+        {Head("/../data/info", token), 404},
+        {Head("/%2e%2e/etc/passwd", token), 404},
+        {Head("/data/../data/info", token), 404},
+        {Head("/data/%69nfo", token), 404},
+        {Head("/data//info", token), 404},
+        {Head("/data/info/", token), 404},
+        {Head("/data/info%00", token), 404},
+        {Head("/" + secret + ".tdf", token), 404},
+        {Head("/?a=b", token), 404},
+        {Head("/data/info?x=1", token), 400},
+        {Head("/data/range?from=0&to=1", token), 400},
+        {Head("/data/range?from=0&to=1&columns=0", token), 400},
+        {Head("/data/range?from=0&to=1&columns=4097", token), 400},
+        {Head("/data/range?from=2&to=1&columns=1", token), 400},
+        {Head("/data/range?from=0&from=0&to=1&columns=1", token), 400},
+        {Head("/data/range?from=%&to=1&columns=1", token), 400},
+        {Head("/data/range?from=-1&to=1&columns=1", token), 400},
+        {Head("/data/range?from=18446744073709551616&to=1&columns=1", token), 400},
+        {Head("/data/words?from=0&count=4097", token), 400},
+        {Head("/data/find?value=1&type=1&from=0&direction=next", token), 400},
+        {Head("/data/find?type=256&from=0&direction=next", token), 400},
+        {Head("/data/find?from=0&direction=up", token), 400},
+        {Head("/" + longText, token), 400},
+        {Head(info, token + "X: " + longText + "\r\n"), 400},
+        {Head(info, token + "Content-Length: 5\r\n") + "hello", 400},
+        {Head(info, token + "Transfer-Encoding: chunked\r\n") + "0\r\n\r\n", 400},
+        {Head(info, token + "Content-Length: 1\r\nTransfer-Encoding: chunked\r\n") + "0\r\n\r\n", 400},
+        {get + info + version + " Host: " + m_host + "\r\n" + token + "\r\n", 400},
+        {get + info + version + host + "X-Orm-Token:\r\n " + almost + "\r\n\r\n", 403},
+        {get + info + "\r\n", 400},
+        {"PRI * HTTP/2.0\r\n\r\nSM\r\n\r\n", 400},
+        {std::string("\x16\x03\x01\x02\x00\x01\x00\x01\xFC\x03\x03", 11), 0},
+        {std::string(9000, '\0'), 400},
+        {std::string(9000, '\n'), 0},
+        {get + info + version + host + "X-Orm", 0},
+        {"", 0}};
+    for (const auto& [request, status] : hostile) {
+        const std::string answer = Ask(request);
+        EXPECT_TRUE(status == 0 || answer.substr(0, 12) == "HTTP/1.1 " + std::to_string(status))
+            << request.substr(0, 200) << '\n'
+            << answer;
+        EXPECT_EQ(answer.find(secret), std::string::npos) << request.substr(0, 200);
+        EXPECT_EQ(answer.find("Access-Control"), std::string::npos);
+        EXPECT_NE(answer.substr(0, 12), "HTTP/1.1 200") << request.substr(0, 200);
+    }
+    // The page itself holds nothing of the capture, and may be opened from elsewhere.
+    EXPECT_EQ(Ask(Head("/", "Sec-Fetch-Site: cross-site\r\nSec-Fetch-Mode: navigate\r\n")).substr(0, 15),
+              "HTTP/1.1 200 OK");
+    const std::string page = Ask(Head("/"));
+    EXPECT_EQ(page.substr(0, 15), "HTTP/1.1 200 OK");
+    EXPECT_EQ(page.find(secret), std::string::npos);
+    EXPECT_EQ(page.find(m_token), std::string::npos);
+    for (const char* header :
+         {"Content-Security-Policy: default-src 'none'; script-src 'sha256-", "; frame-ancestors 'none'\r\n",
+          "X-Content-Type-Options: nosniff\r\n", "Referrer-Policy: no-referrer\r\n", "Cache-Control: no-store\r\n"}) {
+        EXPECT_NE(page.find(header), std::string::npos) << header;
+    }
+    EXPECT_EQ(Data("info")["sections"][0]["name"], secret);
+    // Requests that come in pieces, and several on one connection.
+    const Client client(m_port);
+    const std::string request = Head(info, token);
+    for (const char c : request) client.Send({&c, 1});
+    EXPECT_NE(client.Receive().find(secret), std::string::npos);
+    client.Send(request + Head("/nothing", "Connection: close\r\n"));
+    const std::string both = client.Receive(false);
+    EXPECT_TRUE(both.find(secret) != both.npos && both.find("HTTP/1.1 404") != both.npos) << both;
+    EXPECT_EQ(End(SIGTERM), 0);
+}
+
+TEST_F(ViewTest, IsDelayedByNobodyAndLeavesNothing) {
+    m_folder.Write("p.bin", std::string(8 * 100000, '1'));
+    Serve("--no-open p.bin");
+    std::vector<std::unique_ptr<Client>> slow;
+    for (unsigned n = 0; n < 300; ++n) {
+        slow.push_back(std::make_unique<Client>(m_port));
+        slow.back()->Send("GET /data/info HTTP/1.1\r\nHost");
+        if (n == 64) {
+            EXPECT_EQ(Data("info")["samples"], "100000");
+        }
+    }
+    slow.resize(64);  // so many that it takes others again
+    for (int n = 0; n < 1000 && Ask(Head("/data/info", Token())).empty(); ++n) continue;
+    EXPECT_EQ(Data("range?from=0&to=100000&columns=3")["types"]["0x31"].dump(), "[33333,33333,33334]");
+    std::filesystem::resize_file("p.bin", 1000);
+    EXPECT_EQ(Data("info", "409 Conflict")["error"], "became shorter while it was being read");
+    const test::Result taken = Tool("view --no-open --port " + std::to_string(m_port) + " p.bin");
+    EXPECT_EQ(taken.code, 1);
+    EXPECT_NE(taken.err.find("port " + std::to_string(m_port) + ": Address already in use"), std::string::npos);
+    EXPECT_EQ(End(SIGINT), 0);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator("."), {}), 3);  // the capture, address and err
+}
+
+// xdg-open gets a file that only the user can read, and that is gone afterwards.
+TEST_F(ViewTest, OpensTheBrowserWithoutShowingTheToken) {
+    m_folder.Write("p.bin", "12345678");
+    std::filesystem::create_directory("bin");
+    m_folder.Write(
+        "bin/xdg-open",
+        "#!/bin/sh\nstat -c '%a' \"$1\" >mode; cp \"$1\" page; echo \"$1\" >opened.new; mv opened.new opened\n");
+    std::filesystem::permissions("bin/xdg-open", std::filesystem::perms::all);
+    std::filesystem::create_directory("run");
+    const std::string environment =
+        "DISPLAY=:9 PATH=\"" + m_folder / "bin" + ":$PATH\" XDG_RUNTIME_DIR=" + m_folder / "run";
+    m_process = fork();
+    if (m_process == 0) {
+        for (const int number : {SIGINT, SIGTERM}) signal(number, SIG_DFL);
+        execl("/bin/sh", "sh", "-c", ("exec env " + environment + " " ORM_TOOL " view p.bin >address 2>err").c_str(),
+              nullptr);
+        _exit(127);
+    }
+    while (!std::filesystem::exists("opened")) usleep(1000);
+    const std::string address = test::ReadAll("address"), opened = test::ReadAll("opened");
+    EXPECT_EQ(test::ReadAll("mode"), "600\n");
+    EXPECT_NE(test::ReadAll("page").find("url=" + address.substr(0, address.size() - 1)), std::string::npos);
+    EXPECT_EQ(opened.find(address.substr(address.find('#') + 1, 32)), std::string::npos);
+    EXPECT_EQ(End(SIGTERM), 0);
+    EXPECT_TRUE(std::filesystem::is_empty("run"));
+}
+
+TEST_F(ViewTest, WritesAReport) {
+    m_folder.Write("a<b.tdf",
+                   "TDF2" + Section("</script>", 1, "x") + test::Trace(Le(0x8800000000000007, 8) + Le(1, 8)));
+    EXPECT_EQ(Tool("view 'a<b.tdf' --html out.html --words 0:1").code, 0);
+    const std::string page = test::ReadAll("out.html");
+    EXPECT_NE(page.find("connect-src 'none'"), std::string::npos);
+    EXPECT_NE(page.find("a\\u003cb.tdf"), std::string::npos);
+    EXPECT_EQ(page.find(m_folder.Path()), std::string::npos);
+    EXPECT_NE(page.find("\"word\":\"0x8800000000000007\""), std::string::npos);
+    EXPECT_EQ(page.find("0x0000000000000001"), std::string::npos);
+    EXPECT_EQ(Tool("view 'a<b.tdf' --html out.html").code, 1);
+    EXPECT_EQ(Tool("view gone --html no.html").code, 4);
+    EXPECT_FALSE(std::filesystem::exists("no.html"));
+    EXPECT_EQ(Tool("view 'a<b.tdf' --html no.html --words 0:65537").code, 2);
+}
+
+}  // namespace

@@ -1,0 +1,44 @@
+// The colors of style.css for canvases. They change with the ground.
+
+/** @typedef {{word: string[], stamp: string[], row: string, text: string, muted: string, line: string, band: string,
+ *   gap: string, step: string, lanes: string[], font: string}} Colors */
+
+export const SHADES = 64;
+
+/** @param {string} hex "#rrggbb" */
+const channels = (hex) => [1, 3, 5].map((at) => parseInt(hex.slice(at, at + 2), 16));
+
+/** @param {string} low @param {string} high */
+function ramp(low, high) {
+    const [a, b] = [channels(low), channels(high)];
+    return Array.from({ length: SHADES }, (_, n) => {
+        const mixed = a.map((channel, k) => Math.round(channel + ((b[k] - channel) * n) / (SHADES - 1)));
+        return `rgb(${mixed.join(",")})`;
+    });
+}
+
+/** @returns {Colors} */
+export function readColors() {
+    const style = getComputedStyle(document.documentElement);
+    const get = (/** @type {string} */ name) => style.getPropertyValue("--" + name).trim();
+    return {
+        word: ramp(get("word-low"), get("word-high")),
+        stamp: ramp(get("stamp-low"), get("stamp-high")),
+        row: get("row"),
+        text: get("text"),
+        muted: get("muted"),
+        line: get("line"),
+        band: get("band"),
+        gap: get("gap"),
+        step: get("step"),
+        lanes: [1, 2, 3, 4].map((n) => get("lane-" + n)),
+        font: style.fontFamily,
+    };
+}
+
+/** The shade of a count: the lowest for a single word, by the logarithm up to the highest. @param {number} count @param {number} full */
+export function shadeOf(count, full) {
+    if (full <= 1) return SHADES - 1;
+    // More of the shades are for the higher counts: there the eye tells fewer apart.
+    return Math.min(SHADES - 1, Math.round((Math.log(count) / Math.log(full)) ** 1.6 * (SHADES - 1)));
+}
