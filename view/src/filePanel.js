@@ -1,5 +1,5 @@
 // Sections, faults and other facts of the file.
-import { grouped } from "./numbers.js";
+import { grouped, offsetText } from "./numbers.js";
 import { element, make } from "./page.js";
 
 /** @param {import("./data.js").Info} info */
@@ -21,7 +21,7 @@ export function showFile(info) {
             make("th", { scope: "row" }, section.index),
             make("td", {}, section.name),
             make("td", {}, section.version),
-            make("td", {}, grouped(section.offset)),
+            make("td", {}, offsetText(section.offset)),
             make("td", {}, grouped(section.length))));
     element("sections", HTMLElement).replaceChildren(...rows);
     element("sections-table", HTMLElement).hidden = rows.length === 0;

@@ -15,6 +15,9 @@ export function typeName(type) {
     return "0x" + type.toString(16).toUpperCase().padStart(2, "0");
 }
 
+/** A place in a file, as orm-trace list writes it. @param {bigint} offset */
+export const offsetText = (offset) => "0x" + offset.toString(16).toUpperCase();
+
 /** @param {bigint} a @param {bigint} b */
 export const least = (a, b) => (a < b ? a : b);
 /** @param {bigint} a @param {bigint} b */

@@ -26,7 +26,7 @@ export class WordsTable {
                 : kind === "gap" ? ` gap ${durationText(since)}` : ` back ${durationText(-since)}`;
             const row = make("tr", { "data-sample": String(word.sample), class: kind },
                 make("th", { scope: "row" }, grouped(word.sample)),
-                make("td", {}, "0x" + word.word.slice(2).toUpperCase()),
+                make("td", {}, word.word),
                 make("td", { class: isStamp(type) ? "stamp" : "word" }, isStamp(type) ? `${typeName(type)} stamp` : typeName(type)),
                 make("td", {}, word.ticks === null ? "" : grouped(word.ticks)),
                 make("td", {}, time),

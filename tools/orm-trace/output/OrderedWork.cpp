@@ -100,13 +100,13 @@ public:
 
     void Write(std::string_view data) override {
         m_held.text += data;
-        if (m_held.text.size() >= kMaxHeld) Flush();
+        if (m_held.text.size() >= kMaxHeld) WriteHeld();
     }
     void RequireUse() const override { m_turns.RequireUse(); }
     bool IsTerminal() const noexcept override { return m_out.IsTerminal(); }
     void Report(std::string_view line) {
         m_held.reports += line;
-        if (m_held.reports.size() >= kMaxHeld) Flush();
+        if (m_held.reports.size() >= kMaxHeld) WriteHeld();
     }
 
     void Finish() { m_turns.Finish(m_n, std::move(m_held), m_out); }
@@ -114,7 +114,7 @@ public:
 private:
     static constexpr std::size_t kMaxHeld = 1 << 18;  // bytes
 
-    void Flush() {
+    void WriteHeld() {
         m_turns.WaitFor(m_n);
         orm_trace::Write(std::exchange(m_held, {}), m_out);
     }
