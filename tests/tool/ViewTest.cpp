@@ -235,6 +235,11 @@ TEST_F(ViewTest, IsDelayedByNobodyAndLeavesNothing) {
     slow.resize(64);  // so many that it takes others again
     for (int n = 0; n < 1000 && Ask(Head("/data/info", Token())).empty(); ++n) continue;
     EXPECT_EQ(Data("range?from=0&to=100000&columns=3")["types"]["0x31"].dump(), "[33333,33333,33334]");
+    std::filesystem::copy("p.bin", "other.bin");
+    std::filesystem::rename("other.bin", "p.bin");
+    EXPECT_EQ(Data("info", "409 Conflict")["error"], "was replaced or deleted while it was in view");
+    EXPECT_EQ(End(SIGTERM), 0);
+    Serve("--no-open p.bin");
     std::filesystem::resize_file("p.bin", 1000);
     EXPECT_EQ(Data("info", "409 Conflict")["error"], "became shorter while it was being read");
     const test::Result taken = Tool("view --no-open --port " + std::to_string(m_port) + " p.bin");
@@ -242,6 +247,22 @@ TEST_F(ViewTest, IsDelayedByNobodyAndLeavesNothing) {
     EXPECT_NE(taken.err.find("port " + std::to_string(m_port) + ": Address already in use"), std::string::npos);
     EXPECT_EQ(End(SIGINT), 0);
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator("."), {}), 3);  // the capture, address and err
+}
+
+// A step to the first stamp of a range, or of the words, comes from the last stamp before it, however far away that is.
+TEST_F(ViewTest, FindsTheStampBeforeARange) {
+    std::string words;
+    for (unsigned n = 0; n < 20000; ++n)
+        words += Le(n == 3 ? 0x8800000000000064 : n == 15000 ? 0x8800000000000032 : n, 8);
+    m_folder.Write("p.bin", words + Le(0x88000000FFFFFFFF, 8));
+    Serve("--no-open p.bin");
+    EXPECT_EQ(Data("range?from=14990&to=15010&columns=20")["steps_back"][10], 1);
+    EXPECT_EQ(Data("range?from=20000&to=20001&columns=1")["greatest_step"][0], std::to_string(0xFFFFFFFF - 0x32));
+    EXPECT_EQ(Data("words?from=15000&count=1")["words"][0]["since"], "-50");
+    // It is in view until it is written to.
+    std::filesystem::last_write_time("p.bin", std::filesystem::file_time_type::clock::now() + std::chrono::hours(1));
+    EXPECT_EQ(Data("info", "409 Conflict")["error"], "was changed while it was in view");
+    EXPECT_EQ(End(SIGTERM), 0);
 }
 
 // xdg-open gets a file that only the user can read, and that is gone afterwards.
@@ -283,6 +304,7 @@ TEST_F(ViewTest, WritesAReport) {
     EXPECT_EQ(page.find("0x0000000000000001"), std::string::npos);
     EXPECT_EQ(Tool("view 'a<b.tdf' --html out.html").code, 1);
     EXPECT_EQ(Tool("view gone --html no.html").code, 4);
+    EXPECT_EQ(Tool("view 'a<b.tdf' --html ''").code, 2);
     EXPECT_FALSE(std::filesystem::exists("no.html"));
     EXPECT_EQ(Tool("view 'a<b.tdf' --html no.html --words 0:65537").code, 2);
 }

@@ -120,6 +120,17 @@ class View {
             (canvas, [x, y, width, height]) => [...canvas.getContext("2d").getImageData(x, y, width, height).data],
             [x, y, width, height]);
     }
+    /** How many pixels of the plot of times have a color of the style. */
+    marked(color) {
+        return this.part("time-plot").locator("canvas").first().evaluate((canvas, color) => {
+            const [r, g, b] = getComputedStyle(document.documentElement).getPropertyValue(color).trim().match(/[0-9a-f]{2}/gi)
+                .map((digits) => parseInt(digits, 16));
+            const all = canvas.getContext("2d").getImageData(0, 0, canvas.width, canvas.height).data;
+            let count = 0;
+            for (let n = 0; n < all.length; n += 4) count += all[n] === r && all[n + 1] === g && all[n + 2] === b;
+            return count;
+        }, color);
+    }
     async shot(name) {
         if (!shots) return;
         await this.page.evaluate(() => new Promise((done) => requestAnimationFrame(() => requestAnimationFrame(done))));
@@ -245,6 +256,40 @@ const tests = {
         await end();
     },
 
+    async "faults stay in view when zoomed, and searches begin where they should"() {
+        const { address, end } = await serve(plain);
+        await visit(`${address}&from=${GAP_AT - 6}&to=${GAP_AT + 10}`, async (view) => {
+            await view.until("the mark of the gap", async () => (await view.marked("--gap")) > 50);
+        });
+        await visit(`${address}&from=${BACK_AT - 6}&to=${BACK_AT + 10}`, async (view) => {
+            await view.until("the mark of the step back", async () => (await view.marked("--step")) > 50);
+            const box = await view.canvas();
+            await view.page.mouse.move(box.x + box.width / 2, box.y + 5);
+            await view.page.keyboard.down("Shift");
+            await view.page.mouse.down();
+            await view.page.mouse.move(box.x + box.width / 2 - 50, box.y + 5, { steps: 25 });
+            await view.page.mouse.up();
+            await view.page.keyboard.up("Shift");
+            await view.untilView("panned by a few samples", ({ from }) => from > BACK_AT - 6 && from < BACK_AT);
+        });
+        let first;
+        await visit(address, async (view) => {
+            await view.part("findings").getByText(/rare type/).click();
+            first = await view.untilText("message", /Hit at sample/);
+        });
+        await visit(`${address}&axis=time&from=100000000&to=110000000`, async (view) => {
+            await view.part("findings").getByText(/rare type/).click();
+            await view.until("the first hit", async () => (await view.text("message")) === first);
+        });
+        // An address without a token leads nowhere, until the right one is opened in the same tab.
+        await visit(address.split("#")[0], async (view) => {
+            await view.untilText("banner", /Open the address/);
+            await view.page.goto(address);
+            await view.untilText("findings", /burst/);
+        });
+        await end();
+    },
+
     async "everything by keyboard"() {
         const { address, end } = await serve(plain);
         await visit(address, async (view) => {
@@ -327,7 +372,7 @@ const tests = {
             await view.part("find-mask").fill("0xFFFFFFFF00000000");
             await view.part("find-next").click();
             await view.untilText("message", /Hit at sample/);
-            await view.until("the word", async () => /0xF0000007/.test(await view.part("words").locator("[aria-current]").innerText()));
+            await view.until("the word", async () => /0xf0000007/.test(await view.part("words").locator("[aria-current]").innerText()));
             await view.part("find-next").click();
             await view.untilText("message", /No next hit/);
             await view.part("find-value").fill("nothing");

@@ -71,11 +71,14 @@ export class App {
         this.table = new WordsTable(element("words", HTMLElement), element("words-note", HTMLElement),
             (sample) => this.setCursor(sample));
         this.size = ""; // for which the data was asked
+        /** @type {Span} what was in view when a drag began */
+        this.dragged = this.views.sample;
         this.isDrawAsked = false;
         this.addressTimer = 0;
-        this.askPicture = latestOf(() => this.guarded(() => this.loadPicture()));
-        this.askWords = latestOf(() => this.guarded(() => this.loadWords()));
-        this.askWhole = latestOf(() => this.guarded(() => this.loadWhole()));
+        this.askPicture = latestOf(() => this.guarded(() => this.loadPicture(), "picture"));
+        this.askWords = latestOf(() => this.guarded(() => this.loadWords(), "words"));
+        this.askWhole = latestOf(() => this.guarded(() => this.loadWhole(), "whole"));
+        addEventListener("hashchange", () => this.followAddress());
     }
 
     // ---- Start
@@ -115,6 +118,15 @@ export class App {
         this.isCursorChosen = place.cursor !== null && place.cursor < this.info.samples;
         this.cursor = this.isCursorChosen ? /** @type {bigint} */ (place.cursor) : this.cursor;
         this.showAxis();
+    }
+
+    /** The address was edited, or another one was opened in this tab. */
+    followAddress() {
+        const { token } = parseHash(location.hash);
+        if (this.source.live && token !== this.token && (token !== "" || this.info === null)) return location.reload();
+        if (this.info === null || this.info.samples === 0n) return;
+        this.restore();
+        this.update();
     }
 
     listen() {
@@ -162,11 +174,6 @@ export class App {
         matchMedia("(prefers-color-scheme: dark)").addEventListener("change", redraw);
         new ResizeObserver(() => this.resize()).observe(element("picture", HTMLElement));
         addEventListener("resize", () => this.resize());
-        addEventListener("hashchange", () => {
-            if (this.source.live && parseHash(location.hash).token !== this.token) return location.reload();
-            this.restore();
-            this.update();
-        });
     }
 
     listenToPicture() {
@@ -185,6 +192,8 @@ export class App {
             },
             hideSelection: () => (selection.hidden = true),
             pan: (by) => this.pan(by),
+            beginDrag: () => (this.dragged = this.view),
+            drag: (by) => this.setView(moved(this.dragged, BigInt(Math.round(by * Number(length(this.dragged)))))),
             zoom: (factor, fraction) => this.zoom(factor, fraction),
             click: (fraction, clientY) => this.click(fraction, clientY),
             hover: (fraction) => this.hover(fraction),
@@ -223,7 +232,7 @@ export class App {
     /** @returns {import("./keys.js").Key[]} */
     keys() {
         const key = (/** @type {string} */ keys, /** @type {string} */ shown, /** @type {string} */ does, /** @type {() => void} */ run) =>
-            ({ keys: keys.split(" "), shown, does, run });
+            ({ keys: keys.split(" "), shown, does, run, repeats: !["n", "p"].includes(keys) });
         return [
             key("ArrowLeft", "←", "pan to the left", () => this.pan(-0.125)),
             key("ArrowRight", "→", "pan to the right", () => this.pan(0.125)),
@@ -276,6 +285,11 @@ export class App {
 
     get view() {
         return this.views[this.axis];
+    }
+    /** Whether the data of what is in view is still to come. */
+    get isLoading() {
+        const data = this.axis === "sample" ? this.range : this.times;
+        return data === null || (this.source.live && !equal(data, this.view));
     }
     get whole() {
         return this.wholeOf(this.axis);
@@ -356,7 +370,9 @@ export class App {
     /** The samples in view: with time as the axis there is a part in each lane. @returns {Span[]} */
     samplesInView() {
         if (this.axis === "sample") return [this.view];
-        return (this.times?.lanes ?? []).filter((lane) => lane.from < lane.to).map(({ from, to }) => ({ from, to }));
+        // Until the times of a new view are known, nobody can say which samples are in it.
+        if (this.times === null || (this.source.live && !equal(this.times, this.view))) return [];
+        return this.times.lanes.filter((lane) => lane.from < lane.to).map(({ from, to }) => ({ from, to }));
     }
 
     // ---- Cursor
@@ -438,17 +454,17 @@ export class App {
         const data = this.axis === "sample" ? this.range : this.times;
         if (place === null || data === null) return setText(readout, "");
         const isCursor = fraction === null && this.axis === "sample";
-        const where = isCursor ? this.cursor : at(this.view, place);
+        const where = isCursor ? this.cursor : least(at(this.view, place), this.view.to - 1n);
         const column = columnOf(data, data.columns, where);
         const counts = (/** @type {import("./data.js").Counts} */ types) =>
             [...types].filter(([, list]) => list[column] > 0).map(([type, list]) => `${typeName(type)}: ${grouped(list[column])}`).join("  ");
         const head = fraction === null ? "Cursor" : "Pointer";
-        const inColumn = (/** @type {string} */ text) => `In the column: ${text === "" ? "no words" : text}`;
+        const inColumn = (/** @type {string} */ text, from = "") => `In the column${from}: ${text === "" ? "no words" : text}`;
         if (this.axis === "sample") {
             const range = /** @type {RangeData} */ (data);
             const ticks = range.least[column];
-            const time = ticks === null || ticks === undefined ? "" : `, ${timeText(ticks, this.zero)}`;
-            setText(readout, `${head}: sample ${grouped(where)}${time}. ${inColumn(counts(range.types))}`);
+            const from = ticks === null || ticks === undefined ? "" : `, from ${timeText(ticks, this.zero)}`;
+            setText(readout, `${head}: sample ${grouped(where)}. ${inColumn(counts(range.types), from)}`);
         } else {
             const lanes = /** @type {TimesData} */ (data).lanes.map((lane) => counts(lane.types)).filter((text) => text !== "");
             setText(readout, `${head}: ${timeText(where, this.zero)}. ${inColumn(lanes.join(" | "))}`);
@@ -457,17 +473,22 @@ export class App {
 
     // ---- Data
 
-    /** Runs a task that asks the source, and tells about its failure. @param {() => Promise<void>} task */
-    async guarded(task) {
+    /**
+     * Runs a task that asks the source, and tells about its failure until a task of the same name succeeds.
+     * @param {() => Promise<void>} task @param {string} name
+     */
+    async guarded(task, name = "") {
         try {
             await task();
-            this.banner.answered();
+            this.banner.answered(name);
         } catch (error) {
-            this.banner.tell(error);
+            this.banner.tell(error, name);
         }
     }
     async poll() {
-        if (document.visibilityState === "visible") await this.guarded(async () => void (await this.source.info()));
+        if (document.visibilityState !== "visible") return;
+        await this.guarded(async () => void (await this.source.info()), "poll");
+        if (!this.banner.has("poll") && this.banner.has("picture")) this.askPicture(null);
     }
     columns() {
         return Math.max(1, Math.min(this.info.mostColumns, Math.floor(this.layout.width * Math.min(1, devicePixelRatio))));
@@ -542,8 +563,8 @@ export class App {
             this.setView(moved(this.view, place - (this.view.from + this.view.to) / 2n));
         }
     }
-    /** @param {import("./source.js").Direction} direction */
-    async find(direction) {
+    /** @param {import("./source.js").Direction} direction @param {bigint | null} start where to begin, in place of the cursor */
+    async find(direction, start = null) {
         const value = element("find-value", HTMLInputElement);
         if (value.disabled) return this.tell("This report holds no raw words to search.");
         const pattern = parsePattern(element("find-kind", HTMLSelectElement).value, value.value,
@@ -556,8 +577,9 @@ export class App {
         const { signal } = (this.searching = new AbortController());
         const isNext = direction === "next";
         const spans = this.samplesInView();
-        const first = spans[0]?.from ?? 0n;
-        const from = this.isCursorChosen ? this.cursor + (isNext ? 1n : 0n) : isNext ? first : (spans[0]?.to ?? 0n);
+        const first = spans.map((span) => span.from).reduce(least, spans[0]?.from ?? 0n);
+        const last = spans.map((span) => span.to).reduce(greatest, 0n);
+        const from = start ?? (this.isCursorChosen ? this.cursor + (isNext ? 1n : 0n) : isNext ? first : last);
         await this.guarded(async () => {
             this.tell("Searching.");
             const sample = await search(this.source, pattern, from, direction, this.info.samples, signal,
@@ -570,12 +592,12 @@ export class App {
         const isSearching = element("message", HTMLElement).textContent?.startsWith("Searching");
         if (isSearching && this.searching?.signal === signal) this.tell("The search failed.");
     }
-    /** @param {number} type */
-    searchType(type) {
+    /** @param {number} type @param {bigint | null} start */
+    searchType(type, start = null) {
         element("find-kind", HTMLSelectElement).value = "type";
         element("find-value", HTMLInputElement).value = typeName(type);
         this.showMask();
-        this.find("next");
+        this.find("next", start);
     }
     showMask() {
         element("find-mask-label", HTMLElement).hidden = element("find-kind", HTMLSelectElement).value === "type";
@@ -587,7 +609,7 @@ export class App {
             if (!element("find-value", HTMLInputElement).disabled) {
                 this.isCursorChosen = false;
                 this.setView(this.whole);
-                return this.searchType(finding.type);
+                return this.searchType(finding.type, 0n);
             }
             const { wholeRange } = this;
             const column = wholeRange?.types.get(finding.type)?.findIndex((count) => count > 0) ?? 0;
@@ -611,7 +633,7 @@ export class App {
 
     async copyCommand() {
         const command = samplesCommand(this.info, this.samplesInView());
-        if (command === "") return this.tell("No samples are in view.");
+        if (command === "") return this.tell(this.isLoading ? "The samples in view are not known yet." : "No samples are in view.");
         if (await copy(command)) return this.tell("The command is copied.");
         const dialog = element("copy-dialog", HTMLDialogElement);
         const text = element("copy-text", HTMLTextAreaElement);
@@ -669,7 +691,8 @@ export class App {
             this.timePlot.drawTimes(this, this.times);
             this.ratePlot.drawTimes(this, this.times);
             setText(element("folded", HTMLElement), folded === 0n ? ""
-                : `${grouped(folded)} more ${folded === 1n ? "stretch is" : "stretches are"} not shown. Zoom in, or use the sample axis.`);
+                : `${grouped(folded)} more ${folded === 1n ? "stretch is" : "stretches are"} not shown. ` +
+                  (this.source.live ? "Zoom in, or use the sample axis." : "Use the sample axis."));
             setText(element("totals-head", HTMLElement), "in view");
         }
         this.overview.draw(this, this.axis === "sample" ? this.wholeRange : null, this.axis === "time" ? this.wholeTimes : null);
@@ -694,7 +717,7 @@ export class App {
               (data ? `, ${Number((Number(data.to - data.from) / data.columns).toPrecision(4)).toLocaleString("en-US")} a column` : "")
             : `Time ${timeText(from, this.zero)} to ${timeText(to, this.zero)}: ${secondsText(to - from)}`;
         setText(element("view-text", HTMLElement), text);
-        setText(element("command", HTMLElement), samplesCommand(this.info, this.samplesInView()));
+        setText(element("command", HTMLElement), samplesCommand(this.info, this.samplesInView()) || (this.isLoading ? "…" : ""));
     }
     keepAddress() {
         clearTimeout(this.addressTimer);

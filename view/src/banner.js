@@ -7,10 +7,13 @@ export class Banner {
         this.box = element("banner", HTMLElement);
         this.text = element("banner-text", HTMLElement);
         this.isLasting = false;
+        /** @type {Set<string>} the tasks that failed */
+        this.failed = new Set();
     }
 
-    /** @param {unknown} error */
-    tell(error) {
+    /** @param {unknown} error @param {string} task */
+    tell(error, task) {
+        this.failed.add(task);
         const status = error instanceof RequestError ? error.status : null;
         if (status === 409 || status === 403) this.isLasting = true;
         else if (this.isLasting) return;
@@ -33,8 +36,13 @@ export class Banner {
         if (this.text.textContent !== text) this.text.textContent = text;
     }
 
-    /** A request was answered. */
-    answered() {
-        if (!this.isLasting) this.box.hidden = true;
+    /** A task got its answers. @param {string} task */
+    answered(task) {
+        this.failed.delete(task);
+        if (!this.isLasting && this.failed.size === 0) this.box.hidden = true;
+    }
+    /** Whether a task failed, and has not succeeded since. @param {string} task */
+    has(task) {
+        return this.failed.has(task);
     }
 }

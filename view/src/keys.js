@@ -1,7 +1,7 @@
 // The keys, in one table: the help shows the same texts.
 import { make } from "./page.js";
 
-/** @typedef {{keys: string[], shown: string, does: string, run: () => void}} Key */
+/** @typedef {{keys: string[], shown: string, does: string, run: () => void, repeats: boolean}} Key */
 
 /** @param {Key[]} keys */
 export function listenToKeys(keys) {
@@ -9,11 +9,13 @@ export function listenToKeys(keys) {
     document.addEventListener("keydown", (event) => {
         if (event.ctrlKey || event.altKey || event.metaKey || event.defaultPrevented) return;
         const target = event.target;
-        if (target instanceof HTMLElement && target.closest("input, select, textarea, dialog")) return;
         const isArrow = event.key.startsWith("Arrow");
+        if (target instanceof HTMLElement && target.closest("input:not([type=radio]), select, textarea, dialog")) return;
+        if (isArrow && target instanceof HTMLInputElement) return; // of a radio button
         const key = byKey.get(isArrow && event.shiftKey ? `Shift+${event.key}` : event.key);
         if (!key) return;
         event.preventDefault();
+        if (event.repeat && !key.repeats) return;
         key.run();
     });
 }

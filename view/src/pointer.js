@@ -7,6 +7,8 @@
  *   showSelection(from: number, to: number): void,
  *   hideSelection(): void,
  *   pan(by: number): void,
+ *   beginDrag(): void,
+ *   drag(by: number): void,
  *   zoom(factor: number, fraction: number): void,
  *   click(fraction: number, clientY: number): void,
  *   hover(fraction: number | null): void }} Target fractions are of what is in view */
@@ -15,14 +17,15 @@ const CLICK = 4; // pixels that a click may move
 
 /** @param {HTMLElement} area @param {Target} target */
 export function listenToPointer(area, target) {
-    /** @type {{start: number, last: number, isPan: boolean, isMoved: boolean, id: number} | null} */
+    /** @type {{start: number, isPan: boolean, isMoved: boolean, id: number} | null} */
     let drag = null;
     area.addEventListener("pointerdown", (event) => {
         if (drag || event.button > 1 || !target.isInside(event.clientX)) return;
         if (event.target instanceof Element && event.target.closest("button")) return;
         if (event.button === 1) event.preventDefault();
         const isPan = event.button === 1 || event.shiftKey;
-        drag = { start: event.clientX, last: event.clientX, isPan, isMoved: false, id: event.pointerId };
+        drag = { start: event.clientX, isPan, isMoved: false, id: event.pointerId };
+        if (isPan) target.beginDrag();
         area.setPointerCapture(event.pointerId);
     });
     area.addEventListener("pointermove", (event) => {
@@ -34,8 +37,7 @@ export function listenToPointer(area, target) {
         drag.isMoved ||= Math.abs(event.clientX - drag.start) >= CLICK;
         if (!drag.isMoved) return;
         if (drag.isPan) {
-            target.pan(target.fraction(drag.last) - target.fraction(event.clientX));
-            drag.last = event.clientX;
+            target.drag(target.fraction(drag.start) - target.fraction(event.clientX));
         } else {
             target.showSelection(target.fraction(drag.start), target.fraction(event.clientX));
         }

@@ -33,7 +33,13 @@ export function parsePattern(kind, value, mask) {
 export async function search(source, pattern, from, direction, samples, signal, onProgress) {
     const end = direction === "next" ? samples : 0n;
     while (from !== end && !signal.aborted) {
-        const found = await source.find(pattern, from, direction);
+        let found;
+        try {
+            found = await source.find(pattern, from, direction, signal);
+        } catch (error) {
+            if (signal.aborted) break;
+            throw error;
+        }
         if (found.sample !== null) return found.sample;
         if (found.searchedTo === from) break;
         from = found.searchedTo;

@@ -16,7 +16,7 @@ import { columnOf, edge } from "./span.js";
  *   range(from: bigint, to: bigint, columns: number): Promise<RangeData>,
  *   times(from: bigint, to: bigint, columns: number): Promise<TimesData>,
  *   words(from: bigint, count: bigint): Promise<Words>,
- *   find(pattern: Pattern, from: bigint, direction: Direction): Promise<Found>,
+ *   find(pattern: Pattern, from: bigint, direction: Direction, signal: AbortSignal): Promise<Found>,
  *   steps(kind: "gaps" | "steps_back", from: bigint, to: bigint): Promise<Steps>,
  *   heldWords(): {from: bigint, to: bigint} | null,
  *   columns(axis: "sample" | "time"): number | null,
@@ -40,13 +40,16 @@ export class ServerSource {
         this.token = token;
     }
 
-    /** @param {string} name @param {Record<string, bigint | number | string>} [query] @returns {Promise<any>} */
-    async ask(name, query = {}) {
+    /**
+     * @param {string} name @param {Record<string, bigint | number | string>} [query] @param {AbortSignal} [signal]
+     * @returns {Promise<any>}
+     */
+    async ask(name, query = {}, signal = undefined) {
         const text = Object.entries(query).map(([key, value]) => `${key}=${value}`).join("&");
         const address = `/data/${name}${text === "" ? "" : "?" + text}`;
         let answer, body;
         try {
-            answer = await fetch(address, { headers: { "X-Orm-Token": this.token }, cache: "no-store" });
+            answer = await fetch(address, { headers: { "X-Orm-Token": this.token }, cache: "no-store", signal });
             body = await answer.json();
         } catch (error) {
             if (!answer || answer.ok) throw new RequestError(0, String(error));
@@ -70,9 +73,9 @@ export class ServerSource {
     async words(from, count) {
         return wordsOf(await this.ask("words", { from, count }));
     }
-    /** @param {Pattern} pattern @param {bigint} from @param {Direction} direction */
-    async find(pattern, from, direction) {
-        const json = await this.ask("find", { ...pattern, from, direction });
+    /** @param {Pattern} pattern @param {bigint} from @param {Direction} direction @param {AbortSignal} signal */
+    async find(pattern, from, direction, signal) {
+        const json = await this.ask("find", { ...pattern, from, direction }, signal);
         return { sample: json.sample === null ? null : BigInt(json.sample), searchedTo: BigInt(json.searched_to) };
     }
     /** @param {"gaps" | "steps_back"} kind @param {bigint} from @param {bigint} to */

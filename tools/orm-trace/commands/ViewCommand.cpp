@@ -25,7 +25,8 @@ public:
         app.add_option("FILE", m_file, "Trace file")->required();
         m_time.AddTo(app);
         AddGapOption(app, m_gap);
-        auto* port = AddNumberOption(app, "--port", m_port, std::uint16_t{UINT16_MAX}, "Port to serve at (default: any that is free)");
+        auto* port = AddNumberOption(app, "--port", m_port, std::uint16_t{UINT16_MAX},
+                                     "Port to serve at (default: any that is free)");
         auto* noOpen = app.add_flag("--no-open", m_isNotOpened, "Do not open a browser");
         auto* html = app.add_option("--html", m_report, "Write the page to this file instead, with what it shows");
         html->option_text("OUT")->excludes(port)->excludes(noOpen);
@@ -36,10 +37,11 @@ public:
     }
 
     ExitCode Run(Output& out) override {
+        if (m_report && m_report->empty()) throw Error(ErrorKind::kArgument, "--html", "needs the name of a file");
         m_time.Prepare();
         const ReportWords words = ParseWords();
         const InputFile file(m_file);
-        if (!m_report.empty()) return WriteReport(file, words);
+        if (m_report) return WriteReport(file, words);
         return Serve(file, out);
     }
 
@@ -60,13 +62,13 @@ private:
     }
 
     ExitCode WriteReport(const InputFile& file, const ReportWords& words) const {
-        ReplacementFile target(m_report, false, "exists", false);
+        ReplacementFile target(*m_report, false, "exists", false);
         const CaptureView view(file, m_time, m_gap);
         const std::string text = ReportText(view, m_file.substr(m_file.rfind('/') + 1), words);
         const Orm::Lux::Trace::FilePtr stream = Orm::Lux::Trace::OpenForUpdate(target.Path().c_str());
         if (!stream || std::fwrite(text.data(), 1, text.size(), stream.get()) != text.size() ||
             std::fflush(stream.get()) != 0) {
-            throw Error(ErrorKind::kFailed, m_report, std::strerror(errno));
+            throw Error(ErrorKind::kFailed, *m_report, std::strerror(errno));
         }
         target.Publish();
         return ExitCode::kOk;
@@ -91,7 +93,7 @@ private:
     std::uint64_t m_gap = 0;
     std::uint16_t m_port = 0;
     bool m_isNotOpened = false;
-    std::string m_report;
+    std::optional<std::string> m_report;
     std::optional<std::string> m_wordsText;
 };
 

@@ -1,14 +1,19 @@
 #include "tools/orm-trace/view/CaptureView.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <cerrno>
 #include <charconv>
+#include <cstring>
 #include <future>
 #include <thread>
 #include <vector>
 
 #include "analysis/WordBuffer.h"
+#include "capture/Error.h"
 #include "capture/SectionWalk.h"
 #include "tools/orm-trace/output/FaultReport.h"
 #include "tools/orm-trace/output/Json.h"
@@ -83,17 +88,17 @@ template <class Column> void AppendTypes(std::string& text, const std::vector<Co
     text += '}';
 }
 
-// The steps to the first stamps of columns, from the stamps before, are in no column's summary.
-void AddStepsBetween(std::vector<RangeSummary>& columns) {
-    const StampSummary* before = nullptr;
+// The steps to the first stamps of columns, from the stamps before, are in no column's summary. before: ticks of the last
+// stamp before the columns.
+void AddStepsBetween(std::optional<std::uint64_t> before, std::vector<RangeSummary>& columns) {
     for (RangeSummary& column : columns) {
         StampSummary& stamps = column.stamps;
         if (stamps.count == 0) continue;
-        if (before != nullptr && stamps.first < before->last) ++stamps.stepsBack;
-        if (before != nullptr && stamps.first > before->last) {
-            stamps.greatestStep = std::max(stamps.greatestStep, stamps.first - before->last);
+        if (before && stamps.first < *before) ++stamps.stepsBack;
+        if (before && stamps.first > *before) {
+            stamps.greatestStep = std::max(stamps.greatestStep, stamps.first - *before);
         }
-        before = &stamps;
+        before = stamps.last;
     }
 }
 
@@ -113,7 +118,7 @@ Json StepsJson(const StampSteps& steps) {
 }  // namespace
 
 CaptureView::CaptureView(const InputFile& file, const TimeOptions& time, std::uint64_t gap)
-    : m_file(file), m_time(time), m_gap(gap) {
+    : m_file(file), m_opened(StateOf(file)), m_time(time), m_gap(gap) {
     try {
         m_samples.emplace(file);
         m_missing = m_samples->Count() - m_samples->Available();
@@ -161,6 +166,25 @@ std::size_t CaptureView::Read(std::uint64_t first, std::span<std::uint64_t> word
 void CaptureView::RequireWhole() const {
     const std::lock_guard lock(m_measuring);
     m_file.Measure();
+    const FileState now = StateOf(m_file);
+    if (now.size == m_opened.size && now.modified != m_opened.modified) {
+        throw Error(ErrorKind::kChanged, m_file.Path(), "was changed while it was in view");
+    }
+    if (!now.hasName) throw Error(ErrorKind::kChanged, m_file.Path(), "was replaced or deleted while it was in view");
+}
+
+CaptureView::FileState CaptureView::StateOf(const InputFile& file) {
+    struct stat open {};
+    struct stat named {};
+    if (fstat(fileno(file.Stream()), &open) != 0) throw Error(ErrorKind::kFailed, file.Path(), std::strerror(errno));
+    const bool hasName =
+        stat(file.Path().c_str(), &named) == 0 && open.st_dev == named.st_dev && open.st_ino == named.st_ino;
+    return {open.st_size, std::int64_t{open.st_mtim.tv_sec} * 1000000000 + open.st_mtim.tv_nsec, hasName};
+}
+
+std::optional<std::uint64_t> CaptureView::LastStampBefore(std::uint64_t sample) const {
+    const StampSummary stamps = m_index->Summarize(0, sample, m_read).stamps;
+    return stamps.count != 0 ? std::optional(stamps.last) : std::nullopt;
 }
 
 std::string CaptureView::Info(const std::string& path) const {
@@ -226,7 +250,7 @@ std::string CaptureView::Range(std::uint64_t from, std::uint64_t to, std::uint64
     for (std::uint64_t n = 0; n < edges.count; ++n) {
         columns.push_back(m_index->Summarize(edges.Edge(n), edges.Edge(n + 1), m_read));
     }
-    AddStepsBetween(columns);
+    AddStepsBetween(LastStampBefore(edges.from), columns);
 
     std::string text = HeadOf(edges);
     AppendTypes(text, columns);
@@ -292,13 +316,7 @@ std::string CaptureView::WordsFrom(std::uint64_t from, std::uint64_t count) cons
     from = std::min(from, Samples());
     std::vector<std::uint64_t> words(static_cast<std::size_t>(std::min(count, Samples() - from)));
     Read(from, words);
-    // The stamp before the first one is looked for in the block before.
-    std::optional<std::uint64_t> before;
-    std::vector<std::uint64_t> earlier(static_cast<std::size_t>(std::min(from, BlockIndex::kBlock)));
-    if (!earlier.empty()) Read(from - earlier.size(), earlier);
-    for (const std::uint64_t word : earlier) {
-        if (IsStamp(word)) before = TicksOf(word, m_time.Reference());
-    }
+    std::optional<std::uint64_t> before = LastStampBefore(from);
     Json answer{{"from", Number64(from)}, {"words", Json::array()}};
     for (std::size_t n = 0; n < words.size(); ++n) {
         std::string hex;

@@ -18,12 +18,11 @@ namespace orm_trace {
 // Answers questions to one capture, as JSON. Numbers of up to 64 bits are strings of digits; counts within a column are
 // numbers.
 //
-// Errors:  of all questions: Error: kInput, kFailed when the file became shorter or cannot be read.
+// Errors:  of all questions: Error: kInput, kChanged, kFailed when the file is not as it was or cannot be read.
 // Threads: any number may ask.
 class CaptureView {
 public:
     static constexpr std::uint64_t kMaxColumns = 4096;
-    static constexpr std::uint64_t kMaxWords = 4096;  // of one answer
 
     // Reads the whole capture once, in several threads, with progress. file and time outlive this.
     // time: the reference of stamps, and the time at 0 ticks if there is one. gap: in ticks; a longer step forward is one.
@@ -43,7 +42,7 @@ public:
     std::string Range(std::uint64_t from, std::uint64_t to, std::uint64_t columns) const;
     std::string Times(std::uint64_t from, std::uint64_t to, std::uint64_t columns) const;
 
-    // Returns: words from this sample on. REQUIRES: count <= kMaxWords.
+    // Returns: words from this sample on.
     std::string WordsFrom(std::uint64_t from, std::uint64_t count) const;
 
     enum class Direction { kNext, kPrevious };
@@ -62,10 +61,22 @@ public:
 private:
     void Build();
     std::size_t Read(std::uint64_t first, std::span<std::uint64_t> words) const;
-    // Errors: Error (kInput): the file became shorter.
+    // Errors: Error: kInput, the file became shorter; kChanged, it was written to and has the same size, or the name leads to
+    //         another file or to none.
     void RequireWhole() const;
+    // Errors: those of Read.
+    std::optional<std::uint64_t> LastStampBefore(std::uint64_t sample) const;
+
+    struct FileState {
+        std::int64_t size = 0;
+        std::int64_t modified = 0;  // nanoseconds since the beginning of 1970
+        bool hasName = false;       // the path leads to it
+    };
+    // Errors: Error (kFailed).
+    static FileState StateOf(const InputFile& file);
 
     const InputFile& m_file;
+    FileState m_opened;
     const TimeOptions& m_time;
     std::uint64_t m_gap;
     std::optional<SampleFile> m_samples;  // none: the file has no trace

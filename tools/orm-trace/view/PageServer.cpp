@@ -175,6 +175,7 @@ public:
         });
         Accept();
         m_context.run();
+        m_service->threads.stop();  // what is queued is for nobody
         m_service->threads.join();
     }
 

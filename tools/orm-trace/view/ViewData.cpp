@@ -2,7 +2,9 @@
 
 #include <array>
 #include <initializer_list>
+#include <new>
 #include <optional>
+#include <system_error>
 
 #include "analysis/WordFilter.h"
 #include "tools/orm-trace/options/ParseNumber.h"
@@ -13,6 +15,8 @@ namespace orm_trace {
 namespace http = boost::beast::http;
 
 namespace {
+
+constexpr std::uint64_t kMaxWords = 4096;  // of one answer
 
 // Thrown for a question that cannot be answered.
 struct BadQuestion {};
@@ -78,7 +82,9 @@ PageData::Answer ViewData::Ask(const std::string& name, const Query& query) {
     } catch (const Error& error) {
         return {http::status::conflict, ErrorMembers(error).dump()};
     } catch (const std::bad_alloc&) {
-        return refuse(http::status::service_unavailable, "needs more memory than there is");
+        return refuse(http::status::service_unavailable, "needs more memory than is available");
+    } catch (const std::system_error&) {  // a lane of Times has a thread
+        return refuse(http::status::service_unavailable, "needs more threads than are available");
     }
 }
 
@@ -96,7 +102,7 @@ std::string ViewData::Text(const std::string& name, const Query& query) const {
     }
     if (name == "words") {
         const Members members(query, {"from", "count"});
-        return m_view.WordsFrom(members.Number("from"), members.Number("count", CaptureView::kMaxWords));
+        return m_view.WordsFrom(members.Number("from"), members.Number("count", kMaxWords));
     }
     if (name == "find") {
         const Members members(query, {"value", "mask", "type", "from", "direction"});
