@@ -1,6 +1,7 @@
 // The page's server, asked by clients that are not the page.
 #include <arpa/inet.h>
 #include <netinet/in.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/socket.h>
 
@@ -29,6 +30,11 @@ public:
 
     bool IsConnected() const { return m_isConnected; }
     void Send(std::string_view bytes) const { send(m_socket, bytes.data(), bytes.size(), MSG_NOSIGNAL); }
+    bool IsClosedWithin(int milliseconds) const {
+        pollfd descriptor{m_socket, POLLIN, 0};
+        char byte;
+        return poll(&descriptor, 1, milliseconds) == 1 && recv(m_socket, &byte, 1, 0) <= 0;
+    }
     void EndSending() const { shutdown(m_socket, SHUT_WR); }
     // Returns: what comes until the server closes, or until the body of the first answer is complete.
     std::string Receive(bool isFirstOnly = true) const {
@@ -232,7 +238,9 @@ TEST_F(ViewTest, IsDelayedByNobodyAndLeavesNothing) {
             EXPECT_EQ(Data("info")["samples"], "100000");
         }
     }
-    slow.resize(64);  // so many that it takes others again
+    EXPECT_TRUE(slow.back()->IsClosedWithin(5000));    // one more than it keeps
+    EXPECT_TRUE(slow.front()->IsClosedWithin(20000));  // a request has to come within 10 seconds
+    slow.resize(64);                                   // so many that it takes others again
     for (int n = 0; n < 1000 && Ask(Head("/data/info", Token())).empty(); ++n) continue;
     EXPECT_EQ(Data("range?from=0&to=100000&columns=3")["types"]["0x31"].dump(), "[33333,33333,33334]");
     std::filesystem::copy("p.bin", "other.bin");
