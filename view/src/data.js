@@ -17,7 +17,7 @@
  *   stamps: {count: bigint, least: bigint, greatest: bigint}, gaps: Steps, stepsBack: Steps, stretches: Stretch[],
  *   sections: Section[], sectionCount: bigint, faults: string[], note: string | null}} Info */
 
-// Answers are checked as they are used: BigInt() refuses what is no number.
+// Answers are checked as they are used: BigInt() refuses what is not a number.
 /** @typedef {any} Json */
 
 /** @param {Json} value @returns {bigint | null} */

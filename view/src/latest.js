@@ -1,4 +1,4 @@
-// At most one run of a task at a time. What is asked meanwhile waits; of that, only the latest is done.
+// At most one run of a task at a time. What is asked while it runs waits, and only the latest of it is done.
 
 /**
  * @template A

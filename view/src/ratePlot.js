@@ -45,7 +45,7 @@ export class RatePlot {
             if (n === 0) return;
             const last = columns[n - 1];
             stamps += stampCounts.reduce((sum, counts) => sum + counts[last], 0);
-            if (isStep(k)) add(last); // the step alone
+            if (isStep(k)) add(last); // only the step
             if (stamps >= enough || isStep(k) || isStep(last) || n + 1 === columns.length) add(k);
         });
         before = columns[columns.length - 1] ?? 0;
