@@ -60,7 +60,7 @@ class View {
         this.faults = [];
         page.on("pageerror", (error) => this.faults.push(String(error)));
         page.on("console", (message) => {
-            // A refused request is told by the browser, too; so is the icon that the page does not have.
+            // The browser also reports refused requests, and the icon that the page does not have.
             const isOfPage = message.type() === "error" && !/Failed to load resource|favicon/.test(message.text());
             if (isOfPage) this.faults.push(message.text());
         });
