@@ -263,7 +263,7 @@ export class App {
         const columns = this.source.columns("sample") ?? 1;
         const size = (this.info.samples + BigInt(columns) - 1n) / BigInt(Math.max(1, columns));
         const picture = size > 1n ? `It holds ${grouped(columns)} columns of up to ${grouped(size)} samples: a deeper zoom is not in it. ` : "";
-        note.textContent = `This is a report. ${picture}` + (held === null ? "It holds no raw words, so that there is no search."
+        note.textContent = `This is a report. ${picture}` + (held === null ? "It holds no raw words, and cannot be searched."
                 : `It holds the raw words of samples ${grouped(held.from)} to ${grouped(held.to - 1n)}; a search looks at those only.`);
         if (held !== null) return;
         for (const field of element("find", HTMLFormElement).elements) /** @type {HTMLInputElement} */ (field).disabled = true;
