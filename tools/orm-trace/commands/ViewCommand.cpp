@@ -78,6 +78,7 @@ private:
         PageServer server(m_port);  // first, since it can be refused
         const CaptureView view(file, m_time, m_gap);
         ViewData data(view, m_file);
+        server.StopAtSignals();  // before anybody learns that it is ready
         out.Write(server.Address() + '\n');
         out.Flush();
         const std::string port = std::to_string(server.Port());

@@ -165,14 +165,17 @@ public:
     std::uint16_t Port() const { return m_acceptor.local_endpoint().port(); }
     std::string Address() const { return "http://" + m_host + "/#" + m_token; }
 
-    void Run(const std::string& page, const std::string& policy, PageData& data) {
-        m_service.emplace(PageResponder(page, policy, m_host, m_token, data), m_context);
+    void StopAtSignals() {
         for (const int signal : {SIGINT, SIGTERM}) {
             if (!IsIgnored(signal)) m_signals.add(signal);
         }
         m_signals.async_wait([this](error_code error, int) {
             if (!error) m_context.stop();
         });
+    }
+
+    void Run(const std::string& page, const std::string& policy, PageData& data) {
+        m_service.emplace(PageResponder(page, policy, m_host, m_token, data), m_context);
         Accept();
         m_context.run();
         m_service->threads.stop();  // what is queued is for nobody
@@ -214,6 +217,8 @@ PageServer::~PageServer() = default;
 std::uint16_t PageServer::Port() const noexcept { return m_impl->Port(); }
 
 std::string PageServer::Address() const { return m_impl->Address(); }
+
+void PageServer::StopAtSignals() { m_impl->StopAtSignals(); }
 
 void PageServer::Run(const std::string& page, const std::string& policy, PageData& data) {
     m_impl->Run(page, policy, data);

@@ -22,7 +22,10 @@ public:
     // Returns: the address of the page, with the token that it needs to get data.
     std::string Address() const;
 
-    // Answers requests until SIGINT or SIGTERM, unless that is ignored, or until Stop. page, policy: the page, and its
+    // From now on SIGINT and SIGTERM end Run, also when they come before it; they do not end the process. One that is
+    // ignored stays so. REQUIRES: called once at most.
+    void StopAtSignals();
+    // Answers requests until Stop, or until a signal after StopAtSignals. page, policy: the page, and its
     // Content-Security-Policy. A client that is slow delays no other; one that takes longer than 10 s for a request, or 30 s
     // for an answer, is left. REQUIRES: called once.
     void Run(const std::string& page, const std::string& policy, PageData& data);
