@@ -10,10 +10,10 @@
 
 namespace orm_trace {
 
-AppendTarget::AppendTarget(const std::string& path, OnLeftover onLeftover)
+AppendTarget::AppendTarget(const std::string& path, OnLeftover onLeftover, const TargetLock::OnWait& onWait)
     : m_path(path),
       m_onLeftover(std::move(onLeftover)),
-      m_lock(path, TargetLock::Purpose::kAppending),
+      m_lock(path, TargetLock::Purpose::kAppending, onWait),
       m_descriptor(m_lock.Descriptor()),
       m_writer(m_lock.Path(), path),
       m_sizeBefore(m_writer.RequireWholeChain(ErrorKind::kInput)) {
@@ -29,7 +29,7 @@ AppendTarget::~AppendTarget() {
 
 std::uint64_t AppendTarget::Appended() const {
     struct stat status {};
-    if (fstat(m_descriptor, &status) != 0) throw Error(ErrorKind::kFailed, m_path, std::strerror(errno));
+    if (fstat(m_descriptor, &status) != 0) throw MakeSystemError(ErrorKind::kFailed, m_path, errno);
     const auto size = static_cast<std::uint64_t>(status.st_size);
     return size > m_sizeBefore ? size - m_sizeBefore : 0;
 }

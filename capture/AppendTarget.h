@@ -22,13 +22,15 @@ public:
 
     // Errors: those of TargetLock; Error (kInput): path is not a TDF file, or its chain of sections does not end at its
     //         end, so that what is appended could not be found.
-    AppendTarget(const std::string& path, OnLeftover onLeftover);
+    AppendTarget(const std::string& path, OnLeftover onLeftover, const TargetLock::OnWait& onWait = {});
     ~AppendTarget();
     AppendTarget(const AppendTarget&) = delete;
     AppendTarget& operator=(const AppendTarget&) = delete;
 
-    // Errors: Error (kFailed): the file has such a section, so that readers would not see another one.
-    void RequireNew(const std::string& name, std::uint32_t version) const { m_writer.RequireNew(name, version); }
+    const std::string& Path() const noexcept { return m_path; }
+
+    // Returns: whether the file has such a section, so that readers would not see another one.
+    bool Has(const std::string& name, std::uint32_t version) const { return m_writer.HasSection(name, version); }
 
     // Errors: Error (kFailed).
     void Append(SectionSource& source, const ProgressCallback& onProgress = {}) { m_writer.Append(source, onProgress); }

@@ -48,7 +48,7 @@ void ByteCopy::Finish() {
     const std::uint64_t size = Size();
     Flush();
     if (ftruncate(m_descriptor, static_cast<off_t>(size)) != 0) {
-        throw Error(ErrorKind::kFailed, m_name, std::strerror(errno));
+        throw MakeSystemError(ErrorKind::kFailed, m_name, errno);
     }
 }
 
@@ -77,7 +77,7 @@ void ByteCopy::WriteAt(std::uint64_t offset, const char* bytes, std::size_t size
     while (size != 0) {
         const ssize_t done = pwrite(m_descriptor, bytes, size, static_cast<off_t>(offset));
         if (done < 0 && errno == EINTR) continue;
-        if (done <= 0) throw Error(ErrorKind::kFailed, m_name, std::strerror(done == 0 ? ENOSPC : errno));
+        if (done <= 0) throw MakeSystemError(ErrorKind::kFailed, m_name, done == 0 ? ENOSPC : errno);
         offset += static_cast<std::uint64_t>(done);
         bytes += done;
         size -= static_cast<std::size_t>(done);

@@ -17,19 +17,19 @@ namespace orm_trace {
 using namespace Orm::Lux::Trace;
 
 InputFile::InputFile(std::string path) : m_path(std::move(path)), m_stream(OpenForReading(m_path.c_str())) {
-    if (!m_stream || !MeasureSize(m_stream.get(), m_size)) {
-        throw Error(ErrorKind::kInput, m_path, std::strerror(errno));
-    }
+    std::uint64_t size = 0;
+    if (!m_stream || !MeasureSize(m_stream.get(), size)) throw MakeSystemError(ErrorKind::kInput, m_path, errno);
+    m_size = size;
     std::setvbuf(m_stream.get(), nullptr, _IONBF, 0);  // a walk reads ahead by itself
     TDFIdentifier found{};
     const std::size_t read = ReadAt(0, found.data(), found.size());
-    if (read == 0 && m_size >= found.size()) ThrowShorter();
+    if (read == 0 && size >= found.size()) ThrowShorter();
     m_hasIdentifier = read == found.size() && found == kTDFIdentifier;
 }
 
 void InputFile::Measure() const {
     std::uint64_t size = 0;
-    if (!MeasureSize(m_stream.get(), size)) throw Error(ErrorKind::kInput, m_path, std::strerror(errno));
+    if (!MeasureSize(m_stream.get(), size)) throw MakeSystemError(ErrorKind::kInput, m_path, errno);
     if (size < m_size) ThrowShorter();
     m_size = size;
 }
@@ -51,7 +51,7 @@ std::size_t InputFile::ReadAt(std::uint64_t offset, void* buffer, std::size_t si
     const std::size_t read = Orm::Lux::Trace::ReadAt(m_stream.get(), offset, buffer, size);
     if (read < size && errno != 0) {
         throw Error(ErrorKind::kFailed, m_path,
-                    "cannot be read at offset " + OffsetText(offset + read) + ": " + std::strerror(errno));
+                    "cannot be read at offset " + OffsetText(offset + read) + ": " + std::strerror(errno), errno);
     }
     return read;
 }
@@ -64,7 +64,7 @@ std::uint64_t InputFile::NextData(std::uint64_t offset) const {
     std::uint64_t size = 0;
     if (!MeasureSize(m_stream.get(), size)) return offset;
     if (size < m_size) ThrowShorter();
-    return std::max(m_size, offset);
+    return std::max(m_size.load(), offset);
 }
 
 }  // namespace orm_trace

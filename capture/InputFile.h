@@ -1,6 +1,7 @@
 // An open trace file that is only read.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -43,7 +44,7 @@ public:
 private:
     std::string m_path;
     Orm::Lux::Trace::FilePtr m_stream;
-    mutable std::uint64_t m_size = 0;
+    mutable std::atomic<std::uint64_t> m_size = 0;  // any thread may measure
     bool m_hasIdentifier = false;
 };
 

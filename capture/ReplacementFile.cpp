@@ -6,9 +6,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
-#include <cstring>
+#include <cstdlib>
 #include <filesystem>
+#include <string_view>
 #include <utility>
 
 #include "capture/Error.h"
@@ -23,25 +25,60 @@ namespace {
 
 constexpr int kOwnerOnly = 0600;  // until the file is complete
 
-[[noreturn]] void ThrowSystemError(const std::string& path) {
-    throw Error(ErrorKind::kFailed, path, std::strerror(errno));
-}
+[[noreturn]] void ThrowSystemError(const std::string& path) { throw MakeSystemError(ErrorKind::kFailed, path, errno); }
 
-// Returns: null for no descriptor, and, with the descriptor closed, where it cannot become a stream.
+// Returns: a stream for a new file, never with the number of a closed standard stream, which others still write to; null
+//          with errno set for no descriptor, and, with the descriptor closed, where it cannot become one.
 FilePtr Own(int descriptor) {
+    if (descriptor >= 0 && descriptor <= STDERR_FILENO) {
+        const int standard = std::exchange(descriptor, fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+        const int error = errno;
+        close(standard);
+        errno = error;
+        // They may have written meanwhile.
+        if (descriptor >= 0 && ftruncate(descriptor, 0) == 0) lseek(descriptor, 0, SEEK_SET);
+    }
     FilePtr stream(descriptor < 0 ? nullptr : fdopen(descriptor, "r+b"));
     if (!stream && descriptor >= 0) close(descriptor);
     return stream;
 }
 
+// Returns: the bits that new files do not get. The call that has them would also change them, for all threads.
+mode_t CurrentUmask() {
+    constexpr std::string_view kField = "Umask:";
+    if (const FilePtr status = OpenForReading("/proc/self/status")) {
+        std::array<char, 256> line;
+        while (std::fgets(line.data(), static_cast<int>(line.size()), status.get()) != nullptr) {
+            const std::string_view text(line.data());
+            if (text.starts_with(kField))
+                return static_cast<mode_t>(std::strtoul(text.substr(kField.size()).data(), nullptr, 8));
+        }
+    }
+    const mode_t mask = umask(077);  // other threads' new files are rather too private for a moment
+    umask(mask);
+    return mask;
+}
+
 }  // namespace
 
-TemporaryName::TemporaryName(std::string path)
+TemporaryName::TemporaryName(std::string path, std::size_t endingLength)
     : m_path(std::move(path)),
-      m_guard([](const void* name) noexcept { unlink(static_cast<const TemporaryName*>(name)->m_path.c_str()); },
-              this) {}
+      m_guard(
+          [](const void* object) noexcept {
+              const auto* name = static_cast<const TemporaryName*>(object);
+              if (name->m_isMade) unlink(name->m_path.c_str());
+          },
+          this) {
+    // A signal that another thread gets is passed on to this one, where it waits.
+    const BlockedSignals blocked;
+    const int descriptor = mkostemps(m_path.data(), static_cast<int>(endingLength), O_CLOEXEC);
+    m_isMade = descriptor >= 0;
+    m_file = Own(descriptor);
+}
 
-TemporaryName::~TemporaryName() { unlink(m_path.c_str()); }
+TemporaryName::~TemporaryName() {
+    if (m_isMade) unlink(m_path.c_str());
+}
 
 ReplacementFile::ReplacementFile(std::string target, bool replace, const char* ifExists, bool isTdf)
     : m_target(std::move(target)), m_replace(replace), m_ifExists(ifExists), m_isTdf(isTdf) {
@@ -53,15 +90,18 @@ ReplacementFile::ReplacementFile(std::string target, bool replace, const char* i
     if (std::fflush(m_file.get()) != 0) ThrowSystemError(m_target);
 }
 
-void ReplacementFile::Publish() {
+void ReplacementFile::Publish(const TargetLock::OnWait& onWait) {
     for (;;) {
         std::optional<TargetLock> replaced;
         struct stat status {};
         if (m_replace && lstat(m_target.c_str(), &status) == 0) {
-            replaced.emplace(m_target, TargetLock::Purpose::kReplacing);
+            replaced.emplace(m_target, TargetLock::Purpose::kReplacing, onWait);
         }
         const int descriptor = fileno(m_file.get());
-        if (fchmod(descriptor, ModeOfTarget()) != 0 || fsync(descriptor) != 0) ThrowSystemError(m_target);
+        mode_t mode = ModeOfTarget();
+        // What runs as the owner must not do so for another one.
+        if (replaced && fchown(descriptor, status.st_uid, status.st_gid) != 0) mode &= 0777;
+        if (fchmod(descriptor, mode) != 0 || fsync(descriptor) != 0) ThrowSystemError(m_target);
         if (TakeName(!replaced)) return;
         // A file of that name was made since it was looked for.
         if (errno != EEXIST || !m_replace) ThrowSystemError(m_target);
@@ -79,13 +119,10 @@ void ReplacementFile::MakeNameless() {
 
 void ReplacementFile::MakeHidden() {
     const std::filesystem::path path(m_target);
-    std::string hidden = path.parent_path() / ("." + path.stem().string() + ".XXXXXX.tdf");
-    const BlockedSignals blocked;
-    const int descriptor = mkostemps(hidden.data(), static_cast<int>(std::strlen(".tdf")), O_CLOEXEC);
-    if (descriptor < 0) return;
-    m_path = hidden;
-    m_hidden.emplace(std::move(hidden));
-    m_file = Own(descriptor);
+    constexpr std::string_view kEnding = ".tdf";
+    m_hidden.emplace(path.parent_path() / ("." + path.stem().string() + ".XXXXXX").append(kEnding), kEnding.size());
+    m_file = m_hidden->TakeFile();
+    m_path = m_hidden->Path();
 }
 
 // Returns: the permissions that the file has or, as a new one, gets. Errors: Error, when it may not be made.
@@ -96,12 +133,10 @@ mode_t ReplacementFile::ModeOfTarget() const {
     struct stat status {};
     if (lstat(m_target.c_str(), &status) != 0) {
         if (errno != ENOENT) ThrowSystemError(m_target);
-        const mode_t mask = umask(0);
-        umask(mask);
-        return 0666 & ~mask;
+        return 0666 & ~CurrentUmask();
     }
-    if (!S_ISREG(status.st_mode)) throw Error(ErrorKind::kFailed, m_target, "exists and is not a regular file");
-    if (!m_replace) throw Error(ErrorKind::kFailed, m_target, m_ifExists);
+    if (!S_ISREG(status.st_mode)) throw Error(ErrorKind::kFailed, m_target, "exists and is not a regular file", EEXIST);
+    if (!m_replace) throw Error(ErrorKind::kFailed, m_target, m_ifExists, EEXIST);
     return status.st_mode & 07777;
 }
 

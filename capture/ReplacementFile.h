@@ -3,8 +3,10 @@
 
 #include <sys/types.h>
 
+#include <cstddef>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "capture/InterruptGuard.h"
 #include "capture/TargetLock.h"
@@ -12,18 +14,24 @@
 
 namespace orm_trace {
 
-// The name of a file, removed with this object, also when a signal ends the process.
+// A file of a new name, which is removed with this object, also when a signal ends the process.
 class TemporaryName {
 public:
-    // The file exists. Signals have been blocked since before it was made.
-    explicit TemporaryName(std::string path);
+    // Makes the file, for its owner only. path: has XXXXXX before its ending, of this length, for what makes it new.
+    TemporaryName(std::string path, std::size_t endingLength);
     ~TemporaryName();
     TemporaryName(const TemporaryName&) = delete;
     TemporaryName& operator=(const TemporaryName&) = delete;
 
+    // Returns: the open file, which the caller owns; null, with errno set, when it could not be made.
+    Orm::Lux::Trace::FilePtr TakeFile() noexcept { return std::move(m_file); }
+    const std::string& Path() const noexcept { return m_path; }
+
 private:
     std::string m_path;
-    InterruptGuard m_guard;
+    bool m_isMade = false;
+    Orm::Lux::Trace::FilePtr m_file;
+    InterruptGuard m_guard;  // from before the file is made
 };
 
 // A file that takes the place of its target when it is complete, and disappears otherwise, also when a signal ends the
@@ -39,10 +47,10 @@ public:
     // Returns: a path that leads to the file.
     const std::string& Path() const noexcept { return m_path; }
 
-    // Gives the file its name, once its bytes are on the disk, with the permissions of the file that it replaces. That
-    // one is locked: a writer that waits for the lock then finds the new file.
+    // Gives the file its name, once its bytes are on the disk, with the permissions of the file that it replaces and,
+    // where that is permitted, its owner. That one is locked: a writer that waits for the lock then finds the new file.
     // Errors: those of TargetLock; Error (kFailed).
-    void Publish();
+    void Publish(const TargetLock::OnWait& onWait = {});
 
 private:
     void MakeNameless();

@@ -1,7 +1,6 @@
 #include "capture/SectionCopy.h"
 
 #include <cerrno>
-#include <cstring>
 #include <utility>
 
 #include "capture/Error.h"
@@ -15,7 +14,7 @@ namespace {
 
 FilePtr Open(const std::string& path, const std::string& name) {
     FilePtr stream = OpenForUpdate(path.c_str());
-    if (!stream) throw Error(ErrorKind::kFailed, name, std::strerror(errno));
+    if (!stream) throw MakeSystemError(ErrorKind::kFailed, name, errno);
     return stream;
 }
 
@@ -70,7 +69,7 @@ void SectionCopy::WriteHeader(std::string_view name, std::uint32_t version, std:
 void SectionCopy::Verify() {
     CopyRun();
     m_bytes.Finish();
-    if (!CloseChecked(std::move(m_stream))) throw Error(ErrorKind::kFailed, m_name, std::strerror(errno));
+    if (!CloseChecked(std::move(m_stream))) throw MakeSystemError(ErrorKind::kFailed, m_name, errno);
     WithSubject(m_name, [&] {
         const InputFile file(m_path);
         SectionWalk walk(file);

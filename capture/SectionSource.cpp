@@ -53,15 +53,29 @@ SectionSource::SectionSource(std::string name, std::uint32_t version, std::strin
     }
 }
 
+SectionSource::SectionSource(std::string name, std::uint32_t version, std::string label, std::uint64_t size,
+                             ReadData read)
+    : SectionSource(std::move(name), version, std::move(label)) {
+    m_isStandardInput = false;
+    m_size = size;
+    m_read = std::move(read);
+    RequireLength(true);
+}
+
 void SectionSource::Open() {
+    if (m_read) return;
     m_data = m_isStandardInput ? OpenStandardInput() : FilePtr(std::fopen(m_path.c_str(), "rbe"));
     struct stat status {};
     if (!m_data || fstat(fileno(m_data.get()), &status) != 0) {
-        throw Error(ErrorKind::kInput, m_path, std::strerror(errno));
+        throw MakeSystemError(ErrorKind::kInput, m_path, errno);
     }
-    if (S_ISDIR(status.st_mode)) throw Error(ErrorKind::kInput, m_path, std::strerror(EISDIR));
+    if (S_ISDIR(status.st_mode)) throw MakeSystemError(ErrorKind::kInput, m_path, EISDIR);
     const bool isMeasured = S_ISREG(status.st_mode) && status.st_size != 0 && !m_isStandardInput;
     m_size = isMeasured ? static_cast<std::uint64_t>(status.st_size) : CopyData();
+    RequireLength(isMeasured);
+}
+
+void SectionSource::RequireLength(bool isMeasured) const {
     const std::uint64_t length = kFixedHeaderSize + m_name.size() + m_size;
     if (length > kMaxSectionLength) {
         throw Error(ErrorKind::kFailed, m_path,
@@ -77,7 +91,7 @@ std::uint64_t SectionSource::CopyData() {
     FilePtr copy(std::tmpfile());
     const auto check = [&](bool succeeded) {
         if (succeeded) return;
-        throw Error(ErrorKind::kFailed, m_path, std::string("cannot be copied: ") + std::strerror(errno));
+        throw Error(ErrorKind::kFailed, m_path, std::string("cannot be copied: ") + std::strerror(errno), errno);
     };
     check(copy != nullptr);
     std::array<char, 64 * 1024> buffer;
@@ -93,8 +107,9 @@ std::uint64_t SectionSource::CopyData() {
 }
 
 std::size_t SectionSource::Read(char* buffer, std::size_t size) {
+    if (m_read) return m_read(buffer, size);
     const std::size_t got = std::fread(buffer, 1, size, m_data.get());
-    if (std::ferror(m_data.get())) throw Error(ErrorKind::kFailed, m_path, std::strerror(errno));
+    if (std::ferror(m_data.get())) throw MakeSystemError(ErrorKind::kFailed, m_path, errno);
     return got;
 }
 

@@ -32,13 +32,6 @@ std::uint64_t SectionWriter::RequireWholeChain(ErrorKind kind) const {
     });
 }
 
-void SectionWriter::RequireNew(const std::string& name, std::uint32_t version) const {
-    if (!HasSection(name, version)) return;
-    throw Error(ErrorKind::kFailed, m_name,
-                "has a section " + SectionLabel(name, version) +
-                    " already, readers would not see another one (--allow-duplicate)");
-}
-
 void SectionWriter::Append(SectionSource& source, const ProgressCallback& onProgress) const {
     constexpr std::size_t kChunk = 128 * 1024;
     std::vector<char> chunk(kChunk);

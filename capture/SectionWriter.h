@@ -20,15 +20,13 @@ public:
     //          could not be found.
     std::uint64_t RequireWholeChain(ErrorKind kind) const;
 
-    // Errors: Error (kFailed): the file has such a section, so that readers would not see another one.
-    void RequireNew(const std::string& name, std::uint32_t version) const;
+    // Returns: whether the file has such a section, so that readers would not see another one.
+    bool HasSection(const std::string& name, std::uint32_t version) const;
 
     // Errors: Error (kFailed), and kInput where the source became shorter. What was written before stays.
     void Append(SectionSource& source, const ProgressCallback& onProgress = {}) const;
 
 private:
-    bool HasSection(const std::string& name, std::uint32_t version) const;
-
     std::string m_path;
     std::string m_name;
 };

@@ -6,7 +6,6 @@
 
 #include <cerrno>
 #include <chrono>
-#include <cstring>
 #include <thread>
 #include <utility>
 
@@ -26,8 +25,8 @@ FilePtr Open(const std::string& name, TargetLock::Purpose purpose) {
     // What is only replaced may be read-only. Locks of some file systems need a descriptor that writes, hence this order.
     if (!file && purpose == TargetLock::Purpose::kReplacing) file = OpenForReading(name.c_str());
     if (file) return file;
-    throw Error(purpose == TargetLock::Purpose::kReplacing ? ErrorKind::kFailed : ErrorKind::kInput, name,
-                std::strerror(errno));
+    throw MakeSystemError(purpose == TargetLock::Purpose::kReplacing ? ErrorKind::kFailed : ErrorKind::kInput, name,
+                          errno);
 }
 
 // Returns: false while another process has the lock. A file system without locks refuses with various errors.
@@ -37,19 +36,25 @@ bool Lock(int descriptor) {
 
 }  // namespace
 
-TargetLock::TargetLock(std::string name, Purpose purpose) : m_name(std::move(name)) {
+TargetLock::TargetLock(std::string name, Purpose purpose, const OnWait& onWait) : m_name(std::move(name)) {
     for (int tries = 0; tries < kMaxTries; ++tries) {
         if (!m_file) m_file = Open(m_name, purpose);
         if (!Lock(Descriptor())) {
+            if (onWait) onWait();
             std::this_thread::sleep_for(kPause);
         } else if (HasName()) {
             m_path = PathOfOpen(Descriptor(), m_name);
             return;
         } else {
-            m_file.reset();
+            Close();
         }
     }
-    throw Error(ErrorKind::kFailed, m_name, "is being written by another process");
+    throw Error(ErrorKind::kFailed, m_name, "is being written by another process", ETIMEDOUT);
+}
+
+void TargetLock::Close() noexcept {
+    if (m_file) flock(Descriptor(), LOCK_UN);
+    m_file.reset();
 }
 
 bool TargetLock::HasName() const {
@@ -57,7 +62,7 @@ bool TargetLock::HasName() const {
     struct stat named {};
     if (stat(m_name.c_str(), &named) != 0) {
         if (errno == ENOENT) return false;
-        throw Error(ErrorKind::kFailed, m_name, std::strerror(errno));
+        throw MakeSystemError(ErrorKind::kFailed, m_name, errno);
     }
     return fstat(Descriptor(), &open) == 0 && open.st_dev == named.st_dev && open.st_ino == named.st_ino;
 }

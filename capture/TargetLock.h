@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 
 #include "tdf/FileIO.h"
@@ -15,10 +16,16 @@ class TargetLock {
 public:
     enum class Purpose { kAppending, kReplacing };
 
+    // Is called every 20 ms of a wait. What it throws ends the wait.
+    using OnWait = std::function<void()>;
+
     // Waits up to 30 seconds for the lock, and starts over if the name then leads to another file.
     // Errors: Error: kInput, or kFailed for one to be replaced, when the file cannot be opened; kFailed when the
-    //         wait was too long, or the name cannot be looked up.
-    TargetLock(std::string name, Purpose purpose);
+    //         wait was too long (ETIMEDOUT), or the name cannot be looked up; those of onWait.
+    TargetLock(std::string name, Purpose purpose, const OnWait& onWait = {});
+    ~TargetLock() { Close(); }
+    TargetLock(const TargetLock&) = delete;
+    TargetLock& operator=(const TargetLock&) = delete;
 
     int Descriptor() const noexcept { return fileno(m_file.get()); }
 
@@ -29,6 +36,9 @@ public:
     bool HasName() const;
 
 private:
+    // Unlocks too: a child process that was forked meanwhile has the same lock.
+    void Close() noexcept;
+
     std::string m_name;
     Orm::Lux::Trace::FilePtr m_file;
     std::string m_path;

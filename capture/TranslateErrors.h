@@ -35,8 +35,10 @@ template <class Call> auto TranslateWriteErrors(const std::string& subject, cons
     try {
         return call();
     } catch (const Orm::Lux::Corva::cCorvaErrorIF& error) {
-        const std::string reason = WriteReason(errno);
-        throw Error(ErrorKind::kFailed, subject, reason.empty() ? error.what() : reason + purpose);
+        const int systemError = errno;
+        const std::string reason = WriteReason(systemError);
+        if (reason.empty()) throw Error(ErrorKind::kFailed, subject, error.what());
+        throw Error(ErrorKind::kFailed, subject, reason + purpose, systemError);
     }
 }
 

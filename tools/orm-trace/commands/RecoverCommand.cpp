@@ -1,7 +1,6 @@
 // orm-trace recover: recovers the readable sections of a damaged TDF file.
 #include <array>
 #include <cerrno>
-#include <cstring>
 #include <optional>
 #include <string>
 
@@ -53,7 +52,7 @@ public:
 
 private:
     void Check(bool succeeded) const {
-        if (!succeeded) throw Error(ErrorKind::kFailed, m_name, std::strerror(errno));
+        if (!succeeded) throw MakeSystemError(ErrorKind::kFailed, m_name, errno);
     }
 
     const InputFile& m_file;

@@ -8,6 +8,7 @@
 #include "tools/orm-trace/host/Driver.h"
 #include "tools/orm-trace/host/TraceSamples.h"
 #include "tools/orm-trace/options/DriverOption.h"
+#include "tools/orm-trace/options/SectionOptions.h"
 #include "tools/orm-trace/output/ProgressBar.h"
 #include "tools/orm-trace/output/Text.h"
 
@@ -32,7 +33,7 @@ public:
         Driver driver(m_driverPath);
         const std::uint64_t samples = driver.Load(m_trace);  // which may wait, as for a FIFO
         AppendTarget target(m_target, [](const Error& error) { Report(error); });
-        if (!m_allowDuplicate) target.RequireNew(kTraceSection, kTraceVersion);
+        if (!m_allowDuplicate) RequireNew(target, kTraceSection, kTraceVersion);
         {
             const GrowthWatch progress(m_target, samples * kSampleSize);
             driver.Save(m_target);

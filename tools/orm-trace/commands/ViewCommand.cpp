@@ -68,7 +68,7 @@ private:
         const Orm::Lux::Trace::FilePtr stream = Orm::Lux::Trace::OpenForUpdate(target.Path().c_str());
         if (!stream || std::fwrite(text.data(), 1, text.size(), stream.get()) != text.size() ||
             std::fflush(stream.get()) != 0) {
-            throw Error(ErrorKind::kFailed, *m_report, std::strerror(errno));
+            throw MakeSystemError(ErrorKind::kFailed, *m_report, errno);
         }
         target.Publish();
         return ExitCode::kOk;

@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -21,7 +20,7 @@ public:
         : m_name(path == "-" ? "standard input" : path),
           m_own(path == "-" ? nullptr : std::fopen(path.c_str(), "rbe")),
           m_stream(path == "-" ? stdin : m_own.get()) {
-        if (m_stream == nullptr) throw Error(ErrorKind::kInput, m_name, std::strerror(errno));
+        if (m_stream == nullptr) throw MakeSystemError(ErrorKind::kInput, m_name, errno);
     }
     InputLines(const InputLines&) = delete;
     InputLines& operator=(const InputLines&) = delete;
@@ -32,7 +31,7 @@ public:
     std::optional<std::string_view> Next() {
         const ssize_t length = getline(&m_line, &m_size, m_stream);
         if (length < 0) {
-            if (std::ferror(m_stream)) throw Error(ErrorKind::kInput, m_name, std::strerror(errno));
+            if (std::ferror(m_stream)) throw MakeSystemError(ErrorKind::kInput, m_name, errno);
             return std::nullopt;
         }
         ++m_number;

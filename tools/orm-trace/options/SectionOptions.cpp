@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "capture/Error.h"
+#include "capture/Text.h"
 #include "tools/orm-trace/options/ParseNumber.h"
 #include "tools/orm-trace/options/SectionName.h"
 
@@ -21,6 +22,13 @@ SectionSource ParseSection(const std::string& text) {
         throw Error(ErrorKind::kArgument, text, "is not of the form NAME:VERSION@FILE");
     }
     return {SectionName(text.substr(0, colon)), static_cast<std::uint32_t>(*version), text.substr(at + 1)};
+}
+
+void RequireNew(const AppendTarget& target, const std::string& name, std::uint32_t version) {
+    if (!target.Has(name, version)) return;
+    throw Error(ErrorKind::kFailed, target.Path(),
+                "has a section " + SectionLabel(name, version) +
+                    " already, readers would not see another one (--allow-duplicate)");
 }
 
 CLI::Option* SectionOptions::AddTo(CLI::App& app) {
@@ -53,7 +61,7 @@ std::vector<SectionSource> SectionOptions::Open() const {
 
 void SectionOptions::RequireNew(const std::vector<SectionSource>& sources, const AppendTarget& target) const {
     if (m_allowDuplicate) return;
-    for (const SectionSource& source : sources) target.RequireNew(source.Name(), source.Version());
+    for (const SectionSource& source : sources) orm_trace::RequireNew(target, source.Name(), source.Version());
 }
 
 std::uint64_t SectionOptions::TotalSize(const std::vector<SectionSource>& sources) {

@@ -15,6 +15,9 @@ namespace orm_trace {
 // Errors:  Error: kArgument for a text of another form, and those of SectionSource.
 SectionSource ParseSection(const std::string& text);
 
+// Errors: Error (kFailed): target has such a section, so that readers would not see another one.
+void RequireNew(const AppendTarget& target, const std::string& name, std::uint32_t version);
+
 class SectionOptions {
 public:
     // Returns: the option --section.

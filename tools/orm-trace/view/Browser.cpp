@@ -8,12 +8,13 @@
 #include <unistd.h>
 
 #include <array>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <string_view>
 #include <thread>
+#include <utility>
 
-#include "capture/InterruptGuard.h"
 #include "tdf/FileIO.h"
 
 namespace orm_trace {
@@ -61,15 +62,12 @@ Browser::Browser(const std::string& address) {
     const std::filesystem::path folder = IsSet("XDG_RUNTIME_DIR")
                                              ? std::filesystem::path(std::getenv("XDG_RUNTIME_DIR"))
                                              : std::filesystem::temp_directory_path(error);
-    std::string path = (folder / "orm-trace-XXXXXX").string().append(kEnding);
-    const BlockedSignals blocked;
-    const int file = mkostemps(path.data(), static_cast<int>(kEnding.size()), O_CLOEXEC);
-    if (file < 0) return;
-    m_file.emplace(path);
+    m_file.emplace((folder / "orm-trace-XXXXXX").string().append(kEnding), kEnding.size());
+    Orm::Lux::Trace::FilePtr file = m_file->TakeFile();
+    if (!file) return;
     const std::string text = "<!doctype html><meta http-equiv=\"refresh\" content=\"0; url=" + address + "\">\n";
-    const bool isWritten = write(file, text.data(), text.size()) == static_cast<ssize_t>(text.size());
-    close(file);
-    if (isWritten) Open(path);
+    const bool isWritten = std::fwrite(text.data(), 1, text.size(), file.get()) == text.size();
+    if (Orm::Lux::Trace::CloseChecked(std::move(file)) && isWritten) Open(m_file->Path());
 }
 
 }  // namespace orm_trace

@@ -7,7 +7,6 @@
 #include <atomic>
 #include <cerrno>
 #include <charconv>
-#include <cstring>
 #include <future>
 #include <thread>
 #include <vector>
@@ -176,7 +175,7 @@ void CaptureView::RequireWhole() const {
 CaptureView::FileState CaptureView::StateOf(const InputFile& file) {
     struct stat open {};
     struct stat named {};
-    if (fstat(fileno(file.Stream()), &open) != 0) throw Error(ErrorKind::kFailed, file.Path(), std::strerror(errno));
+    if (fstat(fileno(file.Stream()), &open) != 0) throw MakeSystemError(ErrorKind::kFailed, file.Path(), errno);
     const bool hasName =
         stat(file.Path().c_str(), &named) == 0 && open.st_dev == named.st_dev && open.st_ino == named.st_ino;
     return {open.st_size, std::int64_t{open.st_mtim.tv_sec} * 1000000000 + open.st_mtim.tv_nsec, hasName};

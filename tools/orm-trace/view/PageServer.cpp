@@ -18,7 +18,6 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
-#include <cstring>
 #include <optional>
 #include <utility>
 
@@ -48,7 +47,7 @@ constexpr unsigned kThreads = 2;                      // that compute answers
 std::string MakeToken() {
     std::string bytes(16, '\0');
     if (getrandom(bytes.data(), bytes.size(), 0) != static_cast<ssize_t>(bytes.size())) {
-        throw Error(ErrorKind::kFailed, "random numbers", std::strerror(errno));
+        throw MakeSystemError(ErrorKind::kFailed, "random numbers", errno);
     }
     return HexOf(bytes);
 }
