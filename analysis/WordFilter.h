@@ -25,6 +25,9 @@ public:
 
     // Returns: the index of the first hit from `from` on, words.size() if none follows.
     std::size_t Next(Words words, std::size_t from) const noexcept;
+    // Stores the indexes of the hits, each with first added. Returns: the number of hits. REQUIRES: hits has room for
+    // words.size() of them, also where fewer are hits.
+    std::size_t Collect(Words words, std::uint64_t first, std::uint64_t* hits) const noexcept;
     // Returns: the number of hits.
     std::uint64_t Count(Words words) const noexcept;
 

@@ -1,0 +1,58 @@
+// Searching, with vectors and without, against one word at a time.
+#include "analysis/WordFilter.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <vector>
+
+namespace {
+
+using namespace orm_trace;
+
+void ExpectHits(const WordFilter& filter, Words words) {
+    constexpr std::uint64_t kFirst = 0xFFFFFFF0;
+    constexpr std::uint64_t kUntouched = 0x5A5A5A5A5A5A5A5A;
+    std::vector<std::uint64_t> expected;
+    for (std::size_t n = 0; n < words.size(); ++n) {
+        if (filter.IsHit(words[n])) expected.push_back(kFirst + n);
+    }
+    std::vector<std::uint64_t> hits(words.size() + 8, kUntouched);
+    const std::size_t count = filter.Collect(words, kFirst, hits.data());
+    EXPECT_TRUE(std::all_of(hits.begin() + static_cast<std::ptrdiff_t>(words.size()), hits.end(),
+                            [](std::uint64_t hit) { return hit == kUntouched; }));
+    hits.resize(count);
+    EXPECT_EQ(hits, expected);
+    EXPECT_EQ(filter.Count(words), expected.size());
+    std::size_t next = 0;
+    for (const std::uint64_t hit : expected) {
+        next = filter.Next(words, next);
+        EXPECT_EQ(kFirst + next++, hit);
+    }
+    EXPECT_EQ(filter.Next(words, std::min(next, words.size())), words.size());
+}
+
+TEST(WordFilterTest, FindsWhatIsHit) {
+    std::vector<std::uint64_t> words(200);
+    std::uint64_t state = 1;
+    for (std::uint64_t& word : words) {
+        state = state * 6364136223846793005 + 1442695040888963407;
+        word = (state >> 62) << 56 | (state >> 40 & 3);
+    }
+    std::array<bool, kTypes> types{};
+    types[1] = types[2] = true;
+    for (std::size_t size = 0; size <= 67; ++size) {
+        SCOPED_TRACE(size);
+        const Words part(words.data() + size % 5, size);
+        ExpectHits(WordFilter::Masked(0, 0), part);                                    // all
+        ExpectHits(WordFilter::Masked(0x0100000000000000, 0xFF00000000000000), part);  // some
+        ExpectHits(WordFilter::Masked(words[40], ~std::uint64_t{0}), part);            // few
+        ExpectHits(WordFilter::Masked(0xFF, 0xFF), part);                              // none
+        ExpectHits(WordFilter::OfTypes(types), part);
+    }
+    ExpectHits(WordFilter::Masked(0, 3), words);
+}
+
+}  // namespace
