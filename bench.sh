@@ -23,10 +23,10 @@ fi
     echo "== Packages"
     scripts/install-packages
     scripts/install-packages libbenchmark-dev libfmt-dev libgoogle-glog-dev libhdf5-dev libhowardhinnant-date-dev \
-        libspdlog-dev
+        libspdlog-dev pybind11-dev python3-dev python3-h5py python3-numpy
     echo "== Build"
     cmake --preset bench --log-level=WARNING
     cmake --build --preset bench
     echo "== Run"
 } >&2
-bench/ratios.py build/bench/bin/orm-bench "${options[@]}"
+PYTHONPATH=build/bench/python bench/ratios.py build/bench/bin/orm-bench bench/python_bench.py "${options[@]}"

@@ -31,6 +31,7 @@ step() {
 step "Packages that the build needs"
 scripts/install-packages
 scripts/install-packages libboost-dev  # the tests of orm-trace view
+scripts/install-packages mypy pybind11-dev python3-{dask,dev,distributed,matplotlib,numpy,pandas,pytest}  # of the Python package
 
 case $preset in
     asan | clang | coverage) scripts/install-packages clang libclang-rt-14-dev ;;

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Runs the benchmarks and prints, in Markdown, a table that compares the cost of this library with its limit and its
+"""Runs the benchmarks, those of the Python package included, and prints, in Markdown, a table that compares the cost of this library with its limit and its
 peers, the goals that are not met, and how the cost grows with the size.
 
 A benchmark is named WORK/PARTICIPANT; the participant is "library", "limit" or "peer:NAME". The benchmarks run
@@ -41,6 +41,14 @@ GOALS = (
     (r"Question/stats -j 2.*", r"peer:-j 1", 1 / 1.7),
     (r"Question/index", r"limit", 5.0),
     (r"Question/index/mixed", r"limit", 7.0),
+    (r"Python/read/.*", r"peer:h5py", 1.0),
+    (r"Python/read/(4096|1048576)", r"peer:fromfile", 1.3),
+    (r"Python/find in an array", r"peer:numpy", 0.25),
+    (r"Python/find in a file", r"peer:numpy", 0.35),
+)
+# The most nanoseconds for works of these names.
+TIME_GOALS = (
+    (r"Python/stamps, a word", r"library", 10.0),
 )
 # Why a goal is not met.
 REASONS = (
@@ -71,6 +79,9 @@ NOTES = (
     (r"Stamp/.*", r"peer:date-fmt-compiled", "with a format that is compiled at build time"),
     (r"Question/.*", r"limit", "cat to /dev/null, which looks at no byte"),
     (r"Question/cut", r"peer:cp", "copies a file of just these samples; cut also walks the sections of what it wrote"),
+    (r"Python/read/.*", r"peer:h5py", "a contiguous data set, opened once, like all files of these rows"),
+    (r"Python/read/.*", r"peer:memmap", "copies from mapped memory, which ends the process if the file is cut"),
+    (r"Python/.*", r"peer:numpy", "the expression with which numpy computes the same array"),
     (r"Question/.*", r"peer:grep", "finds four bytes wherever they begin, not only in samples"),
 )
 
@@ -132,12 +143,28 @@ def run(program, options):
     return times
 
 
+def run_python(program, options):
+    """The same for the benchmarks of the Python package, which print them. Uses /usr/bin/python3, as the package does."""
+    command = ["taskset", "-c", str(max(os.sched_getaffinity(0))), "/usr/bin/python3", program,
+               f"--repetitions={options.repetitions}", f"--filter={options.filter}"]
+    return json.loads(subprocess.run(command, check=True, stdout=subprocess.PIPE, text=True).stdout)
+
+
 def shown(nanoseconds):
     for unit in ("ns", "us", "ms"):
         if nanoseconds < 1000:
             return f"{nanoseconds:.3g} {unit}"
         nanoseconds /= 1000
     return f"{nanoseconds:.3g} s"
+
+
+def shown_with_goal(work, nanoseconds):
+    """The time, and its goal if there is one."""
+    goal = first_match(TIME_GOALS, work, "library")
+    if goal is None:
+        return shown(nanoseconds)
+    text = f"{shown(nanoseconds)} {'<=' if nanoseconds <= goal else '>'} {shown(goal)}"
+    return text if nanoseconds <= goal else f"**{text}**"
 
 
 def first_match(table, work, participant):
@@ -174,7 +201,7 @@ def rows(times):
         cells = {name: compared(work, library, name, values)
                  for name, values in participants.items() if name != "library" and values}
         peers = [f"{name.removeprefix('peer:')} {text}" for name, text in cells.items() if name.startswith("peer:")]
-        table.append([work, shown(statistics.median(library)), cells.get("limit", ""), "; ".join(peers)])
+        table.append([work, shown_with_goal(work, statistics.median(library)), cells.get("limit", ""), "; ".join(peers)])
     return table
 
 
@@ -201,6 +228,9 @@ def misses(times):
     """A line for each goal that is not met, with the figure and the reason."""
     for work, participants in times.items():
         library = participants.get("library")
+        limit = first_match(TIME_GOALS, work, "library")
+        if library and limit is not None and statistics.median(library) > limit:
+            yield f"- {work}: {shown(statistics.median(library))}, the goal is {shown(limit)}: not explained.\n"
         for name, values in participants.items():
             goal = first_match(GOALS, work, name)
             if library and values and goal is not None and ratio(library, values)[0] > goal:
@@ -249,12 +279,13 @@ def write_documents(times, options):
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("program", help="the benchmarks")
+    parser.add_argument("python", help="those of the Python package")
     parser.add_argument("--repetitions", type=int, default=7)
     parser.add_argument("--min-time", type=float, default=0.05, help="seconds of a repetition")
     parser.add_argument("--filter", default=".", help="regular expression for the names of benchmarks to run")
     parser.add_argument("--markdown", action="store_true", help="write docs/performance.md and the README's rows too")
     options = parser.parse_args()
-    times = run(options.program, options)
+    times = run(options.program, options) | run_python(options.python, options)
     text = report(times, options)
     print(text, end="")
     if options.markdown and text:

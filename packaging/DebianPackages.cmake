@@ -1,4 +1,5 @@
-# The Debian packages: the library, what is needed to build against it, and the tool. The preset packages makes them.
+# The Debian packages: the library, what is needed to build against it, the tool, and the Python package. The preset
+# packages makes them.
 if(NOT CMAKE_INSTALL_PREFIX STREQUAL "/usr")
     message(FATAL_ERROR "The packages need -DCMAKE_INSTALL_PREFIX=/usr, whose folders are the distribution's")
 endif()
@@ -63,6 +64,27 @@ too, and the completions for bash, zsh and fish.")
 if(ORM_BUILD_TOOL)
     list(APPEND CPACK_COMPONENTS_ALL tools)
     set(CPACK_COMPONENT_TOOLS_DEPENDS library)
+endif()
+if(ORM_HAS_PYTHON)
+    list(APPEND CPACK_COMPONENTS_ALL python)
+    set(CPACK_COMPONENT_PYTHON_DEPENDS library)
+    set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-orm-trace)
+    set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+    # The core is built for one minor version of Python.
+    math(EXPR next_minor "${Python3_VERSION_MINOR} + 1")
+    set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
+        "python3 (>= 3.${Python3_VERSION_MINOR}~), python3 (<< 3.${next_minor}), python3-numpy")
+    set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS "python3-dask, python3-distributed, python3-matplotlib, python3-pandas")
+    set(CPACK_DEBIAN_PYTHON_DESCRIPTION "captured hardware traces as numpy arrays
+The Python package orm_trace reads and writes TDF trace files and plain files
+of samples, searches them and decodes their time stamps, and makes Dask arrays
+of many of them.")
+    file(CONFIGURE OUTPUT debian/python/postinst CONTENT
+        "#!/bin/sh\nset -e\nif [ \"$1\" = configure ]; then py3compile -p python3-orm-trace; fi\n" @ONLY)
+    file(CONFIGURE OUTPUT debian/python/prerm CONTENT "#!/bin/sh\nset -e\npy3clean -p python3-orm-trace\n" @ONLY)
+    file(CHMOD ${debian_dir}/python/postinst ${debian_dir}/python/prerm
+        PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+    set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA ${debian_dir}/python/postinst ${debian_dir}/python/prerm)
 endif()
 
 # The documents of every Debian package; other installations do not have them.
