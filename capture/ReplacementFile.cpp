@@ -35,7 +35,7 @@ FilePtr Own(int descriptor) {
         const int error = errno;
         close(standard);
         errno = error;
-        // They may have written meanwhile.
+        // They may have written to it by then.
         if (descriptor >= 0 && ftruncate(descriptor, 0) == 0) lseek(descriptor, 0, SEEK_SET);
     }
     FilePtr stream(descriptor < 0 ? nullptr : fdopen(descriptor, "r+b"));

@@ -36,7 +36,7 @@ public:
     bool HasName() const;
 
 private:
-    // Unlocks too: a child process that was forked meanwhile has the same lock.
+    // Also unlocks: a child process that was forked while it was locked has the same lock.
     void Close() noexcept;
 
     std::string m_name;

@@ -43,7 +43,7 @@ template <class... Arguments> SectionSource MakeSource(Arguments&&... arguments)
     }
 }
 
-// What is told while an exception is on its way can only be a warning. It is given in the end, when the lock is there.
+// What is told while an exception is on its way can only be a warning. It is given in the end, with the lock.
 class LaterWarning {
 public:
     LaterWarning() = default;

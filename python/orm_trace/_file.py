@@ -269,7 +269,7 @@ class File(Mapping[AnyKey, Section]):
 
     A mapping from (name, version) to the first section with both; file[name] is the first one of any version. A lookup
     finds what the file has by then, until all sections were listed: from then on the list holds. Opening takes no lock,
-    starts no driver and leaves nothing behind.
+    starts no driver and makes no other file.
 
     path: of the file. Raises OSError if it cannot be opened.
     """
@@ -343,7 +343,7 @@ class File(Mapping[AnyKey, Section]):
     @overload
     def get(self, key: AnyKey, default: Section | T) -> Section | T: ...
     def get(self, key: AnyKey, default: Any = None) -> Any:
-        """As file[key], and default where there is no such section."""
+        """As file[key], or default if it has no such section."""
         try:
             return self[key]
         except KeyError:

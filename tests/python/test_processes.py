@@ -66,7 +66,7 @@ def test_a_forked_child_reads_with_the_descriptor_of_its_parent(capture: Path, w
 
 
 def test_threads_run_while_the_core_works() -> None:
-    """The interpreter's lock is free meanwhile: another thread never waits for as long as a question takes."""
+    """The core releases the interpreter's lock: another thread never waits for as long as a question takes."""
     words = np.zeros(20_000_000, np.uint64)
     turns: list[float] = []
     done = threading.Event()

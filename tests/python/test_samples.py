@@ -141,7 +141,7 @@ def test_pickles_path_and_range(capture: Path, words: NDArray[np.uint64], monkey
 
 
 def test_keeps_no_references(capture: Path) -> None:
-    """What each use leaves behind: objects, and references to objects that are shared."""
+    """How many objects each use leaves, and references to objects that are shared."""
     shared: list[Any] = [None, np.dtype("<u8"), orm_trace.File, orm_trace.Samples, orm_trace.FormatError, OSError]
 
     def use() -> None:
