@@ -50,8 +50,8 @@ mode_t CurrentUmask() {
         std::array<char, 256> line;
         while (std::fgets(line.data(), static_cast<int>(line.size()), status.get()) != nullptr) {
             const std::string_view text(line.data());
-            if (text.starts_with(kField))
-                return static_cast<mode_t>(std::strtoul(text.substr(kField.size()).data(), nullptr, 8));
+            if (!text.starts_with(kField)) continue;
+            return static_cast<mode_t>(std::strtoul(text.substr(kField.size()).data(), nullptr, 8));
         }
     }
     const mode_t mask = umask(077);  // other threads' new files are rather too private for a moment
