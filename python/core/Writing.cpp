@@ -43,13 +43,15 @@ template <class... Arguments> SectionSource MakeSource(Arguments&&... arguments)
     }
 }
 
-// What is told while an exception is on its way can only be a warning. It is given in the end, with the lock.
+// A failure that a destructor reports. It becomes a warning once this thread has Python's lock again.
 class LaterWarning {
 public:
     LaterWarning() = default;
     ~LaterWarning() {
-        if (m_text.empty() || PyErr_WarnEx(PyExc_RuntimeWarning, m_text.c_str(), 1) == 0) return;
-        PyErr_WriteUnraisable(nullptr);
+        if (m_text.empty()) return;
+        const auto text = py::reinterpret_steal<py::object>(
+            PyUnicode_DecodeFSDefaultAndSize(m_text.data(), static_cast<Py_ssize_t>(m_text.size())));
+        if (!text || PyErr_WarnFormat(PyExc_RuntimeWarning, 1, "%U", text.ptr()) != 0) PyErr_WriteUnraisable(nullptr);
     }
     LaterWarning(const LaterWarning&) = delete;
     LaterWarning& operator=(const LaterWarning&) = delete;

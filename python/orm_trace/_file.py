@@ -90,12 +90,16 @@ class Section:
         """Of the data."""
         return self.length - (self.data_offset - self.offset)
 
-    def bytes(self) -> builtins.bytes:
-        """The data. Raises FormatError if the file does not have all of it, OSError if it cannot be read."""
+    def require_data(self) -> None:
+        """Raises FormatError if the file did not have all of the data when the section was found."""
         if self.available < self.data_length:
             raise FormatError(
                 os.fsdecode(self._capture.path), self.offset,
                 f"the section claims {self.data_length} bytes of data, and the file has {self.available} of them")
+
+    def bytes(self) -> builtins.bytes:
+        """The data. Raises FormatError if the file does not have all of it, OSError if it cannot be read."""
+        self.require_data()
         return self._capture.read_bytes(self.data_offset, self.data_length)
 
     def __reduce__(self) -> tuple[Any, ...]:

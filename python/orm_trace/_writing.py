@@ -5,7 +5,7 @@ from __future__ import annotations
 import atexit
 import os
 import threading
-from collections.abc import Mapping
+from collections.abc import Callable, Mapping
 from typing import Any, Union
 
 import numpy as np
@@ -18,39 +18,31 @@ from orm_trace._questions import kind_of
 Data = Union[bytes, bytearray, memoryview, NDArray[np.uint64], NDArray[np.uint8], Samples, Section]
 
 
-class _Turn:
-    """One writer at a time: it undoes its work if a signal ends the process, and only one can be registered for that."""
-
-    def __init__(self) -> None:
-        self._lock = threading.RLock()
-        self._is_taken = False
-
-    def __enter__(self) -> None:
-        self._lock.acquire()
-        if self._is_taken:
-            self._lock.release()
-            raise RuntimeError("this thread is writing a capture already, and a signal handler asks for another one")
-        self._is_taken = True
-
-    def __exit__(self, *_: object) -> None:
-        self._is_taken = False
-        self._lock.release()
-
-    def wait(self) -> None:
-        """Waits for the writer, and keeps others from beginning: a daemon thread would be stopped in the middle."""
-        self._lock.acquire()
+# One writer at a time: it undoes its work if a signal ends the process, and only one can be registered for that.
+_turn = threading.RLock()
+_is_writing = False
 
 
-_turn = _Turn()
+def _in_turn(write: Callable[..., None], *arguments: object) -> None:
+    global _is_writing
+    with _turn:
+        if _is_writing:
+            raise RuntimeError("a signal handler cannot write a capture while its thread writes one")
+        try:
+            _is_writing = True
+            write(*arguments)
+        finally:
+            _is_writing = False
 
 
 def _after_fork() -> None:
-    global _turn
-    _turn = _Turn()
+    global _turn, _is_writing
+    _turn, _is_writing = threading.RLock(), False
 
 
 def _at_exit() -> None:
-    _turn.wait()
+    """Waits for the writer, and keeps others from beginning: Python stops a daemon thread in the middle."""
+    _turn.acquire()
 
 
 os.register_at_fork(after_in_child=_after_fork)
@@ -67,6 +59,7 @@ def _new_section(key: Key, data: Data) -> _core.NewSection:
     if isinstance(data, Samples):
         return _core.NewSection(encoded, version, data._capture, data._offset, data.nbytes)
     if isinstance(data, Section):
+        data.require_data()
         return _core.NewSection(encoded, version, data._capture, data.data_offset, data.data_length)
     # As an array, which keeps the buffer as it is until it is written.
     array: NDArray[Any] = data if isinstance(data, np.ndarray) else np.asarray(memoryview(data))
@@ -91,8 +84,7 @@ def create(path: Path, sections: Mapping[Key, Data], *, force: bool = False) -> 
     new = [_new_section(key, data) for key, data in sections.items()]
     if len({(encode_name(name), version) for name, version in sections}) < len(sections):
         raise ValueError("two sections have the same name and version, readers would not see the second one")
-    with _turn:
-        _core.create(encode_path(path), new, bool(force))
+    _in_turn(_core.create, encode_path(path), new, bool(force))
 
 
 def append(path: Path, key: Key, data: Data) -> None:
@@ -104,5 +96,4 @@ def append(path: Path, key: Key, data: Data) -> None:
     30 seconds; what create raises for a key and data.
     """
     new = _new_section(key, data)
-    with _turn:
-        _core.append(encode_path(path), new)
+    _in_turn(_core.append, encode_path(path), new)

@@ -155,6 +155,26 @@ def test_writes_nothing_when_the_disk_is_full(tmp_path: Path, capture: Path) -> 
     assert [entry.name for entry in tmp_path.iterdir()] == ["capture.tdf"]
 
 
+def test_warns_of_what_it_cannot_undo(tmp_path: Path) -> None:
+    """A sealed file can grow, and cannot be truncated."""
+    descriptor = os.memfd_create("sealed", os.MFD_ALLOW_SEALING)
+    before = tdf((b"A", 1, b"whole"))
+    os.write(descriptor, before)
+    fcntl.fcntl(descriptor, fcntl.F_ADD_SEALS, fcntl.F_SEAL_SHRINK)
+    path = Path(os.fsdecode(os.fsencode(tmp_path) + b"/\xff.tdf"))
+    path.symlink_to(f"/proc/self/fd/{descriptor}")
+    limits = resource.getrlimit(resource.RLIMIT_FSIZE)
+    resource.setrlimit(resource.RLIMIT_FSIZE, (100_000, limits[1]))
+    try:
+        with pytest.warns(RuntimeWarning, match="incomplete section from offset"), pytest.raises(OSError):
+            orm_trace.append(path, ("Big", 1), bytes(200_000))
+    finally:
+        resource.setrlimit(resource.RLIMIT_FSIZE, limits)
+    with orm_trace.File(path) as file:
+        assert file["A"].bytes() == b"whole"
+    os.close(descriptor)
+
+
 def test_writes_nothing_when_the_source_became_shorter(tmp_path: Path, capture: Path) -> None:
     with orm_trace.File(capture) as file:
         samples = file.samples
@@ -162,6 +182,8 @@ def test_writes_nothing_when_the_source_became_shorter(tmp_path: Path, capture: 
         with pytest.raises(orm_trace.FormatError) as error:
             orm_trace.create(tmp_path / "out.tdf", {("A", 1): b"first", ("BinTraceData", 1): samples})
         assert error.value.path == str(capture)
+    with orm_trace.File(capture) as file, pytest.raises(orm_trace.FormatError, match="claims 40000 bytes"):
+        orm_trace.create(tmp_path / "out.tdf", {("BinTraceData", 1): file["BinTraceData"]})
     assert not (tmp_path / "out.tdf").exists()
 
 
