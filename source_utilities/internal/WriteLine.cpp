@@ -8,7 +8,10 @@
 #include <unistd.h>
 
 #include <array>
+#include <atomic>
 #include <cerrno>
+#include <cstdint>
+#include <ctime>
 
 namespace ORM_LUX {
 namespace {
@@ -32,11 +35,74 @@ template <class Call> void WithoutSignals(Call&& put) noexcept {
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
-// The limit is read each time, because the host may change it, by the cheapest call available. Signals are blocked only
-// if a limit is set: blocking costs more than reading the limit.
+// How many lines are being written without the signals blocked.
+std::atomic<int> g_unguarded = 0;
+
+// Ignores the signal of a limit that the host has set since the logger last asked for it. In every other case ends the
+// process, as the signal does by default.
+void OnSizeLimit(int signal) {
+    if (g_unguarded.load() != 0) return;
+    struct sigaction byDefault {};
+    byDefault.sa_handler = SIG_DFL;
+    sigaction(signal, &byDefault, nullptr);
+    raise(signal);  // blocked until this handler returns
+}
+
+// Handles SIGXFSZ, unless the host does: a host that ignores or handles it is not ended. The library is never unloaded.
+// Returns: true.
+bool HandleSizeLimit() noexcept {
+    const auto isDefault = [](const struct sigaction& action) {
+        return (action.sa_flags & SA_SIGINFO) == 0 && action.sa_handler == SIG_DFL;
+    };
+    struct sigaction before {};
+    if (sigaction(SIGXFSZ, nullptr, &before) != 0 || !isDefault(before)) return true;
+    struct sigaction ours {};
+    ours.sa_handler = OnSizeLimit;
+    ours.sa_flags = SA_RESTART | SA_ONSTACK;
+    sigemptyset(&ours.sa_mask);
+    sigaction(SIGXFSZ, &ours, &before);
+    if (!isDefault(before)) sigaction(SIGXFSZ, &before, nullptr);  // the host was faster
+    return true;
+}
+
+// The tick of the coarse clock, a few milliseconds long, in which the process had no limit. Zero: ask.
+std::atomic<std::int64_t> g_tickWithoutLimit = 0;
+
+void ForgetInChild() {
+    g_tickWithoutLimit = 0;
+    g_unguarded = 0;
+}
+
+// Returns: whether the process has a limit on the size of files. The host may change it, so it is asked for again in
+// each tick, and by a child that was forked: blocking the signals costs more than asking, and asking for each line would
+// take half as long as writing it.
 bool HasSizeLimit() noexcept {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+    const std::int64_t tick = now.tv_sec * std::int64_t{1'000'000'000} + now.tv_nsec;
+    if (g_tickWithoutLimit.load(std::memory_order_relaxed) == tick) return false;
     rlimit limit{};
-    return syscall(SYS_getrlimit, RLIMIT_FSIZE, &limit) != 0 || limit.rlim_cur != RLIM_INFINITY;
+    if (syscall(SYS_getrlimit, RLIMIT_FSIZE, &limit) != 0 || limit.rlim_cur != RLIM_INFINITY) return true;
+    static const bool isReady = HandleSizeLimit() && pthread_atfork(nullptr, nullptr, ForgetInChild) == 0;
+    if (isReady) g_tickWithoutLimit.store(tick, std::memory_order_relaxed);
+    return false;
+}
+
+// Calls put with signals as the host has them, for a host without a limit. If the host has just set one, and blocks its
+// signal, removes the signal.
+template <class Call> void WithSignals(Call&& put) noexcept {
+    errno = 0;
+    g_unguarded.fetch_add(1);
+    const bool isPut = put();
+    g_unguarded.fetch_sub(1);
+    if (isPut) return;
+    g_tickWithoutLimit = 0;
+    if (errno != EFBIG) return;
+    sigset_t raised;
+    sigemptyset(&raised);
+    sigaddset(&raised, SIGXFSZ);
+    const timespec atOnce{};
+    sigtimedwait(&raised, nullptr, &atOnce);
 }
 
 }  // namespace
@@ -53,7 +119,7 @@ bool WriteLine(std::FILE* stream, const char* line, std::size_t length, bool& en
         while (written < 0 && errno == EINTR);
         return written == static_cast<ssize_t>(before + length);
     };
-    HasSizeLimit() ? WithoutSignals(put) : static_cast<void>(put());
+    HasSizeLimit() ? WithoutSignals(put) : WithSignals(put);
     if (written <= 0) return false;
     const std::size_t ofLine = static_cast<std::size_t>(written) - before;
     endsInPart = ofLine > 0 && line[ofLine - 1] != '\n';

@@ -1,7 +1,10 @@
 // Writing a line to a log file, and to standard output. Private to the library.
 //
 // Neither call ends the process: the signals for a file-size limit (SIGXFSZ) and for a pipe without a reader (SIGPIPE)
-// do not reach the host; one that was pending before stays pending. errno is not kept.
+// do not reach the host; one that was pending before stays pending. WriteLine asks for the limit once in a few
+// milliseconds; if the host sets a limit in between, its own handler of SIGXFSZ may be called, and a SIGXFSZ that was
+// pending before may be lost. The first WriteLine in a process without a limit handles SIGXFSZ for the process if
+// nobody does: outside of WriteLine the signal ends the process as before. errno is not kept.
 #pragma once
 
 #include <cstddef>

@@ -73,6 +73,11 @@ TEST_F(StartUpTest, SurvivesWithoutAHomeAndTriesAgain) {
     }
 }
 
+TEST_F(StartUpTest, HandlesTheSignalOfALimitOnceItLogs) {
+    EXPECT_EQ(Host("signal create destroy signal reopen signal"), "by default\nhandled\nhandled\n");
+    EXPECT_EQ(Host("create destroy signal", "ORM_TRACE_LOGGING=0"), "by default\n") << "no line was written";
+}
+
 TEST_F(StartUpTest, RunsOnceForTheWholeProcess) {
     // Neither a second driver nor a second dlopen starts anything again.
     EXPECT_EQ(Host("create destroy set HOME /nowhere set ORM_TRACE_LOGGING 0 create destroy reopen create destroy "

@@ -212,6 +212,53 @@ TEST_F(uLoggerTest, RaisesNoSignal) {
     }
 }
 
+// A limit that the host sets right after a line ends neither the host nor a later write of a signal that it holds back.
+TEST_F(uLoggerTest, OutlivesALimitThatIsSetBetweenLines) {
+    using Handler = void (*)(int);
+    const std::pair<const char*, std::optional<Handler>> rows[] = {
+        {"as the logger leaves it", {}}, {"ignored", SIG_IGN}, {"the host's", [](int) {}}};
+    for (const auto& [label, handler] : rows) {
+        for (const bool isBlocked : {false, true}) {
+            const bool isAlive = test::HoldsInChild([&, handler = handler] {
+                if (handler) signal(SIGXFSZ, *handler);
+                sigset_t signals, before;
+                sigemptyset(&signals);
+                sigaddset(&signals, SIGXFSZ);
+                if (isBlocked) pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+                uLogger logger("log", false);
+                logger.Log("asks for the limit");
+                for (int n = 0; n < 3; ++n) {
+                    const SizeLimit limit(ReadAll("log").size());
+                    logger.Log("lost");
+                }
+                logger.Log("again");
+                sigpending(&signals);
+                const bool waits = sigismember(&signals, SIGXFSZ) == 1;
+                pthread_sigmask(SIG_UNBLOCK, &signals, &before);
+                return !waits && (sigismember(&before, SIGXFSZ) == 1) == isBlocked &&
+                       ReadAll("log") == "M      asks for the limit\nM      again\n";
+            });
+            EXPECT_TRUE(isAlive) << label << isBlocked;
+        }
+    }
+}
+
+// What the logger does about the signal is not seen outside of a line.
+TEST_F(uLoggerTest, LeavesTheSignalOfALimitToTheHost) {
+    uLogger logger("log", true);
+    logger.Log("x");
+    const pid_t child = fork();
+    if (child == 0) {
+        logger.Log("y");
+        const int own = open("own", O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+        const SizeLimit limit(0);
+        _exit(write(own, "z", 1) == 0 ? 0 : 1);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGXFSZ) << status;
+}
+
 // Processes write to one log whose room ends and comes back. What was reported as written is there: a line in one piece
 // that ends in a newline, perhaps after another process's part. Room ends by limits of the processes, or, for
 // scripts/check-log, on the small disk that the environment names, which this process fills and empties.

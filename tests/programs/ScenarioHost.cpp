@@ -2,9 +2,10 @@
 // and says what happens.
 //
 //   scenario-host LIBRARY [create | create-many | destroy | destroy-null | load FILE | count | get NAME |
-//                          set NAME VALUE | reopen | used]...
+//                          set NAME VALUE | reopen | signal | used]...
 #include <dlfcn.h>
 #include <malloc.h>
+#include <signal.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -54,6 +55,11 @@ int main(int, char** argv) {
         if (word == "reopen") {
             dlclose(library);
             library = dlopen(argv[1], RTLD_NOW | RTLD_LOCAL);
+        }
+        if (word == "signal") {  // of a limit on the size of files
+            struct sigaction action {};
+            sigaction(SIGXFSZ, nullptr, &action);
+            std::puts(action.sa_handler == SIG_DFL ? "by default" : "handled");
         }
         if (word == "used") std::printf("%ld %ld %zu\n", Count("fd"), Count("task"), mallinfo2().uordblks);
         next += word == "set" ? 2 : word == "get" || word == "load" ? 1 : 0;
