@@ -8,6 +8,7 @@
 #include <array>
 #include <atomic>
 #include <cerrno>
+#include <charconv>
 #include <cstdio>
 #include <cstring>
 
@@ -58,6 +59,42 @@ template <std::size_t N> int Put(char* buf, int size, const std::array<char, N>&
     }
     buf[fitting] = '\0';
     return fitting;
+}
+
+// Formats as vsnprintf does, and faster, when the text fits and all conversions are %d, %i, %u or %s.
+// Returns: the length of the text; negative for vsnprintf to do it.
+[[gnu::format(printf, 3, 0)]] int FormatPlain(char* buf, int size, const char* format, va_list args) {
+    char* at = buf;
+    char* const end = buf + size;
+    const auto put = [&](const char* text, std::size_t length) {
+        if (length >= static_cast<std::size_t>(end - at)) return false;
+        std::memcpy(at, text, length);
+        at += length;
+        return true;
+    };
+    const auto putNumber = [&](auto number) {
+        const auto [digitsEnd, error] = std::to_chars(at, end, number);
+        at = digitsEnd;
+        return error == std::errc();
+    };
+    while (true) {
+        const char* const next = strchrnul(format, '%');
+        if (!put(format, static_cast<std::size_t>(next - format))) return -1;
+        if (*next == '\0') break;
+        bool isPut = false;
+        if (next[1] == 'd' || next[1] == 'i') {
+            isPut = putNumber(va_arg(args, int));
+        } else if (next[1] == 'u') {
+            isPut = putNumber(va_arg(args, unsigned));
+        } else if (next[1] == 's') {
+            const char* const text = va_arg(args, const char*);
+            isPut = text != nullptr && put(text, std::strlen(text));
+        }
+        if (!isPut) return -1;
+        format = next + 2;
+    }
+    *at = '\0';
+    return static_cast<int>(at - buf);
 }
 
 }  // namespace
@@ -147,9 +184,17 @@ void uLogger::Log(unsigned level, TIME_DATE td, const char* format, va_list& arg
     int length = SprintfLevel(level, m_pBuf, m_bufSize);
     length += SprintfCurrentTime(m_pBuf + length, m_bufSize - length, td);
     errno = error;
-    m_pBuf[length] = '\0';
-    std::vsnprintf(m_pBuf + length, static_cast<std::size_t>(m_bufSize - length), format, args);
-    length += static_cast<int>(std::strlen(m_pBuf + length));
+    va_list copy;
+    va_copy(copy, args);
+    const int formatted = FormatPlain(m_pBuf + length, m_bufSize - length, format, copy);
+    va_end(copy);
+    if (formatted >= 0) {
+        length += formatted;
+    } else {
+        m_pBuf[length] = '\0';
+        std::vsnprintf(m_pBuf + length, static_cast<std::size_t>(m_bufSize - length), format, args);
+        length += static_cast<int>(std::strlen(m_pBuf + length));
+    }
     // A text that fills the buffer is cut to make room for the newline, unless it ends in one.
     if (length == m_bufSize - 1 && m_pBuf[length - 1] != '\n' && m_pBuf[length - 1] != '\r') --length;
     AddToLog(m_pBuf, length);

@@ -68,6 +68,32 @@ TEST_F(uLoggerTest, WritesLines) {
     }
 }
 
+// Common conversions are formatted by the logger itself, as printf would.
+TEST_F(uLoggerTest, FormatsAsPrintfDoes) {
+    const auto expectSame = [&](const char* format, auto... arguments) {
+        std::array<char, 5000> text{};
+        std::snprintf(text.data(), text.size(), format, arguments...);
+        const std::string line = std::string("M      ") + text.data();
+        EXPECT_EQ(Logged(format, arguments...), line.substr(0, 4094) + "\n") << format;
+    };
+    expectSame("%d,%i|%u", INT_MIN, INT_MAX, UINT_MAX);
+    expectSame("%d%s%u", 0, "", 0U);
+    expectSame("<%s%%%s>", "a", "b");
+    expectSame("%5d %-5d %+d %x %lu %c %p", 1, 2, 3, 0xABU, ULONG_MAX, 'c', nullptr);
+    expectSame("%d %.2s %d", 1, "cut", 2);
+    expectSame("%s", static_cast<const char*>(nullptr));
+    errno = ENOENT;
+    expectSame("%d %m", 1);
+    // Texts and numbers that end at, before and after the end of the buffer.
+    for (std::size_t length = 4070; length <= 4100; ++length) {
+        const std::string text(length, 'x');
+        expectSame("%s", text.c_str());
+        expectSame("%s%d", text.c_str(), 1234567890);
+        expectSame("%s%sy", text.c_str(), "");
+        expectSame((text + "%u").c_str(), 5U);
+    }
+}
+
 TEST_F(uLoggerTest, FormatsWithinASize) {
     // The stamp is the clock's to the millisecond, and follows a new second.
     uLogger logger("log", true);
