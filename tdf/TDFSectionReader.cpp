@@ -8,11 +8,16 @@
 
 namespace Orm::Lux::Trace {
 
+// Returns: the size bytes at this offset, in the window; null when the file has fewer. Valid until the next call.
+inline const unsigned char* TDFSectionReader::Header(std::uint64_t offset, std::size_t size) noexcept {
+    if (offset + size > m_windowOffset + m_windowSize && !ReadWindow(offset, size)) return nullptr;
+    return m_window.data() + (offset - m_windowOffset);
+}
+
 TDFSectionReader::Step TDFSectionReader::Next() noexcept {
     if (m_last != Step::kSection) return m_last;
 
     const std::uint64_t at = m_next;
-    if (std::ferror(m_stream)) return EndIn({TDFFaultKind::kReadError, at, 0, 0});
     const unsigned char* header = Header(at, kFixedHeaderSize);
     if (header == nullptr) return EndOfFile(at, kFixedHeaderSize);
     const HeaderFields fields = DecodeFields(header);
@@ -31,24 +36,24 @@ TDFSectionReader::Step TDFSectionReader::Next() noexcept {
 }
 
 bool TDFSectionReader::Find(std::string_view name, std::uint32_t version) noexcept {
+    // Names that are numbered differ first in their last byte.
+    const auto lastByte = [](std::string_view text) { return text.empty() ? '\0' : text.back(); };
     while (Next() == Step::kSection) {
-        if (m_section.version == version && m_section.name == name) return true;
+        const std::string_view found = m_section.name;
+        if (m_section.version == version && lastByte(found) == lastByte(name) && found == name) return true;
     }
     return false;
 }
 
-// Returns: the size bytes at this offset, in the window; null when the file has fewer. Valid until the next call.
-const unsigned char* TDFSectionReader::Header(std::uint64_t offset, std::size_t size) noexcept {
+// Returns: whether size bytes from this offset on, which is not before the window's, were read.
+bool TDFSectionReader::ReadWindow(std::uint64_t offset, std::size_t size) noexcept {
     const std::uint64_t windowEnd = m_windowOffset + m_windowSize;
-    if (offset + size > windowEnd) {
-        m_chunk = offset <= windowEnd + kShortHop ? std::min(2 * m_chunk, kWindowSize) : kFirstChunk;
-        m_windowOffset = offset;
-        errno = 0;
-        m_windowSize = ReadAt(m_stream, offset, m_window.data(), std::max(size, m_chunk));
-        m_hasFailed = m_windowSize < size && errno != 0;
-        if (m_windowSize < size) return nullptr;
-    }
-    return m_window.data() + (offset - m_windowOffset);
+    m_chunk = offset <= windowEnd + kShortHop ? std::min(2 * m_chunk, kWindowSize) : kFirstChunk;
+    m_windowOffset = offset;
+    errno = 0;
+    m_windowSize = std::ferror(m_stream) ? 0 : ReadAt(m_stream, offset, m_window.data(), std::max(size, m_chunk));
+    m_hasFailed = m_windowSize < size && (std::ferror(m_stream) || errno != 0);
+    return m_windowSize >= size;
 }
 
 // Classifies a failed header read: clean end, cut header, cut data or read error. headerSize is the size known so far.

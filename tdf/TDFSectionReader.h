@@ -92,6 +92,7 @@ private:
     static_assert(kWindowSize >= kFixedHeaderSize + kMaxNameLength, "every header fits");
 
     const unsigned char* Header(std::uint64_t offset, std::size_t size) noexcept;
+    bool ReadWindow(std::uint64_t offset, std::size_t size) noexcept;
     Step EndOfFile(std::uint64_t at, std::uint64_t headerSize) noexcept;
     Step EndIn(const TDFFault& fault) noexcept;
 
