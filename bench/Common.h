@@ -131,7 +131,7 @@ inline DriverPtr LoadedDriver(const std::string& file) {
 // Each registers the benchmarks of its unit.
 void RegisterFind();
 void RegisterLog();
-void RegisterQuestion();
+void RegisterCommands();
 void RegisterRead();
 void RegisterSave();
 void RegisterStamp();

@@ -10,7 +10,7 @@ int main(int argc, char** argv) {
         bench::RegisterSave();
         bench::RegisterLog();
         bench::RegisterStamp();
-        bench::RegisterQuestion();
+        bench::RegisterCommands();
         benchmark::RunSpecifiedBenchmarks();
     } catch (const std::exception& error) {
         std::fprintf(stderr, "%s: %s\n", argv[0], error.what());

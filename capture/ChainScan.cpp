@@ -6,6 +6,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "capture/HeaderFilter.h"
 #include "capture/HeaderSearch.h"
 #include "tdf/TDFSectionReader.h"
 
@@ -54,6 +55,11 @@ std::optional<std::uint64_t> FindChainToEnd(const InputFile& file, std::uint64_t
             const auto offset = static_cast<std::size_t>(at - begin);
             if (read < offset + kFixedHeaderSize) continue;
             const unsigned char* header = chunk.data() + offset;
+            const bool isInStep = offset + 1 >= kFilterStep && read >= offset + 1 - kFilterStep + kFilterReach;
+            if (isInStep && BeginsNoHeader(header + 1 - kFilterStep)) {
+                at -= kFilterStep - 1;
+                continue;
+            }
             const HeaderFields fields = DecodeFields(header);
             if (CheckHeader(fields, at).kind != TDFFaultKind::kNone) continue;
             const std::uint64_t next = at + fields.length;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "capture/HeaderFilter.h"
 #include "capture/Text.h"
 #include "tdf/TDFSectionReader.h"
 
@@ -101,6 +102,10 @@ template <class Visit> void HeaderSearch::ForEach(std::uint64_t from, const std:
         const std::uint64_t end = begin + chunk.size() - (isLast ? kFixedHeaderSize - 1 : kLargestHeader - 1);
         while (at < std::min(end, to)) {
             const Bytes header = chunk.subspan(static_cast<std::size_t>(at - begin));
+            if (header.size() >= kFilterReach && BeginsNoHeader(header.data())) {
+                at += kFilterStep;
+                continue;
+            }
             const HeaderFields fields = DecodeFields(header.data());
             const bool hasNameLength = fields.nameLength >= kMinTextName && fields.nameLength <= kMaxTextName;
             if (!hasNameLength || CheckHeader(fields, at).kind != TDFFaultKind::kNone || TextNameOf(header).empty()) {

@@ -1,7 +1,6 @@
 // orm-trace dump: prints the data of a section.
 #include <algorithm>
 #include <array>
-#include <cstdio>
 #include <optional>
 #include <string>
 #include <vector>
@@ -25,23 +24,24 @@ constexpr std::size_t kChunk = 1 << 16;  // a multiple of both
 
 // Appends a line: the offset of the bytes in the data, the bytes, and those that are text.
 void AppendHexLine(std::string& text, std::uint64_t offset, std::string_view bytes) {
-    std::array<char, 16> number;
-    std::snprintf(number.data(), number.size(), "%08llx ", static_cast<unsigned long long>(offset));
-    text += number.data();
-    for (std::size_t n = 0; n < kLine; ++n) {
-        text += n == kLine / 2 ? "  " : " ";
-        text += n < bytes.size() ? HexOf(bytes.substr(n, 1)) : "  ";
+    constexpr std::size_t kBytes = 10, kText = kBytes + 3 * kLine + 3;  // columns
+    std::array<char, kText + kLine> line;
+    line.fill(' ');
+    PutHex(line.data(), offset, 8);
+    line[kText - 1] = '|';
+    for (std::size_t n = 0; n < bytes.size(); ++n) {
+        PutHex(line.data() + kBytes + 3 * n + (n < kLine / 2 ? 0 : 1), static_cast<unsigned char>(bytes[n]), 2);
+        line[kText + n] = bytes[n] >= ' ' && bytes[n] <= '~' ? bytes[n] : '.';
     }
-    text += "  |";
-    for (const char c : bytes) text += c >= ' ' && c <= '~' ? c : '.';
-    text += "|\n";
+    text.append(line.data(), kText + bytes.size()) += "|\n";
 }
 
 // Appends the index of a word and its value, which has fewer digits where the data ends within it.
 void AppendCsvLine(std::string& text, std::uint64_t offset, std::string_view bytes) {
     std::uint64_t word = 0;
     for (std::size_t n = bytes.size(); n-- > 0;) word = word << 8 | static_cast<unsigned char>(bytes[n]);
-    text += std::to_string(offset / kWordSize) + ',';
+    AppendDec(text, offset / kWordSize);
+    text += ',';
     AppendHexWord(text, word, static_cast<int>(2 * bytes.size()));
     text += '\n';
 }

@@ -1,7 +1,5 @@
 // orm-trace samples: prints the samples of a trace.
 #include <algorithm>
-#include <array>
-#include <charconv>
 #include <cstdint>
 #include <string>
 
@@ -28,11 +26,6 @@ struct Columns {
 
     bool HasTime() const noexcept { return time.Zero().has_value(); }
 };
-
-void AppendDec(std::string& text, std::uint64_t number) {
-    std::array<char, 20> digits;
-    text.append(digits.data(), std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr);
-}
 
 class TextSamples : public TextPrinter {
 public:

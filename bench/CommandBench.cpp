@@ -1,5 +1,5 @@
-// Questions to a capture of 1 GiB, which the system has cached: whole commands, and the building of an index, each in a
-// process of its own, whose CPU time is measured; of several threads, the elapsed time.
+// Whole commands: questions to a capture of 1 GiB, and printing and salvage; and the building of an index. The system has
+// cached the files. Each runs in a process of its own, whose CPU time is measured; of several threads, the elapsed time.
 #include <sys/resource.h>
 #include <sys/wait.h>
 
@@ -97,6 +97,53 @@ std::string MakeList() {
     return path;
 }
 
+constexpr std::uint64_t kPrinted = 16 * bench::kMebibyte;
+
+// The samples of a plain file, as a section.
+std::string MakeSection() {
+    const std::string samples = MakePart("small.bin", 0, kPrinted), path = bench::PathOf("small.tdf");
+    const bench::FilePtr stream = bench::Open(path, "wb");
+    bench::WriteTDFIdentifier(stream.get());
+    bench::WriteSectionHeader(stream.get(), "BinTraceData", 1, kPrinted);
+    std::vector<char> bytes(kPrinted);
+    const Descriptor file(samples, O_RDONLY);
+    bench::Require(pread(file, bytes.data(), bytes.size(), 0) == ssize_t{kPrinted}, "cannot read a file");
+    bench::Write(stream.get(), bytes.data(), bytes.size());
+    return path;
+}
+
+constexpr std::uint32_t kSections = 1'000'000;
+
+std::string MakeSections(const std::string& name, std::uint32_t claimed) {
+    const bench::FilePtr stream = bench::Open(bench::PathOf(name), "wb");
+    bench::WriteTDFIdentifier(stream.get());
+    for (std::uint32_t n = 0; n < kSections; ++n) {
+        bench::WriteSectionHeader(stream.get(), "Section" + std::to_string(n), 1, n == 0 ? claimed : 8);
+        bench::Write(stream.get(), &kPrinted, 8);
+    }
+    return bench::PathOf(name);
+}
+
+// A capture in sections as long as can be, after a section whose header is damaged.
+std::string MakeDamaged() {
+    const std::string path = bench::PathOf("damaged.tdf");
+    const bench::FilePtr stream = bench::Open(path, "wb");
+    bench::WriteTDFIdentifier(stream.get());
+    bench::WriteSectionHeader(stream.get(), "Notes", 1, UINT32_MAX / 2);
+    const Descriptor file(Capture(Mix::kEighth), O_RDONLY);
+    std::vector<char> samples(kCutSamples * 8);
+    for (std::uint64_t at = 0; at + samples.size() <= kSize; at += samples.size()) {
+        bench::Require(
+            pread(file, samples.data(), samples.size(), static_cast<off_t>(at)) == static_cast<ssize_t>(samples.size()),
+            "cannot read a capture");
+        if (at > 0) {
+            bench::WriteSectionHeader(stream.get(), "BinTraceData", 1, static_cast<std::uint32_t>(samples.size()));
+        }
+        bench::Write(stream.get(), samples.data(), samples.size());
+    }
+    return path;
+}
+
 // Returns: the file that an argument of a command stands for, made when it is first asked for; else the argument.
 std::string FileFor(const std::string& argument) {
     if (argument == "FILE") return Capture(Mix::kEighth);
@@ -105,7 +152,12 @@ std::string FileFor(const std::string& argument) {
     static const std::map<std::string, std::function<std::string()>> kMake{
         {"COPY", [] { return MakePart("copy.bin", 0, kSize); }},
         {"PART", [] { return MakePart("part.bin", 0, kCutSamples * 8); }},
-        {"LIST", MakeList}};
+        {"LIST", MakeList},
+        {"SMALL", [] { return MakePart("small.bin", 0, kPrinted); }},
+        {"SECTION", MakeSection},
+        {"MILLION", [] { return MakeSections("million.tdf", 8); }},
+        {"BROKEN", [] { return MakeSections("broken.tdf", UINT32_MAX / 2); }},
+        {"DAMAGED", MakeDamaged}};
     const auto make = kMake.find(argument);
     if (make == kMake.end()) return argument;
     static std::map<std::string, std::string> made;
@@ -117,12 +169,12 @@ std::string FileFor(const std::string& argument) {
 enum class Time { kCpu, kElapsed };
 
 // Runs work in a new process, with its output in this file. Returns: the time in seconds, negative when it fails.
-double TimeOfProcess(const std::string& output, Time time, const std::function<int()>& work) {
+double TimeOfProcess(const std::string& output, Time time, int expected, const std::function<int()>& work) {
     const auto begin = std::chrono::steady_clock::now();
     const pid_t child = fork();
     bench::Require(child >= 0, "cannot start a process");
     if (child == 0) {
-        int code = 1;
+        int code = -1;
         try {
             const Descriptor file(output, O_WRONLY | O_CREAT | O_TRUNC);
             if (dup2(file, STDOUT_FILENO) == STDOUT_FILENO) code = work();
@@ -134,7 +186,7 @@ double TimeOfProcess(const std::string& output, Time time, const std::function<i
     int status = 0;
     rusage usage{};
     bench::Require(wait4(child, &status, 0, &usage) == child, "cannot wait for a process");
-    if (status != 0) return -1;
+    if (!WIFEXITED(status) || WEXITSTATUS(status) != expected) return -1;
     if (time == Time::kElapsed) return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
     const auto seconds = [](const timeval& part) {
         return static_cast<double>(part.tv_sec) + 1e-6 * static_cast<double>(part.tv_usec);
@@ -142,14 +194,13 @@ double TimeOfProcess(const std::string& output, Time time, const std::function<i
     return seconds(usage.ru_utime) + seconds(usage.ru_stime);
 }
 
-void Measure(State& state, const std::string& output, Time time, const std::function<int()>& work) {
+void Measure(State& state, const std::string& output, Time time, int expected, const std::function<int()>& work) {
     for (auto _ : state) {
         std::filesystem::remove(FileFor("OUT"));
-        const double seconds = TimeOfProcess(output, time, work);
+        const double seconds = TimeOfProcess(output, time, expected, work);
         if (seconds < 0) return state.SkipWithError("the process failed");
         state.SetIterationTime(seconds);
     }
-    state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations()) * static_cast<std::int64_t>(kSize));
 }
 
 // The command takes the place of the process.
@@ -159,7 +210,26 @@ int Execute(std::vector<std::string> arguments) {
     pointers.push_back(nullptr);
     setenv("LC_ALL", "C", 1);
     execvp(pointers[0], pointers.data());
-    return 1;
+    return -1;
+}
+
+// Prints what list --json prints of the sections of a file, without any checks.
+int WalkAndPrint(const std::string& path) {
+    const bench::FilePtr stream = bench::Open(path, "rb");
+    std::array<char, 4096> name;
+    std::array<std::uint32_t, 3> header;
+    std::uint32_t at = 4;
+    for (std::uint32_t n = 0; std::fseek(stream.get(), at, SEEK_SET) == 0; ++n, at += header[0]) {
+        if (std::fread(header.data(), sizeof header, 1, stream.get()) != 1) break;
+        if (std::fread(name.data(), header[2], 1, stream.get()) != 1) return -1;
+        const std::uint32_t headerSize = 12 + header[2], dataLength = header[0] - headerSize;
+        std::printf(
+            "{\"index\":\"%u\",\"offset\":\"%u\",\"length\":%u,\"version\":%u,\"name\":\"%.*s\","
+            "\"data_position\":%u,\"data_length\":%u,\"data_available\":%u},\n",
+            n, at, header[0], header[1], static_cast<int>(header[2]), name.data(), at + headerSize, dataLength,
+            dataLength);
+    }
+    return std::fflush(stdout) == 0 ? 0 : -1;
 }
 
 int BuildIndex(const std::string& path) {
@@ -179,15 +249,34 @@ int BuildIndex(const std::string& path) {
 }
 
 struct CommandRow {
-    const char* name;  // WORK/PARTICIPANT
+    const char* name;  // WORK/PARTICIPANT, without the first part
     // The first word is the program: "orm-trace" stands for the built one. Words that FileFor knows stand for files.
     std::vector<std::string> arguments;
     // Otherwise it goes to /dev/null, where grep would end after the first hit.
     bool hasOutputFile = false;
     Time time = Time::kCpu;
+    int code = 0;  // with which it ends if it finds what it looks for
 };
 
-// Each ends with code 0 if it finds what it looks for.
+const CommandRow kToolCommands[] = {
+    {"list --json, a million sections/library", {"orm-trace", "list", "--json", "MILLION"}},
+    {"recover, a million sections/library", {"orm-trace", "recover", "BROKEN", "-o", "OUT"}, false, Time::kCpu, 3},
+    {"recover, a million sections/peer:cp", {"cp", "BROKEN", "OUT"}},
+    {"recover, damaged/library", {"orm-trace", "recover", "DAMAGED", "--dry-run"}, false, Time::kCpu, 3},
+    {"recover, damaged/limit", {"cat", "DAMAGED"}},
+    {"samples --format hex/library", {"orm-trace", "samples", "SMALL", "--format", "hex"}},
+    {"samples --format hex/peer:od", {"od", "-An", "-v", "-tx8", "-w8", "SMALL"}},
+    {"samples --format dec/library", {"orm-trace", "samples", "SMALL", "--format", "dec"}},
+    {"samples --format dec/peer:od", {"od", "-An", "-v", "-tu8", "-w8", "SMALL"}},
+    {"samples --number/library", {"orm-trace", "samples", "SMALL", "--number"}},
+    {"samples --number/peer:od", {"od", "-Ad", "-v", "-tx8", "-w8", "SMALL"}},
+    {"dump --format hex/library", {"orm-trace", "dump", "SECTION", "--section", "BinTraceData", "--format", "hex"}},
+    {"dump --format hex/peer:xxd", {"xxd", "-g1", "SMALL"}},
+    {"dump --format hex/peer:od", {"od", "-Ax", "-v", "-tx1z", "SMALL"}},
+    {"dump --format csv/library", {"orm-trace", "dump", "SECTION", "--section", "BinTraceData", "--format", "csv"}},
+    {"dump --format csv/peer:od", {"od", "-Ad", "-v", "-tx8", "-w8", "SMALL"}},
+};
+
 const CommandRow kCommands[] = {
     {"find/library",
      {"orm-trace", "find", "FILE", "--value", std::to_string(kRareValue), "--mask", "0xFFFFFFFF"},
@@ -215,23 +304,30 @@ void RunCommand(State& state, const CommandRow& row) {
     if (arguments[0] == "orm-trace")
         arguments[0] = std::filesystem::read_symlink("/proc/self/exe").parent_path() / "orm-trace";
     const std::string output = row.hasOutputFile ? bench::PathOf("output") : "/dev/null";
-    Measure(state, output, row.time, [&] { return Execute(arguments); });
+    Measure(state, output, row.time, row.code, [&] { return Execute(arguments); });
 }
 
 }  // namespace
 
-void bench::RegisterQuestion() {
-    const auto add = [](const char* name, auto run) {
-        benchmark::RegisterBenchmark((std::string("Question/") + name).c_str(), run)
-            ->Iterations(1)
-            ->UseManualTime()
-            ->Unit(benchmark::kMillisecond);
+void bench::RegisterCommands() {
+    const auto add = [](const std::string& name, auto run) {
+        benchmark::RegisterBenchmark(name.c_str(), run)->Iterations(1)->UseManualTime()->Unit(benchmark::kMillisecond);
     };
-    for (const CommandRow& row : kCommands) add(row.name, [&row](State& state) { RunCommand(state, row); });
-    for (const auto& [name, mix] : {std::pair("index/library", Mix::kEighth), {"index/mixed/library", Mix::kMixed}}) {
+    for (const CommandRow& row : kCommands) {
+        add(std::string("Question/") + row.name, [&row](State& state) { RunCommand(state, row); });
+    }
+    for (const CommandRow& row : kToolCommands) {
+        add(std::string("Tool/") + row.name, [&row](State& state) { RunCommand(state, row); });
+    }
+    add("Tool/list --json, a million sections/peer:walk", [](State& state) {
+        const std::string path = FileFor("MILLION");
+        Measure(state, "/dev/null", Time::kCpu, 0, [&] { return WalkAndPrint(path); });
+    });
+    for (const auto& [name, mix] :
+         {std::pair("Question/index/library", Mix::kEighth), {"Question/index/mixed/library", Mix::kMixed}}) {
         add(name, [mix = mix](State& state) {
             const std::string& capture = Capture(mix);
-            Measure(state, "/dev/null", Time::kCpu, [&] { return BuildIndex(capture); });
+            Measure(state, "/dev/null", Time::kCpu, 0, [&] { return BuildIndex(capture); });
         });
     }
 }
