@@ -2,12 +2,13 @@
 
 #include <algorithm>
 #include <bitset>
+#include <span>
 #include <string_view>
 #include <unordered_map>
-#include <vector>
 
 #include "capture/HeaderFilter.h"
 #include "capture/HeaderSearch.h"
+#include "capture/WordBuffer.h"
 #include "tdf/TDFSectionReader.h"
 
 namespace orm_trace {
@@ -15,7 +16,7 @@ namespace {
 
 using namespace Orm::Lux::Trace;
 
-constexpr std::uint64_t kChunk = 256 * 1024;  // offsets that are looked at between two reads
+constexpr std::uint64_t kChunk = 64 * 1024;  // offsets that are looked at between two reads
 
 // A set of offsets, which are added and forgotten in descending order.
 class Offsets {
@@ -43,23 +44,22 @@ std::optional<std::uint64_t> FindChainToEnd(const InputFile& file, std::uint64_t
     if (size > kMaxPosition) return std::nullopt;  // no section ends there
     std::optional<std::uint64_t> first;
     Offsets chains;
-    const std::uint64_t chunkSize = std::min<std::uint64_t>(kChunk, size - std::min(from, size));
-    std::vector<unsigned char> chunk(chunkSize + kFixedHeaderSize + kMaxTextName);
+    const std::uint64_t most = std::min<std::uint64_t>(kChunk, size - std::min(from, size));
+    WordBuffer buffer((most + kFixedHeaderSize + kMaxTextName) / sizeof(std::uint64_t) + 1);
+    const std::span<unsigned char> chunk = buffer.Bytes();
     for (std::uint64_t end = size; end > from;) {
-        const std::uint64_t begin = end - std::min(chunkSize, end - from);
+        const std::uint64_t begin = std::max(from, (end - 1) / kChunk * kChunk);
         // A header in a hole would have the length 0.
         const bool isHole = file.NextData(begin) >= std::min(size, end + kFixedHeaderSize);
         const std::size_t read = isHole ? 0 : file.ReadAt(begin, chunk.data(), chunk.size());
         chains.ForgetBeyond(end);
-        for (std::uint64_t at = isHole ? begin : end; at-- > begin;) {
-            const auto offset = static_cast<std::size_t>(at - begin);
+        for (auto offset = static_cast<std::size_t>(isHole ? 0 : end - begin); offset > 0;) {
+            if (offset % kFilterBlock == 0) offset = SkipBack(chunk.first(read), offset);
+            if (offset == 0) break;
+            --offset;
             if (read < offset + kFixedHeaderSize) continue;
+            const std::uint64_t at = begin + offset;
             const unsigned char* header = chunk.data() + offset;
-            const bool isInStep = offset + 1 >= kFilterStep && read >= offset + 1 - kFilterStep + kFilterReach;
-            if (isInStep && BeginsNoHeader(header + 1 - kFilterStep)) {
-                at -= kFilterStep - 1;
-                continue;
-            }
             const HeaderFields fields = DecodeFields(header);
             if (CheckHeader(fields, at).kind != TDFFaultKind::kNone) continue;
             const std::uint64_t next = at + fields.length;

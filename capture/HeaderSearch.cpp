@@ -102,9 +102,11 @@ template <class Visit> void HeaderSearch::ForEach(std::uint64_t from, const std:
         const std::uint64_t end = begin + chunk.size() - (isLast ? kFixedHeaderSize - 1 : kLargestHeader - 1);
         while (at < std::min(end, to)) {
             const Bytes header = chunk.subspan(static_cast<std::size_t>(at - begin));
-            if (header.size() >= kFilterReach && BeginsNoHeader(header.data())) {
-                at += kFilterStep;
-                continue;
+            if ((at - begin) % kFilterBlock == 0) {
+                if (const std::size_t skipped = SkipForward(header, 0); skipped > 0) {
+                    at += skipped;
+                    continue;
+                }
             }
             const HeaderFields fields = DecodeFields(header.data());
             const bool hasNameLength = fields.nameLength >= kMinTextName && fields.nameLength <= kMaxTextName;

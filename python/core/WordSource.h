@@ -12,7 +12,7 @@
 
 #include "analysis/BlockCounts.h"
 #include "analysis/Word.h"
-#include "analysis/WordBuffer.h"
+#include "capture/WordBuffer.h"
 #include "python/core/Capture.h"
 #include "python/core/Unlocked.h"
 

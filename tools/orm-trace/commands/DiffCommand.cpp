@@ -5,7 +5,7 @@
 #include <string>
 
 #include "analysis/Comparison.h"
-#include "analysis/WordBuffer.h"
+#include "capture/WordBuffer.h"
 #include "capture/SampleFile.h"
 #include "capture/SectionPairs.h"
 #include "tdf/TraceSection.h"

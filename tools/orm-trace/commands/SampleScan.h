@@ -5,7 +5,7 @@
 #include <cstdint>
 
 #include "analysis/Word.h"
-#include "analysis/WordBuffer.h"
+#include "capture/WordBuffer.h"
 #include "capture/SampleFile.h"
 #include "tools/orm-trace/options/RangeOptions.h"
 #include "tools/orm-trace/output/MissingSamples.h"

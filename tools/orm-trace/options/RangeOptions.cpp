@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "analysis/WordBuffer.h"
+#include "capture/WordBuffer.h"
 #include "capture/Error.h"
 #include "tools/orm-trace/options/NumberOption.h"
 #include "tools/orm-trace/options/ParseTime.h"

@@ -11,7 +11,7 @@
 #include <thread>
 #include <vector>
 
-#include "analysis/WordBuffer.h"
+#include "capture/WordBuffer.h"
 #include "capture/Error.h"
 #include "capture/SectionWalk.h"
 #include "tools/orm-trace/output/FaultReport.h"

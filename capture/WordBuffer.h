@@ -1,4 +1,4 @@
-// A buffer for words that are read from a file.
+// A buffer for what is read from a file.
 #pragma once
 
 #include <array>
@@ -14,9 +14,13 @@ namespace orm_trace {
 // Errors: std::bad_alloc.
 class WordBuffer {
 public:
+    // Units: words.
     explicit WordBuffer(std::size_t size) : m_lines((size + kWords - 1) / kWords), m_size(size) {}
 
     std::span<std::uint64_t> Words() noexcept { return {reinterpret_cast<std::uint64_t*>(m_lines.data()), m_size}; }
+    std::span<unsigned char> Bytes() noexcept {
+        return {reinterpret_cast<unsigned char*>(m_lines.data()), m_size * sizeof(std::uint64_t)};
+    }
 
 private:
     static constexpr std::size_t kWords = 8;
