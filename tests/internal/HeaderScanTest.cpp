@@ -48,6 +48,8 @@ TEST(HeaderScan, FindsHeadersFromEveryOffset) {
         EXPECT_EQ(orm_trace::FindChainToEnd(file, from, 0), 300U) << from;
         EXPECT_EQ(orm_trace::HeaderSearch(file).Find(from, file.Size(), false), 300U) << from;
     }
+    folder.Write("g", std::string(300, 'x') + test::Section(std::string(300, 'n'), 1, "") + kChain);
+    EXPECT_EQ(orm_trace::FindChainToEnd(InputFile("g"), 0, 0), 300U) << "the name is long";
     EXPECT_EQ(orm_trace::FindChainToEnd(file, 301, 0), 300 + test::Section("one", 1, "data").size());
 }
 
