@@ -3,7 +3,7 @@
 if(NOT CMAKE_INSTALL_PREFIX STREQUAL "/usr")
     message(FATAL_ERROR "The packages need -DCMAKE_INSTALL_PREFIX=/usr, whose folders are the distribution's")
 endif()
-foreach(program dpkg-shlibdeps file)  # without them the packages would lack their dependencies
+foreach(program dpkg-shlibdeps file)  # without file the packages would lack their dependencies
     find_program(found_${program} ${program} NO_CACHE)
     if(NOT found_${program})
         message(FATAL_ERROR "The packages need ${program}: scripts/install-packages dpkg-dev file")
@@ -12,6 +12,24 @@ endforeach()
 set(name libtalvorafilechanneldriver)
 set(library_package ${name}${PROJECT_VERSION_MAJOR})
 set(debian_dir ${CMAKE_CURRENT_BINARY_DIR}/debian)
+
+# One commit makes the same packages, byte for byte, whenever and wherever it is built. Their time is SOURCE_DATE_EPOCH,
+# or that of the commit, which an archive made by git has in source-date.
+set(epoch "$ENV{SOURCE_DATE_EPOCH}")
+if(epoch STREQUAL "")
+    file(STRINGS source-date epoch)
+endif()
+if(NOT epoch MATCHES "^[0-9]+$")
+    execute_process(COMMAND git log -1 --format=%ct WORKING_DIRECTORY ${PROJECT_SOURCE_DIR}
+        OUTPUT_VARIABLE epoch OUTPUT_STRIP_TRAILING_WHITESPACE)
+endif()
+if(NOT epoch MATCHES "^[0-9]+$")
+    message(FATAL_ERROR "The packages need a time: git does not tell that of the commit; set SOURCE_DATE_EPOCH")
+endif()
+set(ENV{SOURCE_DATE_EPOCH} ${epoch})
+file(CONFIGURE OUTPUT CPackProjectConfig.cmake CONTENT "set(ENV{SOURCE_DATE_EPOCH} @epoch@)\n" @ONLY)
+set(CPACK_PROJECT_CONFIG_FILE ${CMAKE_CURRENT_BINARY_DIR}/CPackProjectConfig.cmake)
+set(CPACK_POST_BUILD_SCRIPTS ${CMAKE_CURRENT_SOURCE_DIR}/RebuildPackages.cmake)
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME ${name})
@@ -25,7 +43,7 @@ set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_COMPONENTS_ALL library development)
 set(CPACK_COMPONENT_DEVELOPMENT_DEPENDS library)
-set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
+set(CPACK_DEBIAN_PACKAGE_RELEASE 0orm1)  # older than the 1 that a distribution begins with
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)  # on exactly this version
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
