@@ -3,7 +3,7 @@
 if(NOT CMAKE_INSTALL_PREFIX STREQUAL "/usr")
     message(FATAL_ERROR "The packages need -DCMAKE_INSTALL_PREFIX=/usr, whose folders are the distribution's")
 endif()
-foreach(program dpkg-shlibdeps file)  # without file the packages would lack their dependencies
+foreach(program dpkg-architecture dpkg-gensymbols dpkg-shlibdeps file)  # without file the packages would lack their dependencies
     find_program(found_${program} ${program} NO_CACHE)
     if(NOT found_${program})
         message(FATAL_ERROR "The packages need ${program}: scripts/install-packages dpkg-dev file")
@@ -63,8 +63,18 @@ writer of TDF files, a decoder of hardware time stamps and a support library
 in it.")
 file(CONFIGURE OUTPUT debian/shlibs CONTENT
     "libTalvoraFileChannelDriver @PROJECT_VERSION_MAJOR@ @library_package@ (>= @PROJECT_VERSION@)\n" @ONLY)
+# The exported names. One that is new or missing fails the build. dpkg-gensymbols takes a name for missing only in a later
+# version than the one that brought it; the revision makes this one later.
+set(symbols ${CMAKE_CURRENT_SOURCE_DIR}/debian/${library_package}.symbols)
+execute_process(COMMAND dpkg-architecture -t${CMAKE_LIBRARY_ARCHITECTURE} -qDEB_HOST_ARCH COMMAND_ERROR_IS_FATAL ANY
+    OUTPUT_VARIABLE host_arch OUTPUT_STRIP_TRAILING_WHITESPACE)
+add_custom_command(OUTPUT ${debian_dir}/symbols DEPENDS TalvoraFileChannelDriver ${symbols} VERBATIM
+    COMMAND ${CMAKE_COMMAND} -E env DEB_HOST_ARCH=${host_arch}
+            dpkg-gensymbols -p${library_package} -v${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE} -c4 -I${symbols}
+            -Pdebian -O${debian_dir}/symbols -e$<TARGET_FILE:TalvoraFileChannelDriver>)
+add_custom_target(package-symbols ALL DEPENDS ${debian_dir}/symbols)
 file(CONFIGURE OUTPUT debian/triggers CONTENT "activate-noawait ldconfig\n")
-set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${debian_dir}/shlibs ${debian_dir}/triggers)
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${debian_dir}/shlibs ${debian_dir}/symbols ${debian_dir}/triggers)
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME ${name}-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
