@@ -3,12 +3,15 @@
 if(NOT CMAKE_INSTALL_PREFIX STREQUAL "/usr")
     message(FATAL_ERROR "The packages need -DCMAKE_INSTALL_PREFIX=/usr, whose folders are the distribution's")
 endif()
-foreach(program dpkg-architecture dpkg-gensymbols dpkg-shlibdeps file)  # without file the packages would lack their dependencies
+foreach(program dpkg-architecture dpkg-gensymbols dpkg-shlibdeps file python3)  # without file the packages would lack their dependencies
     find_program(found_${program} ${program} NO_CACHE)
     if(NOT found_${program})
-        message(FATAL_ERROR "The packages need ${program}: scripts/install-packages dpkg-dev file")
+        message(FATAL_ERROR "The packages need ${program}: scripts/install-packages dpkg-dev file python3")
     endif()
 endforeach()
+if(NOT CMAKE_GENERATOR STREQUAL "Ninja")
+    message(FATAL_ERROR "The packages need -G Ninja, which records what was compiled")
+endif()
 set(name libtalvorafilechanneldriver)
 set(library_package ${name}${PROJECT_VERSION_MAJOR})
 set(debian_dir ${CMAKE_CURRENT_BINARY_DIR}/debian)
@@ -134,6 +137,41 @@ foreach(component IN LISTS CPACK_COMPONENTS_ALL)
         DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_${upper}_PACKAGE_NAME}
         COMPONENT ${component} EXCLUDE_FROM_ALL)
 endforeach()
+# What the packages were made of: of each target what the compiler read, and what else is installed.
+if(ORM_BUILD_TOOL)
+    foreach(target IN ITEMS TalvoraFileChannelDriver corva)
+        if(TARGET ${target})
+            list(APPEND made ${library_package}=$<TARGET_FILE:${target}>)
+            list(APPEND made_of ${target})
+        endif()
+    endforeach()
+    list(APPEND made ${name}-dev= ${name}-tools=$<TARGET_FILE:orm-trace>)
+    list(APPEND made_of orm-trace)
+    get_target_property(installed orm_headers HEADER_SET)
+    list(APPEND installed ${CMAKE_CURRENT_SOURCE_DIR}/debian/copyright ${PROJECT_SOURCE_DIR}/CHANGELOG.md)
+    if(ORM_HAS_VIEW)
+        list(APPEND installed ${PROJECT_SOURCE_DIR}/view/licenses.txt)
+    endif()
+    if(ORM_BUILD_DOCS)
+        get_directory_property(pages DIRECTORY ${PROJECT_SOURCE_DIR}/docs DEFINITION names)
+        list(TRANSFORM pages REPLACE "(.+)" "${PROJECT_SOURCE_DIR}/docs/\\1.md")
+        list(APPEND installed ${pages})
+    endif()
+    if(ORM_HAS_PYTHON)
+        list(APPEND made ${CPACK_DEBIAN_PYTHON_PACKAGE_NAME}=$<TARGET_FILE:orm_python>)
+        list(APPEND made_of orm_python)
+        get_directory_property(python_sources DIRECTORY ${PROJECT_SOURCE_DIR}/python DEFINITION sources)
+        list(APPEND installed ${python_sources})
+    endif()
+    set(spdx ${debian_dir}/orm-trace.spdx.json)
+    add_custom_command(OUTPUT ${spdx} DEPENDS ${made_of} make-spdx ${installed} VERBATIM
+        COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/make-spdx --ninja ${CMAKE_MAKE_PROGRAM} --compiler ${CMAKE_CXX_COMPILER} --objdump ${CMAKE_OBJDUMP}
+                --source ${PROJECT_SOURCE_DIR} --build ${CMAKE_BINARY_DIR} --date ${epoch}
+                --package-version ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE} --out ${spdx} ${made}
+                --installed ${installed})
+    add_custom_target(package-spdx ALL DEPENDS ${spdx})
+    install(FILES ${spdx} DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${name}-tools COMPONENT tools EXCLUDE_FROM_ALL)
+endif()
 # A host finds the driver by its name without a version, also at run time. The stand-in does not use the C library.
 file(CONFIGURE OUTPUT debian/${library_package} CONTENT
     "${library_package}: link-to-shared-library-in-wrong-package usr/lib/*/libTalvoraFileChannelDriver.so*
