@@ -9,6 +9,10 @@ function(orm_target target)
         target_include_directories(${target} PRIVATE $<TARGET_PROPERTY:Corva::corva,INTERFACE_INCLUDE_DIRECTORIES>)
     endif()
     target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR})
+    if(ORM_BUILD_PACKAGES)  # so that no path of this machine gets into them, whatever the flags; the last match counts
+        target_compile_options(${target} PRIVATE
+            -ffile-prefix-map=${PROJECT_SOURCE_DIR}=. -ffile-prefix-map=${PROJECT_BINARY_DIR}=./build)
+    endif()
     if(ORM_SANITIZE)
         target_compile_options(${target} PRIVATE -fsanitize=${ORM_SANITIZE} -fno-sanitize-recover=all
                                -fno-omit-frame-pointer)

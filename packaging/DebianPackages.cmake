@@ -3,15 +3,36 @@
 if(NOT CMAKE_INSTALL_PREFIX STREQUAL "/usr")
     message(FATAL_ERROR "The packages need -DCMAKE_INSTALL_PREFIX=/usr, whose folders are the distribution's")
 endif()
-foreach(program dpkg-shlibdeps file)  # without them the packages would lack their dependencies
+foreach(program dpkg-architecture dpkg-gensymbols dpkg-shlibdeps file python3)  # without file the packages would lack their dependencies
     find_program(found_${program} ${program} NO_CACHE)
     if(NOT found_${program})
-        message(FATAL_ERROR "The packages need ${program}: scripts/install-packages dpkg-dev file")
+        message(FATAL_ERROR "The packages need ${program}: scripts/install-packages dpkg-dev file python3")
     endif()
 endforeach()
+if(NOT CMAKE_GENERATOR STREQUAL "Ninja")
+    message(FATAL_ERROR "The packages need -G Ninja, which records what was compiled")
+endif()
 set(name libtalvorafilechanneldriver)
 set(library_package ${name}${PROJECT_VERSION_MAJOR})
 set(debian_dir ${CMAKE_CURRENT_BINARY_DIR}/debian)
+
+# One commit makes the same packages, byte for byte, whenever and wherever it is built. Their time is SOURCE_DATE_EPOCH,
+# or that of the commit, which an archive made by git has in source-date.
+set(epoch "$ENV{SOURCE_DATE_EPOCH}")
+if(epoch STREQUAL "")
+    file(STRINGS source-date epoch)
+endif()
+if(NOT epoch MATCHES "^[0-9]+$")
+    execute_process(COMMAND git log -1 --format=%ct WORKING_DIRECTORY ${PROJECT_SOURCE_DIR}
+        OUTPUT_VARIABLE epoch OUTPUT_STRIP_TRAILING_WHITESPACE)
+endif()
+if(NOT epoch MATCHES "^[0-9]+$")
+    message(FATAL_ERROR "The packages need a time: git does not tell that of the commit; set SOURCE_DATE_EPOCH")
+endif()
+set(ENV{SOURCE_DATE_EPOCH} ${epoch})
+file(CONFIGURE OUTPUT CPackProjectConfig.cmake CONTENT "set(ENV{SOURCE_DATE_EPOCH} @epoch@)\n" @ONLY)
+set(CPACK_PROJECT_CONFIG_FILE ${CMAKE_CURRENT_BINARY_DIR}/CPackProjectConfig.cmake)
+set(CPACK_POST_BUILD_SCRIPTS ${CMAKE_CURRENT_SOURCE_DIR}/RebuildPackages.cmake)
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME ${name})
@@ -25,7 +46,7 @@ set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_COMPONENTS_ALL library development)
 set(CPACK_COMPONENT_DEVELOPMENT_DEPENDS library)
-set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
+set(CPACK_DEBIAN_PACKAGE_RELEASE 0orm1)  # older than the 1 that a distribution begins with
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)  # on exactly this version
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
@@ -45,8 +66,18 @@ writer of TDF files, a decoder of hardware time stamps and a support library
 in it.")
 file(CONFIGURE OUTPUT debian/shlibs CONTENT
     "libTalvoraFileChannelDriver @PROJECT_VERSION_MAJOR@ @library_package@ (>= @PROJECT_VERSION@)\n" @ONLY)
+# The exported names. One that is new or missing fails the build. dpkg-gensymbols takes a name for missing only in a later
+# version than the one that brought it; the revision makes this one later.
+set(symbols ${CMAKE_CURRENT_SOURCE_DIR}/debian/${library_package}.symbols)
+execute_process(COMMAND dpkg-architecture -t${CMAKE_LIBRARY_ARCHITECTURE} -qDEB_HOST_ARCH COMMAND_ERROR_IS_FATAL ANY
+    OUTPUT_VARIABLE host_arch OUTPUT_STRIP_TRAILING_WHITESPACE)
+add_custom_command(OUTPUT ${debian_dir}/symbols DEPENDS TalvoraFileChannelDriver ${symbols} VERBATIM
+    COMMAND ${CMAKE_COMMAND} -E env DEB_HOST_ARCH=${host_arch}
+            dpkg-gensymbols -p${library_package} -v${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE} -c4 -I${symbols}
+            -Pdebian -O${debian_dir}/symbols -e$<TARGET_FILE:TalvoraFileChannelDriver>)
+add_custom_target(package-symbols ALL DEPENDS ${debian_dir}/symbols)
 file(CONFIGURE OUTPUT debian/triggers CONTENT "activate-noawait ldconfig\n")
-set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${debian_dir}/shlibs ${debian_dir}/triggers)
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${debian_dir}/shlibs ${debian_dir}/symbols ${debian_dir}/triggers)
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME ${name}-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
@@ -106,6 +137,41 @@ foreach(component IN LISTS CPACK_COMPONENTS_ALL)
         DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_${upper}_PACKAGE_NAME}
         COMPONENT ${component} EXCLUDE_FROM_ALL)
 endforeach()
+# What the packages were made of: of each target what the compiler read, and what else is installed.
+if(ORM_BUILD_TOOL)
+    foreach(target IN ITEMS TalvoraFileChannelDriver corva)
+        if(TARGET ${target})
+            list(APPEND made ${library_package}=$<TARGET_FILE:${target}>)
+            list(APPEND made_of ${target})
+        endif()
+    endforeach()
+    list(APPEND made ${name}-dev= ${name}-tools=$<TARGET_FILE:orm-trace>)
+    list(APPEND made_of orm-trace)
+    get_target_property(installed orm_headers HEADER_SET)
+    list(APPEND installed ${CMAKE_CURRENT_SOURCE_DIR}/debian/copyright ${PROJECT_SOURCE_DIR}/CHANGELOG.md)
+    if(ORM_HAS_VIEW)
+        list(APPEND installed ${PROJECT_SOURCE_DIR}/view/licenses.txt)
+    endif()
+    if(ORM_BUILD_DOCS)
+        get_directory_property(pages DIRECTORY ${PROJECT_SOURCE_DIR}/docs DEFINITION names)
+        list(TRANSFORM pages REPLACE "(.+)" "${PROJECT_SOURCE_DIR}/docs/\\1.md")
+        list(APPEND installed ${pages})
+    endif()
+    if(ORM_HAS_PYTHON)
+        list(APPEND made ${CPACK_DEBIAN_PYTHON_PACKAGE_NAME}=$<TARGET_FILE:orm_python>)
+        list(APPEND made_of orm_python)
+        get_directory_property(python_sources DIRECTORY ${PROJECT_SOURCE_DIR}/python DEFINITION sources)
+        list(APPEND installed ${python_sources})
+    endif()
+    set(spdx ${debian_dir}/orm-trace.spdx.json)
+    add_custom_command(OUTPUT ${spdx} DEPENDS ${made_of} make-spdx ${installed} VERBATIM
+        COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/make-spdx --ninja ${CMAKE_MAKE_PROGRAM} --compiler ${CMAKE_CXX_COMPILER} --objdump ${CMAKE_OBJDUMP}
+                --source ${PROJECT_SOURCE_DIR} --build ${CMAKE_BINARY_DIR} --date ${epoch}
+                --package-version ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE} --out ${spdx} ${made}
+                --installed ${installed})
+    add_custom_target(package-spdx ALL DEPENDS ${spdx})
+    install(FILES ${spdx} DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${name}-tools COMPONENT tools EXCLUDE_FROM_ALL)
+endif()
 # A host finds the driver by its name without a version, also at run time. The stand-in does not use the C library.
 file(CONFIGURE OUTPUT debian/${library_package} CONTENT
     "${library_package}: link-to-shared-library-in-wrong-package usr/lib/*/libTalvoraFileChannelDriver.so*
