@@ -60,7 +60,7 @@ std::optional<std::uint64_t> FindChainToEnd(const InputFile& file, std::uint64_t
             if (next != size && !chains.Has(next)) continue;
             const auto* name = reinterpret_cast<const char*>(header + kFixedHeaderSize);
             const std::size_t nameRead = std::min<std::size_t>(fields.nameLength, read - offset - kFixedHeaderSize);
-            if (at < trusted && !(nameRead == fields.nameLength && IsTextName({name, nameRead}))) continue;
+            if (at < trusted && (nameRead != fields.nameLength || !IsTextName({name, nameRead}))) continue;
             chains.Add(at);
             first = at;
         }

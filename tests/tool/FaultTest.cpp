@@ -82,6 +82,51 @@ TEST_F(FaultTest, LosesNothingWhenCallsFail) {
     EXPECT_GT(failures, 100);
 }
 
+// Systems that lack something, or have none of it left: each call fails once. What can go on without it does so; the others
+// leave everything as it was.
+TEST_F(FaultTest, NeedsLittleOfASystem) {
+    const std::string create = "create t.tdf --force --section new:1@data", fresh = "create n.tdf --section new:1@data",
+                      made = "TDF2" + Section("new", 1, test::ReadAll(m_data)), appended = m_before + made.substr(4);
+    // The call and the error, the command, what its target holds after it, and the code for each call that failed.
+    const std::tuple<std::string, std::string, std::string, std::string> rows[] = {
+        {"flock:error=EINTR", "append t.tdf --section new:1@data", appended, "?"},
+        {"flock:error=ENOLCK", "append t.tdf --section new:1@data", appended, "?"},
+        {"fcntl:error=EMFILE", "append t.tdf --section new:1@- <data", appended, "?"},
+        {"access:error=ENOENT", "append t.tdf --section new:1@data", appended, "?"},
+        {"access:error=ENOENT", fresh, made, "?"},
+        {"linkat:error=EEXIST", fresh, made, "?"},
+        {"renameat2:error=EEXIST", create, made, "?"},
+        {"renameat2:error=EEXIST", fresh + " --force", made, "?"},
+        {"renameat2:error=EINVAL", fresh + " --force", made, "?"},
+        {"renameat2:error=EINVAL", create, made, "?"},
+        {"fchown:error=EPERM", create, made, "?"},
+        {"fcntl:error=EMFILE", create, made, "?"},
+        {"fcntl:error=EMFILE", create + " <&-", made, "?"},
+        {"ftruncate:error=EIO", create + " <&-", made, "?"},
+        {"newfstatat:error=EIO", fresh, made, "?"}};
+    const auto files = [] { return std::distance(std::filesystem::directory_iterator("."), {}); };
+    for (const auto& [fault, arguments, complete, expected] : rows) {
+        const std::string target = arguments.find(fresh) == 0 ? "n.tdf" : "t.tdf";
+        std::string codes;
+        for (int n = 1;; ++n) {
+            std::filesystem::remove("n.tdf");
+            m_folder.Write("t.tdf", m_before);
+            m_folder.Write("trace", "");
+            const auto before = files();
+            const int code = Traced(
+                "-e trace=" + fault.substr(0, fault.find(':')) + " -e inject=" + fault + ":when=" + std::to_string(n),
+                arguments);
+            if (test::ReadAll("trace").find("(INJECTED)") == std::string::npos) break;
+            codes += static_cast<char>('0' + code);
+            const std::string left = target == "n.tdf" ? "" : m_before;
+            EXPECT_TRUE(test::ReadAll(target) == (code == 0 ? complete : left))
+                << arguments << ' ' << fault << ' ' << n;
+            EXPECT_EQ(files(), before + (target == "n.tdf" && code == 0)) << arguments << ' ' << fault << ' ' << n;
+        }
+        EXPECT_EQ(codes, expected) << arguments << ' ' << fault;
+    }
+}
+
 // Every call of a recovery and of a cut fails: what they make is complete, or not there, and they say the first only if it
 // is so.
 TEST_F(FaultTest, RecoversAllOrSaysSo) {
