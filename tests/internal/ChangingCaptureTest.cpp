@@ -11,6 +11,7 @@
 
 #include "capture/Duplicates.h"
 #include "capture/Error.h"
+#include "capture/SectionCopy.h"
 #include "capture/SectionPairs.h"
 #include "capture/TargetLock.h"
 #include "support/Files.h"
@@ -70,6 +71,20 @@ TEST_F(ChangingCapture, IsNotPairedWithWhatItWas) {
     }
 }
 
+// The order of the hashes is random, so that each name is also looked for where it comes last.
+TEST_F(ChangingCapture, IsPairedWithTheNextOfAName) {
+    const std::string x = Section("x", 1, ""), y = Section("y", 1, ""), x2 = Section("x", 2, "");
+    const std::tuple<std::string, std::string, std::string> rows[] = {{"", x + y, "xb yb "},
+                                                                      {x + y, x + x + y + y, "xab yab xb yb "},
+                                                                      {x + x + y + y, y + x, "xab xa yab ya "},
+                                                                      {x + x2, x2 + x2 + y, "xa xab xb yb "}};
+    for (const auto& [inA, inB, expected] : rows) {
+        const InputFile a(m_folder.Write("a", "TDF2" + inA)), b(m_folder.Write("b", "TDF2" + inB));
+        const SectionPairs pairs(a, b, [](const auto&) { return true; });
+        EXPECT_EQ(PairsOf(pairs), expected) << expected;
+    }
+}
+
 TEST_F(ChangingCapture, HasPairsOfTheNamesThatItHasNow) {
     const std::string y = Section("y", 1, "12");
     const std::string path = m_folder.Write("a", "TDF2" + y + y + y);
@@ -119,6 +134,25 @@ TEST_F(ChangingCapture, IsLockedUnderTheNameThatItHas) {
     std::filesystem::rename(m_folder / "folder", m_folder / "renamed");
     m_folder.Write("folder", "");
     EXPECT_EQ(test::ErrorOf<orm_trace::Error>([&] { lock.HasName(); }), std::strerror(ENOTDIR));
+}
+
+TEST_F(ChangingCapture, IsNotTakenForWhatWasCopied) {
+    const InputFile from(m_folder.Write("from", "TDF2"));
+    for (const bool isChanged : {false, true}) {
+        const std::string path = m_folder.Write("t", "");
+        orm_trace::SectionCopy copy(from, path, "name", {});
+        copy.AddNew("a", 1, "12");
+        copy.AddNew("b", 1, std::string(1 << 20, 'b'));
+        // The first section now ends where the second one does.
+        if (isChanged) Overwrite(path, 4, test::Le(13 + 2 + 13 + (1 << 20), 4));
+        EXPECT_EQ(test::ErrorOf<orm_trace::Error>([&] { copy.Verify(); }),
+                  isChanged ? "does not contain what was written" : "");
+    }
+}
+
+TEST(LocatedFault, MayBeNone) {
+    EXPECT_EQ(std::string(orm_trace::LocatedFault{}.KindName()), "none");
+    EXPECT_EQ(orm_trace::LocatedFault{}.Message(), "section 0 at offset 0x0: no fault");
 }
 
 }  // namespace

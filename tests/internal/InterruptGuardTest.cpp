@@ -8,6 +8,7 @@
 #include <optional>
 #include <thread>
 
+#include "capture/ReplacementFile.h"
 #include "support/Process.h"
 
 namespace {
@@ -101,6 +102,23 @@ TEST_F(InterruptGuardTest, LeavesOtherHandlers) {
     EXPECT_EQ(RaisedBy(SIGTERM), SIGTERM);
     EXPECT_EQ(m_undone, 0);
     for (const int each : {SIGHUP, SIGUSR1}) signal(each, SIG_DFL);
+}
+
+TEST_F(InterruptGuardTest, RemovesOnlyTheFileThatWasMade) {
+    const test::TemporaryFolder folder;
+    const orm_trace::TemporaryName made(folder / "n.XXXXXX.tdf", 4);
+    EXPECT_TRUE(std::filesystem::exists(made.Path()));
+    EXPECT_EQ(RaisedBy(SIGTERM), SIGTERM);
+    EXPECT_FALSE(std::filesystem::exists(made.Path()));
+}
+
+TEST_F(InterruptGuardTest, RemovesNoFileOfAnother) {
+    const test::TemporaryFolder folder;
+    const orm_trace::TemporaryName none(folder / "folder/n.XXXXXX.tdf", 4);
+    std::filesystem::create_directory(folder / "folder");
+    std::ofstream(none.Path()) << "";
+    EXPECT_EQ(RaisedBy(SIGTERM), SIGTERM);
+    EXPECT_TRUE(std::filesystem::exists(none.Path()));
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <signal.h>
 
 #include <future>
+#include <set>
 
 #include "support/ToolFixture.h"
 
@@ -46,7 +47,7 @@ TEST_F(FaultTest, LosesNothingWhenCallsFail) {
     // What create writes is another file, which then takes the target's place.
     const std::tuple<std::string, std::vector<std::string>, std::string, std::string> operations[] = {
         {"create t.tdf --force --section new:1@data",
-         {"write", "pwrite64", "fsync", "renameat2", "fchmod"},
+         {"write", "pwrite64", "fsync", "renameat", "fchmod"},
          "",
          "TDF2" + Section("new", 1, content)},
         {"append t.tdf --section new:1@data", onTarget, "-P t.tdf", m_before + Section("new", 1, content)},
@@ -87,43 +88,62 @@ TEST_F(FaultTest, LosesNothingWhenCallsFail) {
 TEST_F(FaultTest, NeedsLittleOfASystem) {
     const std::string create = "create t.tdf --force --section new:1@data", fresh = "create n.tdf --section new:1@data",
                       made = "TDF2" + Section("new", 1, test::ReadAll(m_data)), appended = m_before + made.substr(4);
-    // The call and the error, the command, what its target holds after it, and the code for each call that failed.
+    // The call and the error, the command, what its target holds after it, and the codes, of whichever call failed.
     const std::tuple<std::string, std::string, std::string, std::string> rows[] = {
-        {"flock:error=EINTR", "append t.tdf --section new:1@data", appended, "?"},
-        {"flock:error=ENOLCK", "append t.tdf --section new:1@data", appended, "?"},
-        {"fcntl:error=EMFILE", "append t.tdf --section new:1@- <data", appended, "?"},
-        {"access:error=ENOENT", "append t.tdf --section new:1@data", appended, "?"},
-        {"access:error=ENOENT", fresh, made, "?"},
-        {"linkat:error=EEXIST", fresh, made, "?"},
-        {"renameat2:error=EEXIST", create, made, "?"},
-        {"renameat2:error=EEXIST", fresh + " --force", made, "?"},
-        {"renameat2:error=EINVAL", fresh + " --force", made, "?"},
-        {"renameat2:error=EINVAL", create, made, "?"},
-        {"fchown:error=EPERM", create, made, "?"},
-        {"fcntl:error=EMFILE", create, made, "?"},
-        {"fcntl:error=EMFILE", create + " <&-", made, "?"},
-        {"ftruncate:error=EIO", create + " <&-", made, "?"},
-        {"newfstatat:error=EIO", fresh, made, "?"}};
+        {"flock:error=EINTR", "append t.tdf --section new:1@data", appended, "0"},
+        {"flock:error=ENOLCK", "append t.tdf --section new:1@data", appended, "0"},
+        {"fcntl:error=EMFILE", "append t.tdf --section new:1@- <data", appended, "014"},
+        {"access:error=ENOENT", "append t.tdf --section new:1@data", appended, "0"},
+        {"access:error=ENOENT", fresh, made, "0"},
+        {"linkat:error=EEXIST", fresh, made, "1"},
+        {"renameat2:error=EEXIST", fresh + " --force", made, "0"},
+        {"renameat2:error=EINVAL", fresh + " --force", made, "0"},
+        {"renameat:error=EINVAL", create, made, "1"},
+        {"fchown:error=EPERM", create, made, "0"},
+        {"fcntl:error=EMFILE", create, made, "014"},
+        {"fcntl:error=EMFILE", create + " <&-", made, "014"},
+        {"ftruncate:error=EIO", create + " <&-", made, "0"},
+        {"openat:error=EMFILE", "recover t.tdf -o n.tdf", m_before, "?"},
+        {"close:error=EIO", "recover t.tdf -o n.tdf", m_before, "?"},
+        {"newfstatat:error=EIO", "recover t.tdf -o n.tdf", m_before, "?"}};
     const auto files = [] { return std::distance(std::filesystem::directory_iterator("."), {}); };
     for (const auto& [fault, arguments, complete, expected] : rows) {
-        const std::string target = arguments.find(fresh) == 0 ? "n.tdf" : "t.tdf";
-        std::string codes;
+        const std::string target = arguments.find("n.tdf") != arguments.npos ? "n.tdf" : "t.tdf";
+        std::set<char> codes;
         for (int n = 1;; ++n) {
             std::filesystem::remove("n.tdf");
-            m_folder.Write("t.tdf", m_before);
+            chmod(m_folder.Write("t.tdf", m_before).c_str(), 04711);
             m_folder.Write("trace", "");
             const auto before = files();
             const int code = Traced(
                 "-e trace=" + fault.substr(0, fault.find(':')) + " -e inject=" + fault + ":when=" + std::to_string(n),
                 arguments);
             if (test::ReadAll("trace").find("(INJECTED)") == std::string::npos) break;
-            codes += static_cast<char>('0' + code);
+            if (code != 127) codes.insert(static_cast<char>('0' + code));  // before it runs
             const std::string left = target == "n.tdf" ? "" : m_before;
             EXPECT_TRUE(test::ReadAll(target) == (code == 0 ? complete : left))
                 << arguments << ' ' << fault << ' ' << n;
+            // What runs as the owner does not do so for another one.
+            struct stat status {};
+            stat("t.tdf", &status);
+            if (arguments.find("create") == 0) {
+                EXPECT_EQ(status.st_mode & 07777, fault == "fchown:error=EPERM" ? 0711U : 04711U) << fault << ' ' << n;
+            }
             EXPECT_EQ(files(), before + (target == "n.tdf" && code == 0)) << arguments << ' ' << fault << ' ' << n;
         }
-        EXPECT_EQ(codes, expected) << arguments << ' ' << fault;
+        EXPECT_EQ(std::string(codes.begin(), codes.end()), expected) << arguments << ' ' << fault;
+    }
+    // A new file gets the permissions that others get, also where the system does not say which.
+    struct stat other {};
+    stat("data", &other);
+    for (int n = 1;; ++n) {
+        std::filesystem::remove("n.tdf");
+        m_folder.Write("trace", "");
+        const int code = Traced("-e trace=read -e inject=read:retval=0:when=" + std::to_string(n), fresh);
+        if (test::ReadAll("trace").find("(INJECTED)") == std::string::npos) break;
+        struct stat status {};
+        EXPECT_EQ(stat("n.tdf", &status), code == 0 ? 0 : -1) << n;
+        EXPECT_TRUE(code != 0 || status.st_mode == other.st_mode) << n;
     }
 }
 
