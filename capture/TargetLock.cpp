@@ -54,7 +54,7 @@ TargetLock::TargetLock(std::string name, Purpose purpose, const OnWait& onWait) 
 }
 
 void TargetLock::Close() noexcept {
-    if (m_file) flock(Descriptor(), LOCK_UN);
+    flock(Descriptor(), LOCK_UN);
     m_file.reset();
 }
 

@@ -150,9 +150,4 @@ TEST_F(ChangingCapture, IsNotTakenForWhatWasCopied) {
     }
 }
 
-TEST(LocatedFault, MayBeNone) {
-    EXPECT_EQ(std::string(orm_trace::LocatedFault{}.KindName()), "none");
-    EXPECT_EQ(orm_trace::LocatedFault{}.Message(), "section 0 at offset 0x0: no fault");
-}
-
 }  // namespace

@@ -103,9 +103,10 @@ TEST_F(FaultTest, NeedsLittleOfASystem) {
         {"fcntl:error=EMFILE", create, made, "014"},
         {"fcntl:error=EMFILE", create + " <&-", made, "014"},
         {"ftruncate:error=EIO", create + " <&-", made, "0"},
-        {"openat:error=EMFILE", "recover t.tdf -o n.tdf", m_before, "?"},
-        {"close:error=EIO", "recover t.tdf -o n.tdf", m_before, "?"},
-        {"newfstatat:error=EIO", "recover t.tdf -o n.tdf", m_before, "?"}};
+        {"openat:error=EMFILE", "recover t.tdf -o n.tdf", m_before, "014"},
+        {"close:error=EIO", "recover t.tdf -o n.tdf", m_before, "01"},
+        {"pread64:retval=0", "recover t.tdf -o n.tdf", m_before, "04"},
+        {"newfstatat:error=EIO", "recover t.tdf -o n.tdf", m_before, "014"}};
     const auto files = [] { return std::distance(std::filesystem::directory_iterator("."), {}); };
     for (const auto& [fault, arguments, complete, expected] : rows) {
         const std::string target = arguments.find("n.tdf") != arguments.npos ? "n.tdf" : "t.tdf";
@@ -120,16 +121,16 @@ TEST_F(FaultTest, NeedsLittleOfASystem) {
                 arguments);
             if (test::ReadAll("trace").find("(INJECTED)") == std::string::npos) break;
             if (code != 127) codes.insert(static_cast<char>('0' + code));  // before it runs
-            const std::string left = target == "n.tdf" ? "" : m_before;
-            EXPECT_TRUE(test::ReadAll(target) == (code == 0 ? complete : left))
-                << arguments << ' ' << fault << ' ' << n;
+            const std::string left = target == "n.tdf" ? "" : m_before, now = test::ReadAll(target);
+            EXPECT_TRUE(now == complete || (code != 0 && now == left)) << arguments << ' ' << fault << ' ' << n;
             // What runs as the owner does not do so for another one.
             struct stat status {};
             stat("t.tdf", &status);
             if (arguments.find("create") == 0) {
                 EXPECT_EQ(status.st_mode & 07777, fault == "fchown:error=EPERM" ? 0711U : 04711U) << fault << ' ' << n;
             }
-            EXPECT_EQ(files(), before + (target == "n.tdf" && code == 0)) << arguments << ' ' << fault << ' ' << n;
+            EXPECT_EQ(files(), before + (target == "n.tdf" && now == complete))
+                << arguments << ' ' << fault << ' ' << n;
         }
         EXPECT_EQ(std::string(codes.begin(), codes.end()), expected) << arguments << ' ' << fault;
     }
@@ -145,6 +146,18 @@ TEST_F(FaultTest, NeedsLittleOfASystem) {
         EXPECT_EQ(stat("n.tdf", &status), code == 0 ? 0 : -1) << n;
         EXPECT_TRUE(code != 0 || status.st_mode == other.st_mode) << n;
     }
+}
+
+// Neither can the section be written, nor what there is of it be removed.
+TEST_F(FaultTest, SaysWhatAnAppendLeaves) {
+    m_folder.Write("t.tdf", m_before);
+    const test::Result result = Tool("append t.tdf --section new:1@data",
+                                     "strace -f -qq -o trace -e trace=pwrite64,ftruncate -e inject=ftruncate:error=EIO "
+                                     "-e inject=pwrite64:error=ENOSPC:when=4+ ");
+    EXPECT_EQ(result.code, 1);
+    EXPECT_NE(result.err.find("keeps an incomplete section from offset"), std::string::npos) << result.err;
+    EXPECT_EQ(Target().substr(0, m_before.size()), m_before);
+    EXPECT_GT(Target().size(), m_before.size());
 }
 
 // Every call of a recovery and of a cut fails: what they make is complete, or not there, and they say the first only if it
