@@ -1,7 +1,9 @@
 // Signals that come in while work is unfinished. The last step, which ends the process, is only noted here.
 #include "capture/InterruptGuard.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -119,6 +121,22 @@ TEST_F(InterruptGuardTest, RemovesNoFileOfAnother) {
     std::ofstream(none.Path()) << "";
     EXPECT_EQ(RaisedBy(SIGTERM), SIGTERM);
     EXPECT_TRUE(std::filesystem::exists(none.Path()));
+}
+
+// Others still write to the standard streams, also to those that are closed.
+TEST(TemporaryNameTest, IsNoStandardStream) {
+    const test::TemporaryFolder folder;
+    for (const bool hasOthers : {true, false}) {
+        EXPECT_TRUE(test::HoldsInChild([&] {
+            close(STDIN_FILENO);
+            const rlimit none{3, 3};
+            if (!hasOthers) setrlimit(RLIMIT_NOFILE, &none);
+            orm_trace::TemporaryName name(folder / "n.XXXXXX.tdf", 4);
+            const auto file = name.TakeFile();
+            return fcntl(STDIN_FILENO, F_GETFD) == -1 &&
+                   (hasOthers ? fileno(file.get()) > STDERR_FILENO : file == nullptr);
+        })) << hasOthers;
+    }
 }
 
 }  // namespace

@@ -151,9 +151,10 @@ TEST_F(FaultTest, NeedsLittleOfASystem) {
 // Neither can the section be written, nor what there is of it be removed.
 TEST_F(FaultTest, SaysWhatAnAppendLeaves) {
     m_folder.Write("t.tdf", m_before);
-    const test::Result result = Tool("append t.tdf --section new:1@data",
-                                     "strace -f -qq -o trace -e trace=pwrite64,ftruncate -e inject=ftruncate:error=EIO "
-                                     "-e inject=pwrite64:error=ENOSPC:when=4+ ");
+    const test::Result result =
+        Tool("append t.tdf --section new:1@data",
+             "strace -f -qq -o trace -e trace=pwrite64,ftruncate -e inject=ftruncate:error=EIO:when=1 "
+             "-e inject=pwrite64:error=ENOSPC:when=4+ ");
     EXPECT_EQ(result.code, 1);
     EXPECT_NE(result.err.find("keeps an incomplete section from offset"), std::string::npos) << result.err;
     EXPECT_EQ(Target().substr(0, m_before.size()), m_before);
