@@ -34,7 +34,8 @@ scripts/install-packages libboost-dev  # the tests of orm-trace view
 scripts/install-packages mypy pybind11-dev python3-{dask,dev,distributed,matplotlib,numpy,pandas,pytest}  # of the Python package
 
 case $preset in
-    asan | clang | coverage) scripts/install-packages clang libclang-rt-14-dev ;;
+    asan | clang) scripts/install-packages clang libclang-rt-14-dev ;;
+    coverage) scripts/install-packages clang-19 libclang-rt-19-dev ;;
 esac
 
 step "Build in build/$preset"

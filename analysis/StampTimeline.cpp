@@ -90,7 +90,6 @@ StampTimeline::StampTimeline(const BlockIndex& index, std::uint64_t gap, std::si
     const StampSummary stamps = index.SummarizeBlocks(0, index.Samples()).stamps;
     Stretch stretch{0, index.Samples(), stamps.first, stamps.last};
     for (const StampStep& step : m_all.back.first) {
-        if (m_stretches.size() == limit) return;
         Block block;
         const std::uint64_t begin = step.sample / kBlock * kBlock;
         const Words words = ReadBlock(block, begin, step.sample + 1, read);
@@ -108,7 +107,7 @@ Steps StampTimeline::StepsOf(std::uint64_t begin, std::uint64_t end, std::size_t
 
 std::uint64_t StampTimeline::Find(const Stretch& stretch, std::uint64_t ticks, const ReadWords& read) const {
     if (ticks <= stretch.least) return stretch.begin;
-    if (ticks > stretch.greatest || stretch.begin == stretch.end) return stretch.end;
+    if (ticks > stretch.greatest) return stretch.end;
     const std::uint64_t number = BlockOf(stretch, stretch.begin, ticks);
     const std::uint64_t begin = std::max(stretch.begin, number * kBlock);
     Block block;

@@ -86,7 +86,8 @@ std::optional<std::uint64_t> HeaderSearch::FindAcross(std::uint64_t from, std::u
         ++headers;
         return isFollowed ? end : at + 1;
     });
-    return headers == 1 && !found ? first : found;
+    if (headers == 1 && !found) return first;
+    return found;
 }
 
 // Calls visit(at, end) for each well-formed header in [from, to) with a name of two bytes or more, where end is that

@@ -27,11 +27,13 @@ InputFile::InputFile(std::string path) : m_path(std::move(path)), m_stream(OpenF
     m_hasIdentifier = read == found.size() && found == kTDFIdentifier;
 }
 
-void InputFile::Measure() const {
+void InputFile::Measure() const { m_size = SizeNow(); }
+
+std::uint64_t InputFile::SizeNow() const {
     std::uint64_t size = 0;
     if (!MeasureSize(m_stream.get(), size)) throw MakeSystemError(ErrorKind::kInput, m_path, errno);
     if (size < m_size) ThrowShorter();
-    m_size = size;
+    return size;
 }
 
 void InputFile::ThrowShorter() const {
@@ -61,9 +63,7 @@ std::uint64_t InputFile::NextData(std::uint64_t offset) const {
     if (data >= 0) return std::max(static_cast<std::uint64_t>(data), offset);
     if (errno != ENXIO) return offset;
     // So it is for a hole at the end, and also for bytes that the file no longer has.
-    std::uint64_t size = 0;
-    if (!MeasureSize(m_stream.get(), size)) return offset;
-    if (size < m_size) ThrowShorter();
+    SizeNow();
     return std::max(m_size.load(), offset);
 }
 

@@ -42,6 +42,9 @@ public:
     std::FILE* Stream() const noexcept { return m_stream.get(); }
 
 private:
+    // Returns: its size, measured again. Errors: Error (kInput): it became shorter.
+    std::uint64_t SizeNow() const;
+
     std::string m_path;
     Orm::Lux::Trace::FilePtr m_stream;
     mutable std::atomic<std::uint64_t> m_size = 0;  // any thread may measure

@@ -85,7 +85,8 @@ InterruptGuard::InterruptGuard(Undo undo, const void* work) noexcept {
     sigfillset(&action.sa_mask);
     for (int signal = 1; signal < _NSIG; ++signal) {
         struct sigaction before {};
-        if (!EndsProcess(signal) || sigaction(signal, nullptr, &before) != 0 || before.sa_handler != SIG_DFL) continue;
+        sigaction(signal, nullptr, &before);
+        if (!EndsProcess(signal) || before.sa_handler != SIG_DFL) continue;
         if (sigaction(signal, &action, nullptr) == 0) m_caught.set(static_cast<std::size_t>(signal));
     }
 }
@@ -95,7 +96,8 @@ InterruptGuard::~InterruptGuard() {
     for (int signal = 1; signal < _NSIG; ++signal) {
         if (!m_caught.test(static_cast<std::size_t>(signal))) continue;
         struct sigaction now {};
-        if (sigaction(signal, nullptr, &now) == 0 && now.sa_handler == UndoAndEnd) SetDefault(signal);
+        sigaction(signal, nullptr, &now);
+        if (now.sa_handler == UndoAndEnd) SetDefault(signal);
     }
 }
 

@@ -50,9 +50,11 @@ std::uint64_t HashOf(const TDFSection& section) {
 bool IsSameAt(const InputFile& file, std::uint64_t offset, const TDFSection& section) {
     std::string header(section.HeaderSize(), '\0');
     if (file.ReadAt(offset, header.data(), header.size()) < header.size()) return false;
-    const HeaderFields fields = DecodeFields(reinterpret_cast<const unsigned char*>(header.data()));
-    return fields.version == section.version && fields.nameLength == section.name.size() &&
-           std::string_view(header).substr(kFixedHeaderSize) == section.name;
+    const FixedHeader fields =
+        StoreHeader(section.length, section.version, static_cast<std::uint32_t>(section.name.size()));
+    std::string expected(fields.begin(), fields.end());
+    expected += section.name;
+    return std::string_view(header).substr(kFieldSize) == std::string_view(expected).substr(kFieldSize);
 }
 
 }  // namespace orm_trace

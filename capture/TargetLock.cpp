@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <chrono>
 #include <thread>
+#include <tuple>
 #include <utility>
 
 #include "capture/Error.h"
@@ -53,18 +54,19 @@ TargetLock::TargetLock(std::string name, Purpose purpose, const OnWait& onWait) 
 }
 
 void TargetLock::Close() noexcept {
-    if (m_file) flock(Descriptor(), LOCK_UN);
+    flock(Descriptor(), LOCK_UN);
     m_file.reset();
 }
 
 bool TargetLock::HasName() const {
-    struct stat open {};
     struct stat named {};
     if (stat(m_name.c_str(), &named) != 0) {
         if (errno == ENOENT) return false;
         throw MakeSystemError(ErrorKind::kFailed, m_name, errno);
     }
-    return fstat(Descriptor(), &open) == 0 && open.st_dev == named.st_dev && open.st_ino == named.st_ino;
+    struct stat open {};
+    fstat(Descriptor(), &open);  // if this fails, the status is all zeros, which no file has
+    return std::tie(open.st_dev, open.st_ino) == std::tie(named.st_dev, named.st_ino);
 }
 
 std::string PathOfOpen(int descriptor, const std::string& fallback) {

@@ -19,7 +19,9 @@ function(orm_target target)
         target_link_options(${target} PRIVATE -fsanitize=${ORM_SANITIZE})
     endif()
     if(ORM_COVERAGE)
-        target_compile_options(${target} PRIVATE -fprofile-instr-generate -fcoverage-mapping)
+        # Threads count at the same time: a lost count would show a branch as not taken.
+        target_compile_options(${target} PRIVATE -fprofile-instr-generate -fcoverage-mapping -fcoverage-mcdc
+                               -fprofile-update=atomic)
         target_link_options(${target} PRIVATE -fprofile-instr-generate)
     endif()
     set_target_properties(${target} PROPERTIES

@@ -127,4 +127,33 @@ TEST(BlockIndex, TakesTwoPercent) {
     }
 }
 
+// A node counts in 32 bits, so that there are several of the highest level.
+TEST(BlockIndex, HasAsManyLevelsAsCountsAllow) {
+    constexpr std::uint64_t kBlocks = 16 * 16 * 16 * 16 + 1;
+    BlockIndex index(kBlocks * kBlock, 0);
+    const auto words = RandomWords(kBlock, 32);
+    for (const std::uint64_t at : {std::uint64_t{0}, kBlocks / 2, kBlocks - 1}) index.Fill(at * kBlock, words);
+    index.Finish();
+    RangeSummary expected = PlainSummary(words, 0);
+    const RangeSummary one = expected;
+    for (int n = 0; n < 2; ++n) expected.Append(one);
+    expected.samples = kBlocks * kBlock;
+    EXPECT_EQ(index.SummarizeBlocks(0, kBlocks * kBlock), expected);
+    EXPECT_NE(index.SummarizeBlocks(0, kBlock), expected);
+}
+
+TEST(BlockIndex, SummariesDifferInEveryMember) {
+    const RangeSummary plain;
+    RangeSummary other[8];
+    other[0].samples = 1;
+    other[1].types[255] = 1;
+    other[2].stamps.count = 1;
+    other[3].stamps.first = 1;
+    other[4].stamps.last = 1;
+    other[5].stamps.least = 1;
+    other[6].stamps.stepsBack = 1;
+    other[7].stamps.greatestStep = 1;
+    for (const RangeSummary& each : other) EXPECT_FALSE(each == plain) << &each - other;
+}
+
 }  // namespace

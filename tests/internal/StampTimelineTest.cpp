@@ -107,4 +107,69 @@ TEST(StampTimeline, FindsStepsAndTimes) {
     }
 }
 
+// Blocks without a step of their own: the step to the first stamp of a block counts, if it is large enough.
+TEST(StampTimeline, FindsStepsBetweenBlocks) {
+    const std::size_t kBlock = BlockIndex::kBlock;
+    const std::uint64_t stamp = std::uint64_t{0x88} << 56;
+    for (const auto& [second, gaps, back] :
+         {std::tuple(100 + kGap, 0U, 0U), {101 + kGap, 1U, 0U}, {99UL, 0U, 1U}, {100UL, 0U, 0U}}) {
+        std::vector<std::uint64_t> words(2 * kBlock);
+        words[1] = stamp | 100;
+        words[kBlock + 1] = stamp | second;
+        BlockIndex index(words.size(), 0);
+        index.Fill(0, words);
+        index.Finish();
+        std::size_t available = words.size(), reads = 0;
+        const auto read = [&](std::uint64_t first, std::span<std::uint64_t> to) {
+            const std::size_t size = std::min(to.size(), available - std::min<std::size_t>(first, available));
+            std::copy_n(words.begin() + static_cast<std::ptrdiff_t>(first), size, to.begin());
+            ++reads;
+            return size;
+        };
+        const StampTimeline timeline(index, kGap, 1, read);
+        EXPECT_EQ(timeline.All().gaps.count, gaps) << second;
+        EXPECT_EQ(timeline.All().back.count, back) << second;
+        EXPECT_EQ(timeline.Stretches().size(), 1U) << "the limit";
+        EXPECT_EQ(reads, gaps + 2 * back) << second;
+        if (back != 0) continue;
+        // The file becomes shorter: what was there before is found.
+        const auto& stretch = timeline.Stretches()[0];
+        EXPECT_EQ(timeline.Find(stretch, 100, read), stretch.begin);
+        EXPECT_EQ(timeline.Find(stretch, second, read), second == 100 ? 0 : kBlock + 1);
+        available = kBlock + 1;
+        EXPECT_EQ(timeline.Find(stretch, second, read), second == 100 ? 0 : available);
+        const auto columns = timeline.Columns(stretch, {100, second + 1}, read);
+        EXPECT_EQ(columns[0].types[0], kBlock) << second;
+    }
+}
+
+TEST(StampTimeline, EndsWhereWordsAreMissing) {
+    const std::size_t kBlock = BlockIndex::kBlock;
+    for (const std::size_t back : {std::size_t{100}, std::size_t{0}}) {
+        std::vector<std::uint64_t> words(3 * kBlock);
+        for (std::size_t n = 0; n < words.size(); ++n) words[n] = std::uint64_t{0x88} << 56 | (n < 5000 ? n : n - back);
+        BlockIndex index(words.size(), 0);
+        index.Fill(0, words);
+        index.Finish();
+        for (const std::size_t available : {words.size(), std::size_t{5001}, std::size_t{5000}, std::size_t{20}}) {
+            int reads = 0;
+            const auto read = [&](std::uint64_t first, std::span<std::uint64_t> to) {
+                // The step is found in the whole file, which becomes shorter after that.
+                const std::size_t end = reads++ == 0 && back != 0 ? words.size() : available;
+                const std::size_t size = std::min(to.size(), end - std::min<std::size_t>(first, end));
+                std::copy_n(words.begin() + static_cast<std::ptrdiff_t>(first), size, to.begin());
+                return size;
+            };
+            const StampTimeline timeline(index, kGap, 10, read);
+            EXPECT_EQ(timeline.All().back.count, back != 0 ? 1U : 0U);
+            EXPECT_EQ(timeline.Stretches().size(), back == 0 ? 1U : available > 5000 ? 2U : 0U) << available;
+            if (back != 0) continue;
+            // The rest of a block, a whole one, and what there is of the last one.
+            const auto columns = timeline.Columns(timeline.Stretches()[0], {10, words.size()}, read);
+            const std::size_t last = available == words.size() ? kBlock : 0;
+            EXPECT_EQ(columns[0].types[0x88], std::min(available, kBlock) - 10 + kBlock + last) << available;
+        }
+    }
+}
+
 }  // namespace

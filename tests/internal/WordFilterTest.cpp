@@ -43,6 +43,8 @@ TEST(WordFilterTest, FindsWhatIsHit) {
     }
     std::array<bool, kTypes> types{};
     types[1] = types[2] = true;
+    std::array<bool, kTypes> oneType{};
+    oneType[3] = true;
     for (std::size_t size = 0; size <= 67; ++size) {
         SCOPED_TRACE(size);
         const Words part(words.data() + size % 5, size);
@@ -51,6 +53,7 @@ TEST(WordFilterTest, FindsWhatIsHit) {
         ExpectHits(WordFilter::Masked(words[40], ~std::uint64_t{0}), part);            // few
         ExpectHits(WordFilter::Masked(0xFF, 0xFF), part);                              // none
         ExpectHits(WordFilter::OfTypes(types), part);
+        ExpectHits(WordFilter::OfTypes(oneType), part);
     }
     ExpectHits(WordFilter::Masked(0, 3), words);
 }

@@ -5,6 +5,9 @@
 
 #include "support/Files.h"
 
+// Of the build that measures coverage, only.
+extern "C" __attribute__((weak)) int __llvm_profile_write_file();
+
 namespace test {
 
 struct Result {
@@ -29,7 +32,11 @@ inline Result Run(const std::string& directory, std::string settings, const std:
 // Returns: whether check holds in a child process, which ends without cleaning up.
 template <class Check> bool HoldsInChild(Check check) {
     const pid_t child = fork();
-    if (child == 0) _exit(check() ? 0 : 1);
+    if (child == 0) {
+        const bool holds = check();
+        if (__llvm_profile_write_file != nullptr) __llvm_profile_write_file();
+        _exit(holds ? 0 : 1);
+    }
     int status = -1;
     waitpid(child, &status, 0);
     return status == 0;

@@ -3,6 +3,7 @@
 #include <signal.h>
 
 #include <future>
+#include <set>
 
 #include "support/ToolFixture.h"
 
@@ -46,7 +47,7 @@ TEST_F(FaultTest, LosesNothingWhenCallsFail) {
     // What create writes is another file, which then takes the target's place.
     const std::tuple<std::string, std::vector<std::string>, std::string, std::string> operations[] = {
         {"create t.tdf --force --section new:1@data",
-         {"write", "pwrite64", "fsync", "renameat2", "fchmod"},
+         {"write", "pwrite64", "fsync", "renameat", "fchmod"},
          "",
          "TDF2" + Section("new", 1, content)},
         {"append t.tdf --section new:1@data", onTarget, "-P t.tdf", m_before + Section("new", 1, content)},
@@ -80,6 +81,84 @@ TEST_F(FaultTest, LosesNothingWhenCallsFail) {
         }
     }
     EXPECT_GT(failures, 100);
+}
+
+// Systems that lack something, or have none of it left: each call fails once. What can go on without it does so; the others
+// leave everything as it was.
+TEST_F(FaultTest, NeedsLittleOfASystem) {
+    const std::string create = "create t.tdf --force --section new:1@data", fresh = "create n.tdf --section new:1@data",
+                      made = "TDF2" + Section("new", 1, test::ReadAll(m_data)), appended = m_before + made.substr(4);
+    // The call and the error, the command, what its target holds after it, and the codes, of whichever call failed.
+    const std::tuple<std::string, std::string, std::string, std::string> rows[] = {
+        {"flock:error=EINTR", "append t.tdf --section new:1@data", appended, "0"},
+        {"flock:error=ENOLCK", "append t.tdf --section new:1@data", appended, "0"},
+        {"fcntl:error=EMFILE", "append t.tdf --section new:1@- <data", appended, "014"},
+        {"access:error=ENOENT", "append t.tdf --section new:1@data", appended, "0"},
+        {"access:error=ENOENT", fresh, made, "0"},
+        {"linkat:error=EEXIST", fresh, made, "1"},
+        {"renameat2:error=EEXIST", fresh + " --force", made, "0"},
+        {"renameat2:error=EINVAL", fresh + " --force", made, "0"},
+        {"renameat:error=EINVAL", create, made, "1"},
+        {"fchown:error=EPERM", create, made, "0"},
+        {"fcntl:error=EMFILE", create, made, "014"},
+        {"fcntl:error=EMFILE", create + " <&-", made, "014"},
+        {"ftruncate:error=EIO", create + " <&-", made, "0"},
+        {"openat:error=EMFILE", "recover t.tdf -o n.tdf", m_before, "014"},
+        {"close:error=EIO", "recover t.tdf -o n.tdf", m_before, "01"},
+        {"pread64:retval=0", "recover t.tdf -o n.tdf", m_before, "04"},
+        {"newfstatat:error=EIO", "recover t.tdf -o n.tdf", m_before, "014"}};
+    const auto files = [] { return std::distance(std::filesystem::directory_iterator("."), {}); };
+    for (const auto& [fault, arguments, complete, expected] : rows) {
+        const std::string target = arguments.find("n.tdf") != arguments.npos ? "n.tdf" : "t.tdf";
+        std::set<char> codes;
+        for (int n = 1;; ++n) {
+            std::filesystem::remove("n.tdf");
+            chmod(m_folder.Write("t.tdf", m_before).c_str(), 04711);
+            m_folder.Write("trace", "");
+            const auto before = files();
+            const int code = Traced(
+                "-e trace=" + fault.substr(0, fault.find(':')) + " -e inject=" + fault + ":when=" + std::to_string(n),
+                arguments);
+            if (test::ReadAll("trace").find("(INJECTED)") == std::string::npos) break;
+            if (code != 127) codes.insert(static_cast<char>('0' + code));  // before it runs
+            const std::string left = target == "n.tdf" ? "" : m_before, now = test::ReadAll(target);
+            EXPECT_TRUE(now == complete || (code != 0 && now == left)) << arguments << ' ' << fault << ' ' << n;
+            // What runs as the owner does not do so for another one.
+            struct stat status {};
+            stat("t.tdf", &status);
+            if (arguments.find("create") == 0) {
+                EXPECT_EQ(status.st_mode & 07777, fault == "fchown:error=EPERM" ? 0711U : 04711U) << fault << ' ' << n;
+            }
+            EXPECT_EQ(files(), before + (target == "n.tdf" && now == complete))
+                << arguments << ' ' << fault << ' ' << n;
+        }
+        EXPECT_EQ(std::string(codes.begin(), codes.end()), expected) << arguments << ' ' << fault;
+    }
+    // A new file gets the permissions that others get, also where the system does not say which.
+    struct stat other {};
+    stat("data", &other);
+    for (int n = 1;; ++n) {
+        std::filesystem::remove("n.tdf");
+        m_folder.Write("trace", "");
+        const int code = Traced("-e trace=read -e inject=read:retval=0:when=" + std::to_string(n), fresh);
+        if (test::ReadAll("trace").find("(INJECTED)") == std::string::npos) break;
+        struct stat status {};
+        EXPECT_EQ(stat("n.tdf", &status), code == 0 ? 0 : -1) << n;
+        EXPECT_TRUE(code != 0 || status.st_mode == other.st_mode) << n;
+    }
+}
+
+// Neither can the section be written, nor what there is of it be removed.
+TEST_F(FaultTest, SaysWhatAnAppendLeaves) {
+    m_folder.Write("t.tdf", m_before);
+    const test::Result result =
+        Tool("append t.tdf --section new:1@data",
+             "strace -f -qq -o trace -e trace=pwrite64,ftruncate -e inject=ftruncate:error=EIO:when=1 "
+             "-e inject=pwrite64:error=ENOSPC:when=4+ ");
+    EXPECT_EQ(result.code, 1);
+    EXPECT_NE(result.err.find("keeps an incomplete section from offset"), std::string::npos) << result.err;
+    EXPECT_EQ(Target().substr(0, m_before.size()), m_before);
+    EXPECT_GT(Target().size(), m_before.size());
 }
 
 // Every call of a recovery and of a cut fails: what they make is complete, or not there, and they say the first only if it

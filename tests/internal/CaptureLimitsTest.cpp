@@ -1,0 +1,188 @@
+// What captures may hold, up to the last value and beyond it.
+#include <gtest/gtest.h>
+
+#include <tuple>
+
+#include "analysis/ExactTime.h"
+#include "capture/AppendTarget.h"
+#include "capture/ChainScan.h"
+#include "capture/HeaderSearch.h"
+#include "capture/Origin.h"
+#include "capture/Salvage.h"
+#include "capture/SampleFile.h"
+#include "capture/SectionPairs.h"
+#include "capture/Text.h"
+#include "support/Files.h"
+#include "tdf/TDFFormat.h"
+
+namespace {
+
+using namespace orm_trace;
+using Orm::Lux::Trace::kMaxPosition;
+using Orm::Lux::Trace::TDFFaultKind;
+using test::ErrorOf;
+using test::Section;
+
+TEST(CaptureLimits, TimesBefore1970) {
+    EXPECT_EQ(TimeText({-1}), "1969-12-31T23:59:59.999999");
+    EXPECT_EQ(TimeText({0}), "1970-01-01T00:00:00.000000");
+    EXPECT_EQ(TimeText({-86400000000}), "1969-12-31T00:00:00.000000");
+}
+
+TEST(CaptureLimits, Texts) {
+    // The first and the last of each length, and what is next to them.
+    for (const char* text : {"a", "\x7F", "\xC2\x80", "\xDF\xBF", "\xE0\xA0\x80", "\xED\x9F\xBF", "\xEE\x80\x80",
+                             "\xEF\xBF\xBF", "\xF0\x90\x80\x80", "\xF4\x8F\xBF\xBF"}) {
+        EXPECT_TRUE(IsUtf8(text)) << Escaped(text);
+    }
+    for (const char* text : {"\x80", "\xBF", "\xC1\x80", "\xC2", "\xC2\x7F", "\xC2\xC0", "\xE0\x9F\xBF", "\xED\xA0\x80",
+                             "\xED\xBF\xBF", "\xF0\x8F\xBF\xBF", "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "a\xE2\x82"}) {
+        EXPECT_FALSE(IsUtf8(text)) << Escaped(text);
+    }
+    EXPECT_TRUE(IsTextName(std::string(255, 'x')));
+    EXPECT_FALSE(IsTextName(std::string(256, 'x')));
+    EXPECT_EQ(WithoutControls("\xC2\x7F \xC2\x80 \xC2\x9F \xC2\xA0"), "\xC2\\x7F \\xC2\\x80 \\xC2\\x9F \xC2\xA0");
+    EXPECT_EQ(Unescaped("\\x41\\\\"), "A\\");
+    for (const char* text : {"\\", "\\y41", "\\x4", "\\x4g"}) EXPECT_EQ(Unescaped(text), std::nullopt) << text;
+    EXPECT_EQ(BytesOfHex("4a4B"), "JK");
+    for (const char* text : {"4", "4g", "g4"}) EXPECT_EQ(BytesOfHex(text), std::nullopt) << text;
+}
+
+TEST(CaptureLimits, Faults) {
+    const std::pair<TDFFaultKind, std::string> rows[] = {{TDFFaultKind::kNone, "none"},
+                                                         {TDFFaultKind::kReadError, "read_error"},
+                                                         {TDFFaultKind::kHeaderCut, "header_cut"},
+                                                         {TDFFaultKind::kDataCut, "data_cut"},
+                                                         {TDFFaultKind::kLengthTooLong, "length_too_long"},
+                                                         {TDFFaultKind::kLengthTooShort, "length_too_short"},
+                                                         {TDFFaultKind::kNameTooLong, "name_too_long"},
+                                                         {TDFFaultKind::kBeyondFormat, "beyond_format"}};
+    for (const auto& [kind, name] : rows) {
+        LocatedFault fault{};
+        fault.kind = kind;
+        EXPECT_EQ(fault.KindName(), name);
+    }
+    EXPECT_EQ(LocatedFault{}.Message(), "section 0 at offset 0x0: no fault");
+}
+
+TEST(CaptureLimits, Origins) {
+    const test::TemporaryFolder folder;
+    const std::tuple<std::size_t, std::uint64_t, bool> rows[] = {
+        {255, INT64_MAX / 8, true}, {256, 0, false}, {1, INT64_MAX / 8 + 1, false}};
+    for (const auto& [size, first, isOne] : rows) {
+        const std::string data = Origin{std::string(size, 'f'), first, 1, "1"}.Data();
+        const InputFile file(folder.Write("t", "TDF2" + Section(Origin::kSection, Origin::kVersion, data)));
+        const std::string error =
+            ErrorOf<Error>([&, expected = first] { EXPECT_EQ(Origin::Find(file)->first, expected); });
+        EXPECT_EQ(error.empty(), isOne) << size << ' ' << first;
+    }
+}
+
+TEST(CaptureLimits, Chains) {
+    const test::TemporaryFolder folder;
+    const std::string last = Section("last", 1, "");
+    for (const std::uint64_t size : {kMaxPosition, kMaxPosition + 1}) {
+        const std::string path = folder.Write("t", "TDF2");
+        std::filesystem::resize_file(path, size - last.size());
+        std::ofstream(path, std::ios::app) << last;
+        const auto chain = FindChainToEnd(InputFile(path), size - 1000, 0);
+        EXPECT_EQ(chain, size == kMaxPosition ? std::optional(size - last.size()) : std::nullopt);
+    }
+    // The data of a section has no headers whose name is not one that people give.
+    for (const std::size_t size : {1U, 255U, 256U, 4000U}) {
+        const std::string inner = Section(std::string(size, 'n'), 1, "");
+        const InputFile file(folder.Write("t", "TDF2" + inner));
+        EXPECT_EQ(FindChainToEnd(file, 4, 4), 4U) << size;
+        EXPECT_EQ(FindChainToEnd(file, 4, file.Size()), size <= 255 ? std::optional(4U) : std::nullopt) << size;
+    }
+}
+
+TEST(CaptureLimits, SearchesGoBack) {
+    const test::TemporaryFolder folder;
+    const InputFile file(
+        folder.Write("t", "TDF2" + Section("first", 7, std::string(600000, '\xFF')) + Section("last", 1, "")));
+    HeaderSearch search(file);
+    EXPECT_EQ(search.Find(300000, file.Size(), true), file.Size() - 16);
+    const auto first = search.ReadNamed(4);
+    ASSERT_TRUE(first);
+    EXPECT_EQ(first->name, "first");
+    EXPECT_EQ(first->version, 7U);
+}
+
+// A file that goes on after the last offset that a section can have.
+TEST(CaptureLimits, Gaps) {
+    struct Gaps : Salvage::Visitor {
+        void OnGap(const Salvage::Gap& gap) override { gaps.push_back(gap); }
+        std::vector<Salvage::Gap> gaps;
+    };
+    const test::TemporaryFolder folder;
+    constexpr std::uint64_t kEnd = kMaxPosition - 15;
+    for (const std::uint64_t end : {kEnd, kEnd - 1000}) {
+        test::WriteLarge(folder / "t", end, Section("name", 1, "", 5));
+        const InputFile file(folder / "t");
+        Gaps gaps;
+        Salvage(file, true).Visit(gaps);
+        ASSERT_EQ(gaps.gaps.size(), end == kEnd ? 1U : 0U);
+        if (end != kEnd) continue;
+        EXPECT_EQ(gaps.gaps[0].begin, end);
+        EXPECT_EQ(gaps.gaps[0].end, file.Size());
+        EXPECT_EQ(gaps.gaps[0].tail, Salvage::Gap::Tail::kTooLong);
+    }
+}
+
+TEST(CaptureLimits, Sources) {
+    const test::TemporaryFolder folder;
+    const std::string path = folder.Write("t.tdf", "TDF2"), plain = folder.Write("p.tdf", "TDF3"),
+                      other = folder.Write("t.bin", "TDF2");
+    for (const std::string& target : {plain, other}) {
+        EXPECT_EQ(ErrorOf<Error>([&] { AppendTarget(target, {}); }), "is not a TDF file") << target;
+    }
+    for (const std::size_t has : {3U, 2U}) {
+        folder.Write("t.tdf", "TDF2");
+        SectionSource source("a", 1, "memory", 3, [left = has](char*, std::size_t size) mutable {
+            return std::exchange(left, left - std::min(left, size)) - left;
+        });
+        source.Open();
+        AppendTarget target(path, {});
+        EXPECT_EQ(target.Appended(), 0U);
+        EXPECT_EQ(ErrorOf<Error>([&] { target.Append(source); }),
+                  has == 3 ? "" : "became shorter while it was being read");
+        EXPECT_GT(target.Appended(), 12U);
+    }
+    EXPECT_EQ(test::ReadAll(path), "TDF2") << "none was kept";
+    SectionSource nothing("a", 1, "/dev/null");
+    nothing.Open();
+    EXPECT_EQ(nothing.Size(), 0U);
+    EXPECT_NE(ErrorOf<Error>([] { SectionSource("a", 1, "/dev/zero").Open(); }).find(" bytes or more, readers find"),
+              std::string::npos);
+    EXPECT_EQ(ErrorOf<Error>([] { SectionSource("a", 1, "/proc/self/mem").Open(); }), std::strerror(EIO));
+    EXPECT_EQ(SampleFile(InputFile(folder.Write("n.bin", "TDF2" + test::Trace("12345678")))).Count(), 5U)
+        << "a plain file";
+}
+
+TEST(CaptureLimits, Comparisons) {
+    const test::TemporaryFolder folder;
+    const InputFile a(folder.Write("a", "12345")), b(folder.Write("b", "x1234"));
+    for (const auto& [offsetA, offsetB, size, isSame] :
+         {std::tuple(0U, 1U, 4U, true), {0U, 0U, 4U, false}, {0U, 1U, 0U, true}}) {
+        std::uint64_t done = 0;
+        EXPECT_EQ(HasSameBytes(a, offsetA, b, offsetB, size), isSame);
+        EXPECT_EQ(HasSameBytes(a, offsetA, b, offsetB, size, [&](std::uint64_t bytes) { done += bytes; }), isSame);
+        EXPECT_EQ(done, isSame ? 2 * size : 0U);
+    }
+    const std::string shorter = "became shorter while it was being read";
+    EXPECT_EQ(ErrorOf<Error>([&] { HasSameBytes(a, 1, b, 0, 5); }), shorter);
+    EXPECT_EQ(ErrorOf<Error>([&] { HasSameBytes(a, 0, b, 1, 5); }), shorter);
+    // Why a file cannot be locked is the input's fault, unless it is to be replaced.
+    for (const auto& [purpose, kind] : {std::pair(TargetLock::Purpose::kAppending, ErrorKind::kInput),
+                                        {TargetLock::Purpose::kReplacing, ErrorKind::kFailed}}) {
+        try {
+            TargetLock(folder / "gone", purpose);
+            ADD_FAILURE();
+        } catch (const Error& error) {
+            EXPECT_EQ(error.Kind(), kind);
+        }
+    }
+}
+
+}  // namespace
