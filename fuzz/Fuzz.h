@@ -101,6 +101,12 @@ inline std::string Le32(std::size_t value) {
     return text;
 }
 
+// Whether words of this type are receiver time stamps.
+inline bool IsStampType(std::uint64_t type) {
+    return std::string_view("\x88\x90\x98\xA0\xB0\xC0\xC8\xD8\xE0\xE8").find(static_cast<char>(type)) !=
+           std::string_view::npos;
+}
+
 struct Section {
     std::uint64_t offset, length, version;
     std::string_view name;

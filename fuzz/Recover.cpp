@@ -2,51 +2,25 @@
 // every byte, and the source does not change.
 // The first byte of the input chooses options; the others are the damaged file.
 #include "fuzz/Fuzz.h"
-#include "tools/orm-trace/commands/Commands.h"
+#include "fuzz/ToolRun.h"
 
 using namespace fuzz;
 using orm_trace::ExitCode;
 
-namespace {
-
-// The subcommand with these options. Setting up a command line costs more than the work, so it is done once for each.
-struct Recovery {
-    explicit Recovery(const std::string& options) { app.parse("recover f.tdf" + options); }
-
-    ExitCode Run() {
-        orm_trace::StandardOutput out;
-        try {
-            const ExitCode code = command->Run(out);
-            out.Close();
-            return code;
-        } catch (const orm_trace::Error& error) {
-            return ExitCodeOf(error);
-        }
-    }
-
-    CLI::App app;
-    std::unique_ptr<orm_trace::Command> command = orm_trace::AddRecoverCommand(app);
-};
-
-}  // namespace
-
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const Folder folder;
-    static Recovery dryRuns[] = {Recovery(" --dry-run"), Recovery(" --dry-run --tail"), Recovery(" --dry-run --json"),
-                                 Recovery(" --dry-run --tail --json")};
-    static Recovery recoveries[] = {Recovery(" --lost lost -o out.tdf"), Recovery(" --lost lost -o out.tdf --tail"),
-                                    Recovery(" --lost lost -o out.tdf --json"),
-                                    Recovery(" --lost lost -o out.tdf --tail --json")};
-    static const int standardError = dup(STDERR_FILENO), null = open("/dev/null", O_WRONLY);
+    static const std::string options[] = {"", " --tail", " --json", " --tail --json"};
+    static std::vector<ToolRun> dryRuns, recoveries;
+    for (std::size_t n = dryRuns.size(); n < std::size(options); ++n) {
+        dryRuns.emplace_back(orm_trace::AddRecoverCommand, "recover f.tdf --dry-run" + options[n]);
+        recoveries.emplace_back(orm_trace::AddRecoverCommand, "recover f.tdf --lost lost -o out.tdf" + options[n]);
+    }
     Input input(data, size);
-    const unsigned options = input.Number();
+    const unsigned which = input.Number() % 4;
     const std::string file(input.Rest());
     WriteFile("f.tdf", file);
     for (const char* name : {"out.tdf", "lost"}) unlink(name);
-    dup2(null, STDERR_FILENO);
-    dup2(null, STDOUT_FILENO);
-    const ExitCode dry = dryRuns[options % 4].Run(), code = recoveries[options % 4].Run();
-    dup2(standardError, STDERR_FILENO);
+    const ExitCode dry = dryRuns[which].Run(), code = recoveries[which].Run();
     Require(ReadFile("f.tdf") == file && dry == code);
 
     const bool isTDF = file.substr(0, 4) == "TDF2";

@@ -17,8 +17,10 @@ struct Memory {
     static ssize_t Read(void* cookie, char* out, std::size_t count) {
         auto& file = *static_cast<Memory*>(cookie);
         count = std::min<std::uint64_t>(count, file.size - std::min(file.size, file.at));
-        for (std::size_t n = 0; n < count; ++n, ++file.at)
-            out[n] = file.at >= file.base && file.at < file.end ? file.bytes[file.at - file.base] : '\0';
+        std::memset(out, 0, count);
+        const std::uint64_t from = std::max(file.at, file.base), to = std::min(file.at + count, file.end);
+        if (from < to) file.bytes.copy(out + (from - file.at), to - from, from - file.base);
+        file.at += count;
         return static_cast<ssize_t>(count);
     }
     static int Seek(void* cookie, off64_t* offset, int whence) {

@@ -74,8 +74,7 @@ void CheckReceiver(Input& input) {
     const std::string text =
         zero.GetRcvTODStamp(word, static_cast<unsigned>(reference), static_cast<unsigned>(reference >> 32));
     const auto type = static_cast<unsigned>(word >> 56);
-    const bool isStamp = std::string_view("\x88\x90\x98\xA0\xB0\xC0\xC8\xD8\xE0\xE8").find(static_cast<char>(type)) !=
-                         std::string_view::npos;
+    const bool isStamp = IsStampType(type);
     Require(zero.isRcvrStatusTimeStamp(word) == isStamp && text.empty() == !isStamp);
     if (!isStamp) return;
     long f[8] = {};
