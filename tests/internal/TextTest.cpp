@@ -24,6 +24,7 @@ TEST(Text, EscapesAndTakesItBack) {
     for (const char* text : {"\\", "a\\", "\\n", "\\x", "\\x4", "\\x4g", "\\xg4", "\\X41", "\\y41", "\\\\\\"}) {
         EXPECT_EQ(Unescaped(text), std::nullopt) << text;
     }
+    EXPECT_EQ(Unescaped(std::string_view("abcd\\x41", 7)), std::nullopt) << "not with what follows the text";
 }
 
 TEST(Text, ReplacesOnlyControls) {
@@ -32,8 +33,10 @@ TEST(Text, ReplacesOnlyControls) {
                                                         {"\xC2\x80z\xC2\x9Fz", R"(\xC2\x80z\xC2\x9Fz)"},
                                                         {"\xC2\xA0\xC3\x85\x80\xFF", "\xC2\xA0\xC3\x85\x80\xFF"},
                                                         {"\xC2", "\xC2"},
+                                                        {"z\xC2\x80", R"(z\xC2\x80)"},
                                                         {"\xC2\x7F\xC2z", "\xC2\\x7F\xC2z"}};
     for (const auto& [text, clean] : rows) EXPECT_EQ(WithoutControls(text), clean);
+    EXPECT_EQ(WithoutControls(std::string_view("\xC2\x80", 1)), "\xC2") << "not what follows the text";
 }
 
 TEST(Text, WritesNumbers) {
@@ -74,6 +77,7 @@ TEST(Text, KnowsUtf8) {
         {false, "\xF5\x80\x80\x80"},
         {false, "\xFF\x80\x80\x80"}};
     for (const auto& [isUtf8, bytes] : rows) EXPECT_EQ(IsUtf8(bytes), isUtf8) << Escaped(bytes);
+    EXPECT_FALSE(IsUtf8(std::string_view("z\xC2\x80", 2))) << "nor does it complete what follows the text";
 }
 
 }  // namespace
