@@ -61,6 +61,7 @@ TEST(Text, KnowsUtf8) {
         {true, "\xF0\x90\x80\x80\xF1\x80\x80\x80\xF4\x8F\xBF\xBFz"},
         {false, "\x80"},
         {false, "\xBFz"},
+        {false, "\x82\x80"},
         {false, "z\xC1\xBF"},
         {false, "\xC2"},
         {false, "\xC2\x41"},
@@ -75,6 +76,7 @@ TEST(Text, KnowsUtf8) {
         {false, "\xF1\x80\x80\xC0"},
         {false, "\xF4\x90\x80\x80"},
         {false, "\xF5\x80\x80\x80"},
+        {false, "\xF9\xA0\x80\x80"},
         {false, "\xFF\x80\x80\x80"}};
     for (const auto& [isUtf8, bytes] : rows) EXPECT_EQ(IsUtf8(bytes), isUtf8) << Escaped(bytes);
     EXPECT_FALSE(IsUtf8(std::string_view("z\xC2\x80", 2))) << "nor does it complete what follows the text";
