@@ -120,6 +120,8 @@ TEST(StampTimeline, ReadsOnlyBlocksWithSteps) {
                         {{{5, 0}, {kBlock, kGap}}, {}, {}, {}},
                         {{{5, 0}, {kBlock, kGap + 1}}, {{kBlock, kGap + 1}}, {}, {1}},
                         {{{5, 7}, {kBlock, 7}}, {}, {}, {}},
+                        {{{5, kGap}, {kBlock, kGap}}, {}, {}, {}},
+                        {{{5, 7}, {9, 7 + kGap}, {12, 7}}, {}, {{12, kGap}}, {0, 0}},
                         {{{5, 7}, {kBlock, 6}}, {}, {{kBlock, 1}}, {1, 1}},
                         {{{5, 7}, {9, 7 + kGap}}, {}, {}, {}},
                         {{{5, 7}, {9, 8 + kGap}}, {{9, kGap + 1}}, {}, {0}},
