@@ -172,4 +172,43 @@ TEST(StampTimeline, EndsWhereWordsAreMissing) {
     }
 }
 
+// Steps within blocks and to the next one, and the blocks that are read to find them.
+TEST(StampTimeline, ReadsOnlyBlocksWithSteps) {
+    using Pairs = std::vector<std::pair<std::uint64_t, std::uint64_t>>;
+    constexpr std::uint64_t kBlock = BlockIndex::kBlock, kSize = 3 * kBlock;
+    struct Row {
+        Pairs stamps, gaps, back;           // sample, ticks
+        std::vector<std::uint64_t> blocks;  // a step back is looked at again, for its stretch
+    };
+    const Row rows[] = {{{}, {}, {}, {}},
+                        {{{5, 900000}}, {}, {}, {}},
+                        {{{5, 0}, {kBlock, kGap}}, {}, {}, {}},
+                        {{{5, 0}, {kBlock, kGap + 1}}, {{kBlock, kGap + 1}}, {}, {1}},
+                        {{{5, 7}, {kBlock, 7}}, {}, {}, {}},
+                        {{{5, kGap}, {kBlock, kGap}}, {}, {}, {}},
+                        {{{5, 7}, {9, 7 + kGap}, {12, 7}}, {}, {{12, kGap}}, {0, 0}},
+                        {{{5, 7}, {kBlock, 6}}, {}, {{kBlock, 1}}, {1, 1}},
+                        {{{5, 7}, {9, 7 + kGap}}, {}, {}, {}},
+                        {{{5, 7}, {9, 8 + kGap}}, {{9, kGap + 1}}, {}, {0}},
+                        {{{5, 7}, {9, 0}}, {}, {{9, 7}}, {0, 0}},
+                        {{{5, 7}, {2 * kBlock, 900000}}, {{2 * kBlock, 899993}}, {}, {2}}};
+    for (const auto& [stamps, gaps, back, blocks] : rows) {
+        SCOPED_TRACE(testing::PrintToString(stamps));
+        std::vector<std::uint64_t> words(kSize), read;
+        for (const auto& [sample, ticks] : stamps) words[sample] = std::uint64_t{0x88} << 56 | ticks;
+        BlockIndex index(kSize, 0);
+        index.Fill(0, words);
+        index.Finish();
+        const StampTimeline timeline(index, kGap, 9, [&](std::uint64_t first, std::span<std::uint64_t> to) {
+            std::copy_n(words.begin() + static_cast<std::ptrdiff_t>(first), to.size(), to.begin());
+            read.push_back(first / kBlock);
+            return to.size();
+        });
+        EXPECT_EQ(Listed(timeline.All().gaps), gaps);
+        EXPECT_EQ(Listed(timeline.All().back), back);
+        EXPECT_EQ(read, blocks);
+        EXPECT_EQ(timeline.Stretches().size(), back.size() + 1);
+    }
+}
+
 }  // namespace

@@ -56,6 +56,30 @@ TEST(WordFilterTest, FindsWhatIsHit) {
         ExpectHits(WordFilter::OfTypes(oneType), part);
     }
     ExpectHits(WordFilter::Masked(0, 3), words);
+    std::vector<std::uint64_t> rare(67);
+    rare[40] = rare[66] = 7;
+    ExpectHits(WordFilter::Masked(7, ~std::uint64_t{0}), rare);
+}
+
+TEST(WordFilterTest, HitsWhatItIsMadeFor) {
+    const std::uint64_t words[] = {0, 1, 5, 7, 0x0100000000000000, 0x0200000000000005, 0xFF00000000000000, UINT64_MAX};
+    for (const std::uint64_t mask : {std::uint64_t{0}, std::uint64_t{4}, kCountMask, ~kCountMask, UINT64_MAX}) {
+        for (const std::uint64_t value : words) {
+            for (const std::uint64_t word : words) {
+                EXPECT_EQ(WordFilter::Masked(value, mask).IsHit(word), ((value ^ word) & mask) == 0) << value << word;
+            }
+        }
+    }
+    std::array<bool, kTypes> all{};
+    all.fill(true);
+    std::array<bool, kTypes> none{}, one{}, two{}, allButOne = all;
+    one[2] = two[0] = two[2] = true;
+    allButOne[0] = false;
+    for (const auto& types : {none, one, two, allButOne, all}) {
+        for (const std::uint64_t word : words) {
+            EXPECT_EQ(WordFilter::OfTypes(types).IsHit(word), types[word >> 56]) << word;
+        }
+    }
 }
 
 }  // namespace

@@ -5,9 +5,9 @@
 #include <string>
 
 #include "analysis/Comparison.h"
-#include "capture/WordBuffer.h"
 #include "capture/SampleFile.h"
 #include "capture/SectionPairs.h"
+#include "capture/WordBuffer.h"
 #include "tdf/TraceSection.h"
 #include "tools/orm-trace/commands/Command.h"
 #include "tools/orm-trace/options/FormatOptions.h"

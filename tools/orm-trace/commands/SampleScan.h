@@ -5,8 +5,8 @@
 #include <cstdint>
 
 #include "analysis/Word.h"
-#include "capture/WordBuffer.h"
 #include "capture/SampleFile.h"
+#include "capture/WordBuffer.h"
 #include "tools/orm-trace/options/RangeOptions.h"
 #include "tools/orm-trace/output/MissingSamples.h"
 #include "tools/orm-trace/output/Output.h"

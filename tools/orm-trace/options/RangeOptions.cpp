@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "capture/WordBuffer.h"
 #include "capture/Error.h"
+#include "capture/WordBuffer.h"
 #include "tools/orm-trace/options/NumberOption.h"
 #include "tools/orm-trace/options/ParseTime.h"
 #include "tools/orm-trace/output/ProgressBar.h"

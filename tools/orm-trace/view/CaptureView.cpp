@@ -11,9 +11,9 @@
 #include <thread>
 #include <vector>
 
-#include "capture/WordBuffer.h"
 #include "capture/Error.h"
 #include "capture/SectionWalk.h"
+#include "capture/WordBuffer.h"
 #include "tools/orm-trace/output/FaultReport.h"
 #include "tools/orm-trace/output/Json.h"
 #include "tools/orm-trace/output/ProgressBar.h"
