@@ -1,5 +1,7 @@
 // What hosts and plug-ins have compiled in: sizes of classes, offsets of fields, values of enumerators. A change here
 // needs a new major version (docs/abi.md). The order of virtual functions is recorded in abi-baseline.xml.gz.
+#include <pthread.h>
+
 #include <cstddef>
 #include <type_traits>
 
@@ -23,6 +25,14 @@
 
 namespace ORM_LUX {
 
+// The C library's mutex. What follows one in a class lies further back where it is larger.
+#if defined(__aarch64__)
+constexpr std::size_t kMutex = 48;
+#else
+constexpr std::size_t kMutex = 40;
+#endif
+SIZE(pthread_mutex_t, kMutex);
+
 SIZE(source_utilities_error, 16);
 SIZE(uString::error, 16);
 SIZE(uString, 1);
@@ -31,12 +41,12 @@ SIZE(uEnvironment, 1);
 SIZE(uEngineeringUnits, 8);
 SIZE(uTime, 8);
 
-SIZE(uMutex, 56);
+SIZE(uMutex, kMutex + 16);
 FIELD(uMutex, m_mutex, 0);
-FIELD(uMutex, m_lockCount, 40);
-FIELD(uMutex, m_owner, 48);
+FIELD(uMutex, m_lockCount, kMutex);
+FIELD(uMutex, m_owner, kMutex + 8);
 
-SIZE(uFile, 120);
+SIZE(uFile, 80 + kMutex);
 FIELD(uFile, m_isOpen, 8);
 FIELD(uFile, m_path, 16);
 FIELD(uFile, m_mode, 48);
@@ -61,19 +71,19 @@ static_assert(uTime::STATUS_VALID == 0 && uTime::STATUS_INVALID == 1 && uTime::S
 SIZE(uEnvironment::ScopedDirectoryChanger, 40);
 FIELD(uEnvironment::ScopedDirectoryChanger, m_savedDirectory, 8);
 
-SIZE(uLogger, 248);
+SIZE(uLogger, 168 + 2 * kMutex);
 FIELD(uLogger, m_file, 8);
-FIELD(uLogger, m_fileName, 128);
-FIELD(uLogger, m_outputEnabled, 160);
-FIELD(uLogger, m_logToStdio, 161);
-FIELD(uLogger, m_logDbgOutWindow, 162);
-FIELD(uLogger, m_append, 163);
-FIELD(uLogger, m_nameValid, 164);
-FIELD(uLogger, m_fileOpen, 165);
-FIELD(uLogger, m_mutex, 168);
-FIELD(uLogger, m_bufSize, 224);
-FIELD(uLogger, m_pBuf, 232);
-FIELD(uLogger, m_levelMask, 240);
+FIELD(uLogger, m_fileName, 88 + kMutex);
+FIELD(uLogger, m_outputEnabled, 120 + kMutex);
+FIELD(uLogger, m_logToStdio, 121 + kMutex);
+FIELD(uLogger, m_logDbgOutWindow, 122 + kMutex);
+FIELD(uLogger, m_append, 123 + kMutex);
+FIELD(uLogger, m_nameValid, 124 + kMutex);
+FIELD(uLogger, m_fileOpen, 125 + kMutex);
+FIELD(uLogger, m_mutex, 128 + kMutex);
+FIELD(uLogger, m_bufSize, 144 + 2 * kMutex);
+FIELD(uLogger, m_pBuf, 152 + 2 * kMutex);
+FIELD(uLogger, m_levelMask, 160 + 2 * kMutex);
 static_assert(uLogger::LOG_M == 1 && uLogger::LOG_W == 2 && uLogger::LOG_F == 4);
 static_assert(uLogger::LOG_A == 8 && uLogger::LOG_E == 16);
 static_assert(uLogger::TD_NONE == 0 && uLogger::TD_DATE == 1 && uLogger::TD_TIME == 2 && uLogger::TD_DATE_TIME == 3);

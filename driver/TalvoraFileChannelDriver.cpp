@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <bit>
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
@@ -33,6 +34,7 @@ constexpr const char* kInvalidSample = "Talvora file channel driver: The request
 constexpr const char* kMemoryAllocationFailure = "Talvora file channel driver: Memory allocation failure.";
 
 static_assert(kSampleSize == sizeof(unsigned long), "a host's buffer holds samples");
+static_assert(std::endian::native == std::endian::little, "samples go to the host's buffer as they are in the file");
 
 constexpr unsigned int kSaveChunk = 128 * 1024;  // bytes
 

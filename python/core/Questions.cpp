@@ -1,6 +1,7 @@
 #include "python/core/Questions.h"
 
 #include <sys/mman.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -66,12 +67,12 @@ private:
 
     // They save most of the page faults, as in arrays of numpy.
     void AskForLargePages() noexcept {
-        constexpr std::size_t kPage = 4096;
         constexpr std::size_t kMany = 4 << 20;  // bytes
+        const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
         const std::size_t size = m_capacity * sizeof(std::uint64_t);
         if (size < kMany) return;
-        const std::size_t before = -reinterpret_cast<std::uintptr_t>(m_numbers) % kPage;
-        madvise(reinterpret_cast<char*>(m_numbers) + before, (size - before) / kPage * kPage, MADV_HUGEPAGE);
+        const std::size_t before = -reinterpret_cast<std::uintptr_t>(m_numbers) % page;
+        madvise(reinterpret_cast<char*>(m_numbers) + before, (size - before) / page * page, MADV_HUGEPAGE);
     }
 
     std::uint64_t* m_numbers = nullptr;
