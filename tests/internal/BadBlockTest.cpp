@@ -9,6 +9,7 @@
 #include <cstdarg>
 #include <functional>
 #include <memory>
+#include <utility>
 
 #include "driver/CChannelDriver.h"
 #include "support/BadBlock.h"
@@ -24,8 +25,9 @@ int g_goodReads = -1;          // that succeed before all fail; negative: no lim
 bool g_isInterrupted = false;  // the next call is, and every other one
 int g_ends = -1;               // of files that reads meet before g_atEnd is called, once
 std::function<void()> g_atEnd;
-std::vector<int> g_openErrors;  // of the next openings, the last first
-std::vector<int> g_cutErrors;   // of the next cuts of a file, the last first
+std::vector<int> g_openErrors;   // of the next openings, the last first
+std::vector<int> g_cutErrors;    // of the next cuts of a file, the last first
+bool g_losesDescriptor = false;  // the next write does, so that closing fails
 }  // namespace
 
 extern "C" std::FILE* fdopen(int descriptor, const char* mode) noexcept {
@@ -43,6 +45,12 @@ extern "C" ssize_t pread(int descriptor, void* buffer, std::size_t size, off_t o
         syscall(SYS_pread64, descriptor, buffer, std::min(size, static_cast<std::size_t>(g_piece)), offset);
     if (got == 0 && g_ends >= 0 && g_ends-- == 0) g_atEnd();
     return got;
+}
+
+extern "C" ssize_t pwrite(int descriptor, const void* data, std::size_t size, off_t offset) {
+    const ssize_t written = syscall(SYS_pwrite64, descriptor, data, size, offset);
+    if (std::exchange(g_losesDescriptor, false)) close(descriptor);
+    return written;
 }
 
 // Returns: whether a call fails, with the next of these errors.
@@ -230,6 +238,15 @@ TEST(Opening, IsRepeatedWhereThatCanHelp) {
         dup2(input, 0);
     }
     close(input);
+}
+
+// Some systems report only then that a write has failed.
+TEST(Closing, IsReportedWhereItFails) {
+    const test::WorkingFolder folder;
+    Orm::Lux::Trace::TDFHandler tdf;
+    g_losesDescriptor = true;
+    EXPECT_EQ(test::ErrorOf([&] { tdf.CreateTDFFile("t.tdf"); }), "Write error -  TDF file identifier.");
+    EXPECT_EQ(test::ErrorOf([&] { tdf.CreateTDFFile("t.tdf"); }), "");
 }
 
 // One read of a save fails, each in turn: the error says so, and one of the trace is kept until the next load.
