@@ -2,9 +2,9 @@
 //
 // Neither call ends the process: the signals for a file-size limit (SIGXFSZ) and for a pipe without a reader (SIGPIPE)
 // do not reach the host; one that was pending before stays pending. WriteLine asks for the limit once in a few
-// milliseconds; if the host sets a limit in between, its own handler of SIGXFSZ may be called, and a SIGXFSZ that was
-// pending before may be lost. The first WriteLine in a process without a limit handles SIGXFSZ for the process if
-// nobody does: outside of WriteLine the signal ends the process as before. errno is not kept.
+// milliseconds; if the host sets a limit in between, a SIGXFSZ that was pending before may be lost. In a process without a
+// limit WriteLine handles SIGXFSZ where it would end the process: it still does, unless a thread is in WriteLine. errno is
+// not kept.
 #pragma once
 
 #include <cstddef>

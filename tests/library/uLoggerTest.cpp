@@ -17,6 +17,7 @@
 #include "source_utilities/uLogSystem.h"
 #include "support/LogCapture.h"
 #include "support/Process.h"
+#include "support/Tick.h"
 
 namespace {
 
@@ -241,8 +242,10 @@ TEST_F(uLoggerTest, RaisesNoSignal) {
 // A limit that the host sets right after a line ends neither the host nor a later write of a signal that it holds back.
 TEST_F(uLoggerTest, OutlivesALimitThatIsSetBetweenLines) {
     using Handler = void (*)(int);
-    const std::pair<const char*, std::optional<Handler>> rows[] = {
-        {"as the logger leaves it", {}}, {"ignored", SIG_IGN}, {"the host's", [](int) {}}};
+    const std::pair<const char*, std::optional<Handler>> rows[] = {{"as the logger leaves it", {}},
+                                                                   {"ignored", SIG_IGN},
+                                                                   {"the host's", [](int) { _exit(7); }},
+                                                                   {"set back to its default", SIG_DFL}};
     for (const auto& [label, handler] : rows) {
         for (const bool isBlocked : {false, true}) {
             const bool isAlive = test::HoldsInChild([&, handler = handler] {
@@ -253,6 +256,8 @@ TEST_F(uLoggerTest, OutlivesALimitThatIsSetBetweenLines) {
                 if (isBlocked) pthread_sigmask(SIG_BLOCK, &signals, nullptr);
                 uLogger logger("log", false);
                 logger.Log("asks for the limit");
+                test::AwaitTick();
+                logger.Log("asks again");
                 for (int n = 0; n < 3; ++n) {
                     const SizeLimit limit(ReadAll("log").size());
                     logger.Log("lost");
@@ -262,7 +267,7 @@ TEST_F(uLoggerTest, OutlivesALimitThatIsSetBetweenLines) {
                 const bool waits = sigismember(&signals, SIGXFSZ) == 1;
                 pthread_sigmask(SIG_UNBLOCK, &signals, &before);
                 return !waits && (sigismember(&before, SIGXFSZ) == 1) == isBlocked &&
-                       ReadAll("log") == "M      asks for the limit\nM      again\n";
+                       ReadAll("log") == "M      asks for the limit\nM      asks again\nM      again\n";
             });
             EXPECT_TRUE(isAlive) << label << isBlocked;
         }

@@ -9,6 +9,7 @@
 
 #include "driver/CChannelDriver.h"
 #include "source_utilities/uLogger.h"
+#include "support/Tick.h"
 #include "tdf/TDFHandler.h"
 #include "timestamp/Timestamp.h"
 
@@ -86,6 +87,7 @@ int main() {
 
     uLogger logger("log.txt", true);
     logger.Log(uLogger::LOG_M, uLogger::TD_TIME, "opens the file\n");
+    test::AwaitTick();
     Take("100 log lines", [&] {
         for (int n = 0; n < 100; ++n) logger.Log(uLogger::LOG_M, uLogger::TD_TIME, "line %d\n", n);
     });
