@@ -102,7 +102,6 @@ TEST_F(FaultTest, NeedsLittleOfASystem) {
         {"fchown:error=EPERM", create, made, "0"},
         {"fcntl:error=EMFILE", create, made, "014"},
         {"fcntl:error=EMFILE", create + " <&-", made, "014"},
-        {"ftruncate:error=EIO", create + " <&-", made, "0"},
         {"openat:error=EMFILE", "recover t.tdf -o n.tdf", m_before, "014"},
         {"close:error=EIO", "recover t.tdf -o n.tdf", m_before, "01"},
         {"pread64:retval=0", "recover t.tdf -o n.tdf", m_before, "04"},
