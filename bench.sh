@@ -22,8 +22,8 @@ fi
 {
     echo "== Packages"
     scripts/install-packages
-    scripts/install-packages libbenchmark-dev libfmt-dev libgoogle-glog-dev libhdf5-dev libhowardhinnant-date-dev \
-        libspdlog-dev pybind11-dev python3-dev python3-h5py python3-numpy
+    scripts/install-packages libbenchmark-dev libboost-dev libfmt-dev libgoogle-glog-dev libhdf5-dev \
+        libhowardhinnant-date-dev libspdlog-dev pybind11-dev python3-dev python3-h5py python3-numpy
     command -v npm >/dev/null || scripts/install-packages nodejs npm
     scripts/install-packages chromium xxd
     npm ci --prefix view --no-audit --no-fund
@@ -32,5 +32,5 @@ fi
     cmake --build --preset bench
     echo "== Run"
 } >&2
-PYTHONPATH=build/bench/python bench/ratios.py build/bench/bin/orm-bench bench/python_bench.py bench/page_bench.mjs \
+PYTHONPATH=build/release/python bench/ratios.py build/release/bin/orm-bench bench/python_bench.py bench/page_bench.mjs \
     "${options[@]}"

@@ -7,25 +7,6 @@
 namespace orm_trace {
 namespace {
 
-// The stamps of a block, which are its words at these indexes.
-StampSummary SummarizeStamps(Words block, std::span<const std::uint16_t> indexes, std::uint64_t reference) noexcept {
-    StampSummary stamps;
-    if (indexes.empty()) return stamps;
-    stamps.count = indexes.size();
-    stamps.first = stamps.last = TicksOf(block[indexes.front()], reference);
-    for (const std::uint16_t n : indexes) {
-        const std::uint64_t ticks = TicksOf(block[n], reference);
-        // Without a branch, which stamps in no order would mislead.
-        const std::uint64_t isBack = ticks < stamps.last;
-        stamps.stepsBack += isBack;
-        stamps.greatestStep = std::max(stamps.greatestStep, (ticks - stamps.last) & (isBack - 1));
-        stamps.last = ticks;
-        stamps.least = std::min(stamps.least, ticks);
-        stamps.greatest = std::max(stamps.greatest, ticks);
-    }
-    return stamps;
-}
-
 // Adds what a node, or a summary, holds of the words that follow. Both have the members stamps and types.
 template <class To, class From> void AppendCounts(To& to, const From& next) noexcept {
     for (std::size_t type = 0; type < kTypes; ++type) to.types[type] += next.types[type];
@@ -37,21 +18,6 @@ constexpr std::uint64_t GroupsOf(std::uint64_t count, std::uint64_t size) noexce
 }
 
 }  // namespace
-
-void StampSummary::Append(const StampSummary& next) noexcept {
-    if (next.count == 0) return;
-    if (count == 0) {
-        *this = next;
-        return;
-    }
-    const bool isBack = next.first < last;
-    stepsBack += next.stepsBack + isBack;
-    greatestStep = std::max({greatestStep, next.greatestStep, isBack ? 0 : next.first - last});
-    count += next.count;
-    last = next.last;
-    least = std::min(least, next.least);
-    greatest = std::max(greatest, next.greatest);
-}
 
 void RangeSummary::Append(const RangeSummary& next) noexcept {
     samples += next.samples;
@@ -65,14 +31,18 @@ RangeSummary Summarize(Words words, std::uint64_t reference) noexcept {
         const Words block = words.first(std::min(kBlockWords, words.size()));
         const BlockCounts counts(block);
         for (std::size_t type = 0; type < kTypes; ++type) summary.types[type] += counts.Types()[type];
-        summary.stamps.Append(SummarizeStamps(block, counts.Stamps(), reference));
+        summary.stamps.Append(SummarizeStamps(block, counts.Stamps(), reference, UINT64_MAX).summary);
         words = words.subspan(block.size());
     }
     return summary;
 }
 
-BlockIndex::BlockIndex(std::uint64_t samples, std::uint64_t reference)
-    : m_samples(samples), m_reference(reference), m_blocks(GroupsOf(samples, kBlock)) {}
+BlockIndex::BlockIndex(std::uint64_t samples, std::uint64_t reference, std::uint64_t gap)
+    : m_samples(samples),
+      m_reference(reference),
+      m_gap(gap),
+      m_blocks(GroupsOf(samples, kBlock)),
+      m_gaps(m_blocks.size()) {}
 
 void BlockIndex::Fill(std::uint64_t first, Words words) noexcept {
     static_assert(kBlock == kBlockWords);
@@ -80,7 +50,9 @@ void BlockIndex::Fill(std::uint64_t first, Words words) noexcept {
         const Words block = words.first(std::min(kBlockWords, words.size()));
         const BlockCounts counts(block);
         m_blocks[at].types = counts.Types();
-        m_blocks[at].stamps = SummarizeStamps(block, counts.Stamps(), m_reference);
+        const BlockStamps stamps = SummarizeStamps(block, counts.Stamps(), m_reference, m_gap);
+        m_blocks[at].stamps = stamps.summary;
+        m_gaps[at] = stamps.gaps;
         words = words.subspan(block.size());
     }
 }
@@ -97,8 +69,8 @@ void BlockIndex::Finish() {
 }
 
 std::size_t BlockIndex::MemoryUse() const noexcept {
-    std::size_t bytes =
-        sizeof *this + m_blocks.capacity() * sizeof m_blocks[0] + m_upper.capacity() * sizeof m_upper[0];
+    std::size_t bytes = sizeof *this + m_blocks.capacity() * sizeof m_blocks[0] + m_gaps.capacity() * sizeof m_gaps[0] +
+                        m_upper.capacity() * sizeof m_upper[0];
     for (const auto& level : m_upper) bytes += level.capacity() * sizeof level[0];
     return bytes;
 }

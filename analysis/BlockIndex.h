@@ -8,21 +8,10 @@
 #include <span>
 #include <vector>
 
-#include "analysis/Statistics.h"
+#include "analysis/StampSteps.h"
 #include "analysis/Word.h"
 
 namespace orm_trace {
-
-// The stamps of a range, and the steps between neighbouring ones.
-struct StampSummary : StampTotals {
-    std::uint64_t stepsBack = 0;     // stamps that are smaller than the one before them
-    std::uint64_t greatestStep = 0;  // forward, in ticks; 0 when there is none
-
-    // Adds the stamps that follow, and the step to the first of them.
-    void Append(const StampSummary& next) noexcept;
-
-    friend bool operator==(const StampSummary&, const StampSummary&) = default;
-};
 
 struct RangeSummary {
     std::uint64_t samples = 0;
@@ -51,8 +40,9 @@ public:
     // cannot be had.
     using ReadWords = std::function<std::size_t(std::uint64_t first, std::span<std::uint64_t> words)>;
 
-    // samples: of the whole run. reference: of its stamps, in ticks. Errors: std::bad_alloc.
-    BlockIndex(std::uint64_t samples, std::uint64_t reference);
+    // samples: of the whole run. reference: of its stamps, in ticks. gap: in ticks; a step forward by more ticks is one.
+    // Errors: std::bad_alloc.
+    BlockIndex(std::uint64_t samples, std::uint64_t reference, std::uint64_t gap = UINT64_MAX);
 
     // Takes the words from the sample first on, which begins a block. They end with a block or with the run.
     void Fill(std::uint64_t first, Words words) noexcept;
@@ -61,6 +51,7 @@ public:
 
     std::uint64_t Samples() const noexcept { return m_samples; }
     std::uint64_t Reference() const noexcept { return m_reference; }
+    std::uint64_t Gap() const noexcept { return m_gap; }
     // Units: bytes.
     std::size_t MemoryUse() const noexcept;
 
@@ -72,6 +63,9 @@ public:
 
     // The same for a range that begins with a block, and ends with a block or with the run. Needs no words.
     RangeSummary SummarizeBlocks(std::uint64_t begin, std::uint64_t end) const noexcept;
+
+    // Returns: the gaps between the stamps of the block that begins with this sample.
+    std::uint64_t GapsInBlock(std::uint64_t first) const noexcept { return m_gaps[first / kBlock]; }
 
 private:
     template <class Count> struct Node {
@@ -85,7 +79,9 @@ private:
 
     std::uint64_t m_samples;
     std::uint64_t m_reference;
+    std::uint64_t m_gap;
     std::vector<Node<std::uint16_t>> m_blocks;
+    std::vector<std::uint16_t> m_gaps;                      // of each block
     std::vector<std::vector<Node<std::uint32_t>>> m_upper;  // from the groups of blocks upwards
 };
 

@@ -2,49 +2,11 @@
 
 #include <algorithm>
 #include <array>
-#include <optional>
 
 namespace orm_trace {
 namespace {
 
 constexpr std::uint64_t kBlock = BlockIndex::kBlock;
-
-void Add(StampSteps& steps, const StampStep& step, std::size_t limit) {
-    if (steps.first.size() < limit) steps.first.push_back(step);
-    ++steps.count;
-}
-
-// Collects steps from stamp to stamp.
-class StepCollector {
-public:
-    StepCollector(std::uint64_t gap, std::size_t limit) : m_gap(gap), m_limit(limit) {}
-
-    void Stamp(std::uint64_t sample, std::uint64_t ticks) {
-        if (m_last && ticks < *m_last) {
-            Add(m_steps.back, {sample, *m_last - ticks}, m_limit);
-        } else if (m_last && ticks - *m_last > m_gap) {
-            Add(m_steps.gaps, {sample, ticks - *m_last}, m_limit);
-        }
-        m_last = ticks;
-    }
-    // Whether stamps with this summary have a step to collect.
-    bool HasStep(const StampSummary& stamps) const {
-        if (stamps.count == 0) return false;
-        const bool isStepToFirst = m_last && (stamps.first < *m_last || stamps.first - *m_last > m_gap);
-        return isStepToFirst || stamps.stepsBack != 0 || stamps.greatestStep > m_gap;
-    }
-    void Pass(const StampSummary& stamps) {
-        if (stamps.count != 0) m_last = stamps.last;
-    }
-    std::uint64_t Last() const { return m_last.value_or(0); }
-    Steps Take() { return std::move(m_steps); }
-
-private:
-    std::uint64_t m_gap;
-    std::size_t m_limit;
-    std::optional<std::uint64_t> m_last;
-    Steps m_steps;
-};
 
 using Block = std::array<std::uint64_t, kBlock>;
 
@@ -56,35 +18,32 @@ Words ReadBlock(Block& block, std::uint64_t begin, std::uint64_t end, const Bloc
 
 // onBlock(collector) is called after each block.
 template <class OnBlock>
-Steps Collect(const BlockIndex& index, std::uint64_t begin, std::uint64_t end, StepCollector collector,
+Steps Collect(const BlockIndex& index, std::uint64_t begin, std::uint64_t end, std::size_t limit,
               const BlockIndex::ReadWords& read, OnBlock onBlock) {
+    StepCollector collector(index.Gap(), limit);
     const std::uint64_t reference = index.Reference();
     Block block;
     end = std::min(end, index.Samples());
     while (begin < end) {
         const std::uint64_t next = std::min(end, (begin / kBlock + 1) * kBlock);
         const bool isWhole = begin % kBlock == 0 && (next % kBlock == 0 || next == index.Samples());
-        const StampSummary stamps = isWhole ? index.SummarizeBlocks(begin, next).stamps : StampSummary();
-        if (isWhole && !collector.HasStep(stamps)) {
-            collector.Pass(stamps);
-        } else {
+        if (!isWhole || !collector.TakeAll(index.SummarizeBlocks(begin, next).stamps, index.GapsInBlock(begin))) {
             const Words words = ReadBlock(block, begin, next, read);
             for (std::size_t n = 0; n < words.size(); ++n) {
-                if (IsStamp(words[n])) collector.Stamp(begin + n, TicksOf(words[n], reference));
+                if (IsStamp(words[n])) collector.Take(begin + n, TicksOf(words[n], reference));
             }
         }
         onBlock(collector);
         begin = next;
     }
-    return collector.Take();
+    return collector.Collected();
 }
 
 }  // namespace
 
-StampTimeline::StampTimeline(const BlockIndex& index, std::uint64_t gap, std::size_t limit, const ReadWords& read)
-    : m_index(index), m_gap(gap) {
+StampTimeline::StampTimeline(const BlockIndex& index, std::size_t limit, const ReadWords& read) : m_index(index) {
     m_last.reserve(static_cast<std::size_t>((index.Samples() + kBlock - 1) / kBlock));
-    m_all = Collect(index, 0, index.Samples(), StepCollector(gap, limit), read,
+    m_all = Collect(index, 0, index.Samples(), limit, read,
                     [&](const StepCollector& collector) { m_last.push_back(collector.Last()); });
     // The ends of stretches: the stamps around each step back.
     const StampSummary stamps = index.SummarizeBlocks(0, index.Samples()).stamps;
@@ -102,7 +61,7 @@ StampTimeline::StampTimeline(const BlockIndex& index, std::uint64_t gap, std::si
 }
 
 Steps StampTimeline::StepsOf(std::uint64_t begin, std::uint64_t end, std::size_t limit, const ReadWords& read) const {
-    return Collect(m_index, begin, end, StepCollector(m_gap, limit), read, [](const StepCollector&) {});
+    return Collect(m_index, begin, end, limit, read, [](const StepCollector&) {});
 }
 
 std::uint64_t StampTimeline::Find(const Stretch& stretch, std::uint64_t ticks, const ReadWords& read) const {

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "analysis/BlockIndex.h"
-#include "analysis/Statistics.h"
+#include "analysis/StampSteps.h"
 
 namespace orm_trace {
 
@@ -26,21 +26,17 @@ struct TimeColumn {
     std::array<std::uint64_t, kTypes> types{};
 };
 
-struct Steps {
-    StampSteps gaps;
-    StampSteps back;
-};
-
-// Finds steps and times with an index of the run's blocks. Reads only blocks that have what is looked for.
+// Finds steps and times with an index of the run's blocks. Reads only blocks that have what is looked for: of steps, those
+// for which a list has room.
 //
 // Threads: any number may ask a timeline.
 class StampTimeline {
 public:
     using ReadWords = BlockIndex::ReadWords;
 
-    // index: finished; outlives this. gap: a step forward by more ticks is one. limit: of each list that this keeps.
+    // index: finished; outlives this. limit: of each list that this keeps.
     // Errors: std::bad_alloc, and those of read.
-    StampTimeline(const BlockIndex& index, std::uint64_t gap, std::size_t limit, const ReadWords& read);
+    StampTimeline(const BlockIndex& index, std::size_t limit, const ReadWords& read);
 
     // The steps of the whole run.
     const Steps& All() const noexcept { return m_all; }
@@ -65,7 +61,6 @@ private:
     std::uint64_t BlockOf(const Stretch& stretch, std::uint64_t begin, std::uint64_t ticks) const;
 
     const BlockIndex& m_index;
-    std::uint64_t m_gap;
     std::vector<std::uint64_t> m_last;  // for each block, ticks of the last stamp up to its end, 0 without one
     Steps m_all;
     std::vector<Stretch> m_stretches;

@@ -23,7 +23,8 @@ const auto g_hasEqualNeighbours = HasAvx2() ? HasEqualNeighboursAvx2 : HasEqualN
 
 }  // namespace
 
-Statistics::Statistics(std::uint64_t first, const Settings& settings) : m_settings(settings), m_first(first) {}
+Statistics::Statistics(std::uint64_t first, const Settings& settings)
+    : m_settings(settings), m_first(first), m_steps(settings.gap, settings.limit) {}
 
 void Statistics::Add(Words words) {
     while (!words.empty()) {
@@ -43,28 +44,12 @@ void Statistics::AddBlock(Words block) {
 
 // Takes the words of a block at these indexes, which are stamps.
 void Statistics::AddStamps(Words block, std::span<const std::uint16_t> indexes) {
-    if (indexes.empty()) return;
-    const std::uint64_t first = m_first + m_samples;
-    StampTotals stamps = m_stamps;
-    if (stamps.count == 0) stamps.first = stamps.last = TicksOf(block[indexes.front()], m_settings.reference);
+    const BlockStamps stamps = SummarizeStamps(block, indexes, m_settings.reference, m_settings.gap);
+    m_stamps.Append(stamps.summary);
+    if (m_steps.TakeAll(stamps.summary, stamps.gaps)) return;
     for (const std::uint16_t n : indexes) {
-        const std::uint64_t ticks = TicksOf(block[n], m_settings.reference);
-        if (ticks < stamps.last) {
-            AddStep(m_stepsBack, {first + n, stamps.last - ticks});
-        } else if (ticks - stamps.last > m_settings.gap) {
-            AddStep(m_gaps, {first + n, ticks - stamps.last});
-        }
-        stamps.last = ticks;
-        stamps.least = std::min(stamps.least, ticks);
-        stamps.greatest = std::max(stamps.greatest, ticks);
+        m_steps.Take(m_first + m_samples + n, TicksOf(block[n], m_settings.reference));
     }
-    stamps.count += indexes.size();
-    m_stamps = stamps;
-}
-
-void Statistics::AddStep(StampSteps& steps, const StampStep& step) const {
-    if (steps.first.size() < m_settings.limit) steps.first.push_back(step);
-    ++steps.count;
 }
 
 void Statistics::AddRuns(Words block) {

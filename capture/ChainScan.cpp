@@ -64,10 +64,11 @@ std::optional<std::uint64_t> FindChainToEnd(const InputFile& file, std::uint64_t
             if (CheckHeader(fields, at).kind != TDFFaultKind::kNone) continue;
             const std::uint64_t next = at + fields.length;
             if (next != size && !chains.Has(next)) continue;
-            // Of a name that the chunk cuts, more is there than a text has.
+            // Of a longer name than a text has, one byte more is enough. A file that became shorter can end within the name.
+            const std::size_t nameLength = std::min<std::size_t>(fields.nameLength, kMaxTextName + 1);
+            if (read - offset - kFixedHeaderSize < nameLength) continue;
             const auto* name = reinterpret_cast<const char*>(header + kFixedHeaderSize);
-            const std::size_t nameRead = std::min<std::size_t>(fields.nameLength, read - offset - kFixedHeaderSize);
-            if (at < trusted && !IsTextName({name, nameRead})) continue;
+            if (at < trusted && !IsTextName({name, nameLength})) continue;
             chains.Add(at);
             first = at;
         }

@@ -4,6 +4,7 @@
 #include "analysis/BlockIndex.h"
 
 #include "analysis/StampTimeline.h"
+#include "analysis/Statistics.h"
 #include "analysis/WordFilter.h"
 #include "fuzz/Fuzz.h"
 
@@ -162,15 +163,15 @@ void CheckStretch(const Run& run, const StampTimeline& timeline, const Stretch& 
     }
 }
 
-void CheckTimeline(const Run& run, const BlockIndex& index, const Steps& steps, std::uint64_t gap, std::size_t limit,
+void CheckTimeline(const Run& run, const BlockIndex& index, const Steps& steps, std::size_t limit,
                    std::vector<std::uint64_t> edges, std::size_t begin, std::size_t end, std::size_t which) {
     File file{run, run.Size()};
     const auto read = file.Reader();
-    const StampTimeline timeline(index, gap, limit, read);
+    const StampTimeline timeline(index, limit, read);
     RequireSteps(timeline.All(), steps, limit);
     end = std::min(end, run.Size());
     begin = std::min(begin, end);
-    RequireSteps(timeline.StepsOf(begin, end, limit, read), StepsOf(run, begin, end, gap), limit);
+    RequireSteps(timeline.StepsOf(begin, end, limit, read), StepsOf(run, begin, end, index.Gap()), limit);
     const auto& stretches = timeline.Stretches();
     const auto& back = steps.back.first;
     Require(stretches.size() == std::min(limit, back.size() + 1));
@@ -221,7 +222,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const Run run = ReadRun(input, reference, MostWords({reinterpret_cast<const char*>(data), size}));
     const std::size_t cut = std::min<std::size_t>(edges[0] & 0xFFFF, run.Size());
 
-    BlockIndex index(run.Size(), reference);
+    BlockIndex index(run.Size(), reference, gap);
     const std::size_t half = cut / BlockIndex::kBlock * BlockIndex::kBlock;
     index.Fill(half, run.Part(half, run.Size()));
     index.Fill(0, run.Part(0, half));
@@ -232,7 +233,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Require(index.SummarizeBlocks(0, run.Size()) == all);
     CheckSummary(run, index, begin, end, cut);
     CheckStatistics(run, all, steps, cut, gap, limit);
-    CheckTimeline(run, index, steps, gap, limit, edges, begin, end, what);
+    CheckTimeline(run, index, steps, limit, edges, begin, end, what);
     CheckSearch(run, run.Size() == 0 ? mask : run.words[cut % run.Size()], mask, cut);
     return 0;
 }

@@ -193,7 +193,7 @@ py::dict Columns(const WordSource& words, std::uint64_t columns, std::uint64_t r
     Steps steps;
     {
         Unlocked unlocked;
-        BlockIndex index(words.Count(), reference);
+        BlockIndex index(words.Count(), reference, gap);
         words.ForEachPart(unlocked, [&](Words part, std::uint64_t first) { index.Fill(first, part); });
         index.Finish();
         const auto read = [&](std::uint64_t first, std::span<std::uint64_t> part) {
@@ -210,7 +210,7 @@ py::dict Columns(const WordSource& words, std::uint64_t columns, std::uint64_t r
             low[n] = summary.stamps.least;
             high[n] = summary.stamps.greatest;
         }
-        steps = StampTimeline(index, gap, limit, read).All();
+        steps = StampTimeline(index, limit, read).All();
     }
     py::dict answer("edges"_a = edges, "types"_a = types, "stamps"_a = stamps, "least"_a = least,
                     "greatest"_a = greatest);

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <fstream>
 
+#include "capture/ChainScan.h"
 #include "capture/Duplicates.h"
 #include "capture/Error.h"
 #include "capture/SectionCopy.h"
@@ -105,6 +106,20 @@ TEST_F(ChangingCapture, HasDuplicatesOfTheNamesThatItHasNow) {
         ASSERT_TRUE(walk.Next());
         if (walk.Index() == 2) Overwrite(path, 4 + 12, "x");
         EXPECT_EQ(duplicates.Find(walk.Section()), first) << walk.Index();
+    }
+}
+
+TEST_F(ChangingCapture, HasNoSectionWhoseNameIsCut) {
+    const std::string bytes = "TDF2" + Section("x", 1, "12") + Section("name", 1, "");
+    for (const std::size_t missing : {0, 1, 4, 5}) {
+        const std::string path = m_folder.Write("a", bytes);
+        const InputFile file(path);
+        std::filesystem::resize_file(path, bytes.size() - missing);
+        for (const std::size_t trusted : {std::size_t{0}, bytes.size()}) {
+            const auto chain = orm_trace::FindChainToEnd(file, 5, trusted);
+            EXPECT_EQ(chain, missing == 0 ? std::optional<std::uint64_t>(19) : std::nullopt)
+                << missing << ' ' << trusted;
+        }
     }
 }
 

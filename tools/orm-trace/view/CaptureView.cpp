@@ -117,7 +117,7 @@ Json StepsJson(const StampSteps& steps) {
 }  // namespace
 
 CaptureView::CaptureView(const InputFile& file, const TimeOptions& time, std::uint64_t gap)
-    : m_file(file), m_opened(StateOf(file)), m_time(time), m_gap(gap) {
+    : m_file(file), m_opened(StateOf(file)), m_time(time) {
     try {
         m_samples.emplace(file);
         m_missing = m_samples->Count() - m_samples->Available();
@@ -126,10 +126,10 @@ CaptureView::CaptureView(const InputFile& file, const TimeOptions& time, std::ui
         m_note = error.what();
     }
     m_read = [this](std::uint64_t first, std::span<std::uint64_t> words) { return Read(first, words); };
-    m_index.emplace(m_samples ? m_samples->Available() : 0, time.Reference());
+    m_index.emplace(m_samples ? m_samples->Available() : 0, time.Reference(), gap);
     Build();
     m_whole = m_index->SummarizeBlocks(0, Samples());
-    m_timeline.emplace(*m_index, gap, kMaxListed, m_read);
+    m_timeline.emplace(*m_index, kMaxListed, m_read);
 }
 
 void CaptureView::Build() {
@@ -197,7 +197,7 @@ std::string CaptureView::Info(const std::string& path) const {
     info["samples_missing"] = Number64(m_missing);
     info["reference"] = Number64(m_time.Reference());
     info["zero"] = m_time.Zero() ? Json(TimeText(*m_time.Zero())) : Json();
-    info["gap"] = Number64(m_gap);
+    info["gap"] = Number64(m_index->Gap());
     info["columns_max"] = kMaxColumns;
     info["types"] = Json::object();
     for (std::size_t type = 0; type < kTypes; ++type) {

@@ -78,7 +78,6 @@ private:
     const InputFile& m_file;
     FileState m_opened;
     const TimeOptions& m_time;
-    std::uint64_t m_gap;
     std::optional<SampleFile> m_samples;  // none: the file has no trace
     std::string m_note;                   // what differs from a capture that is whole
     std::uint64_t m_missing = 0;          // samples
