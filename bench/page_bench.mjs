@@ -47,6 +47,7 @@ async function measure(browser, capture) {
     times[kPicture].limit.push(catTime);
     const page = await browser.newPage({ viewport: { width: 1280, height: 800 } });
     await page.goto("about:blank");
+    await page.waitForTimeout(1000);  // until the browser has started what it keeps for a page
     let server;
     const [pictureTime, address] = await timed(async () => {
         server = spawn(tool, ["view", capture, "--no-open"], { stdio: ["ignore", "pipe", "ignore"] });

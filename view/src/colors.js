@@ -36,9 +36,20 @@ export function readColors() {
     };
 }
 
-/** The shade of a count: the lowest for a single word, by the logarithm up to the highest. @param {number} count @param {number} full */
-export function shadeOf(count, full) {
-    if (full <= 1) return SHADES - 1;
-    // More of the shades are for the higher counts: there the eye tells fewer apart.
-    return Math.min(SHADES - 1, Math.round((Math.log(count) / Math.log(full)) ** 1.6 * (SHADES - 1)));
+/** The shades of counts: the lowest for a single word, by the logarithm up to the highest. @param {number} full the greatest
+ * count @returns {(count: number) => number} */
+export function shadesUpTo(full) {
+    if (full <= 1) return () => SHADES - 1;
+    // A picture has many columns, and few different counts.
+    /** @type {Map<number, number>} */
+    const known = new Map();
+    return (count) => {
+        let shade = known.get(count);
+        if (shade === undefined) {
+            // More of the shades are for the higher counts: there the eye tells fewer apart.
+            shade = Math.min(SHADES - 1, Math.round((Math.log(count) / Math.log(full)) ** 1.6 * (SHADES - 1)));
+            known.set(count, shade);
+        }
+        return shade;
+    };
 }

@@ -1,5 +1,4 @@
 // Draws the counts of columns as bars, whose shade shows the logarithm of the count.
-import { shadeOf } from "./colors.js";
 import { edge } from "./span.js";
 
 /** @typedef {import("./span.js").Span & {columns: number}} Columns */
@@ -15,17 +14,17 @@ export function edgesOf(data, view, width) {
 /**
  * A single word stays visible: its bar is at least 1 CSS pixel wide, and 2 where its neighbors are empty.
  * @param {CanvasRenderingContext2D} context @param {number[]} edges @param {number[]} counts @param {string[]} shades
- * @param {number} full the count with the highest shade @param {number} top @param {number} height
+ * @param {(count: number) => number} shadeOf which of them a count has @param {number} top @param {number} height
  */
-export function drawBars(context, edges, counts, shades, full, top, height) {
+export function drawBars(context, edges, counts, shades, shadeOf, top, height) {
     const end = context.canvas.width;
     const narrow = Math.max(1, Math.round(devicePixelRatio));
     for (let k = 0; k < counts.length; ++k) {
         if (counts[k] === 0 || edges[k + 1] < 0 || edges[k] > end) continue;
-        const shade = shadeOf(counts[k], full);
+        const shade = shadeOf(counts[k]);
         const first = k;
         // Columns of one shade make one bar.
-        while (counts[k + 1] > 0 && shadeOf(counts[k + 1], full) === shade) ++k;
+        while (counts[k + 1] > 0 && shadeOf(counts[k + 1]) === shade) ++k;
         const isAlone = !counts[first - 1] && !counts[k + 1];
         const width = Math.max(edges[k + 1] - edges[first], isAlone ? 2 * narrow : narrow);
         // The last column of the canvas keeps its width.
