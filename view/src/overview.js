@@ -1,5 +1,5 @@
 // The strip of the whole capture, with what is in view.
-import { shadesUpTo } from "./colors.js";
+import { paintOf } from "./colors.js";
 import { drawBars, edgesOf, greatestCount } from "./columnCanvas.js";
 import { isStamp } from "./data.js";
 import { resize } from "./layout.js";
@@ -31,8 +31,8 @@ export class Overview {
             const sums = times.lanes.map((lane) => sumOf(lane.types, times.columns));
             const row = all / Math.max(1, sums.length);
             const edges = edgesOf(times, app.whole, width);
-            const shadeOf = shadesUpTo(greatestCount(sums));
-            sums.forEach((counts, n) => drawBars(context, edges, counts, colors.stamp, shadeOf, Math.round(n * row), Math.ceil(row) - 1));
+            const paint = paintOf(colors, "stamp", greatestCount(sums));
+            sums.forEach((counts, n) => drawBars(context, edges, counts, paint, Math.round(n * row), Math.ceil(row) - 1));
         }
         const columns = range ?? times;
         const marks = range ? marksOfRange(range, app.info, app.info) : times ? marksOfTimes(times, app.info, app.info) : [];
@@ -69,7 +69,7 @@ export class Overview {
         });
         if (strip === 0) return;
         const sums = sumOf(new Map(rare), data.columns);
-        drawBars(context, edges, sums, colors.word, shadesUpTo(greatestCount([sums])), height - strip + 1, strip - 1);
+        drawBars(context, edges, sums, paintOf(colors, "word", greatestCount([sums])), height - strip + 1, strip - 1);
     }
 }
 

@@ -1,5 +1,5 @@
 // The rows of types: one canvas for each lane, with a row for each type of the capture.
-import { shadesUpTo } from "./colors.js";
+import { paintOf } from "./colors.js";
 import { drawBars, edgesOf, greatestCount } from "./columnCanvas.js";
 import { isStamp } from "./data.js";
 import { resize } from "./layout.js";
@@ -34,7 +34,8 @@ export class TypesCanvas {
         this.rowHeight = lanes.length === 1 ? layout.row
             : Math.max(3, Math.min(layout.row, Math.floor((LANES_HEIGHT * layout.row) / rows)));
         this.build(types, lanes, layout.row);
-        const shadeOf = shadesUpTo(greatestCount(lanes.flatMap((lane) => [...lane.types.values()])));
+        const full = greatestCount(lanes.flatMap((lane) => [...lane.types.values()]));
+        const [words, stamps] = [paintOf(colors, "word", full), paintOf(colors, "stamp", full)];
         lanes.forEach((lane, n) => {
             const { canvas, totals } = this.drawn[n];
             const context = resize(canvas, layout.width, types.length * this.rowHeight);
@@ -43,10 +44,8 @@ export class TypesCanvas {
                 const top = Math.round(row * this.rowHeight * devicePixelRatio);
                 const bottom = Math.round((row + 1) * this.rowHeight * devicePixelRatio);
                 const height = bottom - top - (this.rowHeight > 5 ? Math.round(2 * devicePixelRatio) : 1);
-                context.fillStyle = colors.row;
-                context.fillRect(0, top, canvas.width, height);
                 const counts = lane.types.get(type) ?? [];
-                drawBars(context, edges, counts, isStamp(type) ? colors.stamp : colors.word, shadeOf, top, height);
+                drawBars(context, edges, counts, isStamp(type) ? stamps : words, top, height);
                 const total = totals.get(type);
                 if (!total) return;
                 const all = app.info.types.get(type) ?? 0n;
