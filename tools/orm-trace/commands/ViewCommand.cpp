@@ -79,10 +79,10 @@ private:
         const CaptureView view(file, m_time, m_gap);
         ViewData data(view, m_file);
         server.StopAtSignals();  // before anybody learns that it is ready
-        out.Write(server.Address() + '\n');
-        out.Flush();
         const std::string port = std::to_string(server.Port());
         Report("view", "from another machine: ssh -L " + port + ":127.0.0.1:" + port + " HOST");
+        out.Write(server.Address() + '\n');  // last, for a program that waits for it
+        out.Flush();
         std::optional<Browser> browser;
         if (!m_isNotOpened) browser.emplace(server.Address());
         server.Run(PageWith("", ""), ServedPolicy(), data);

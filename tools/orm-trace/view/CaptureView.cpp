@@ -106,6 +106,17 @@ std::string HeadOf(const Columns& columns) {
            R"(","columns":)" + std::to_string(columns.count) + ',';
 }
 
+// Calls work(isFirst) in this thread, for which isFirst is true, and in others if there is enough for them to do. parts: pieces
+// of about a millisecond that the work has.
+template <class Work> void InThreads(std::uint64_t parts, Work work) {
+    constexpr unsigned kMaxThreads = 8;
+    std::vector<std::future<void>> others;
+    const unsigned threads = parts < 4 ? 1 : std::min(kMaxThreads, std::thread::hardware_concurrency());
+    while (others.size() + 1 < threads) others.push_back(std::async(std::launch::async, work, false));
+    work(true);
+    for (auto& other : others) other.get();
+}
+
 Json StepsJson(const StampSteps& steps) {
     Json list = Json::array();
     for (const StampStep& step : steps.first) {
@@ -134,26 +145,19 @@ CaptureView::CaptureView(const InputFile& file, const TimeOptions& time, std::ui
 
 void CaptureView::Build() {
     constexpr std::uint64_t kPart = 32 * BlockIndex::kBlock;  // samples, 1 MiB
-    constexpr unsigned kMaxThreads = 8;
     std::atomic<std::uint64_t> next = 0;
-    const auto fill = [&](auto onPart) {
+    ProgressBar bar(Samples() * sizeof(std::uint64_t));
+    std::uint64_t shown = 0;
+    InThreads(Samples() / kPart, [&](bool isFirst) {
         WordBuffer buffer(static_cast<std::size_t>(std::min(kPart, Samples())));
         for (std::uint64_t first = next.fetch_add(kPart); first < Samples(); first = next.fetch_add(kPart)) {
             const auto words = buffer.Words().first(static_cast<std::size_t>(std::min(kPart, Samples() - first)));
             Read(first, words);
             m_index->Fill(first, words);
-            onPart(first + words.size());
+            const std::uint64_t end = first + words.size();
+            if (isFirst) bar.Advance((end - std::exchange(shown, end)) * sizeof(std::uint64_t));
         }
-    };
-    ProgressBar bar(Samples() * sizeof(std::uint64_t));
-    std::uint64_t shown = 0;
-    std::vector<std::future<void>> others;
-    const unsigned threads = Samples() < 4 * kPart ? 1 : std::min(kMaxThreads, std::thread::hardware_concurrency());
-    while (others.size() + 1 < threads) {
-        others.push_back(std::async(std::launch::async, [&] { fill([](std::uint64_t) {}); }));
-    }
-    fill([&](std::uint64_t end) { bar.Advance((end - std::exchange(shown, end)) * sizeof(std::uint64_t)); });
-    for (auto& other : others) other.get();
+    });
     m_index->Finish();
 }
 
@@ -244,11 +248,14 @@ std::string CaptureView::Range(std::uint64_t from, std::uint64_t to, std::uint64
     RequireWhole();
     to = std::min(to, Samples());
     const Columns edges(std::min(from, to), to, count);
-    std::vector<RangeSummary> columns;
-    columns.reserve(static_cast<std::size_t>(edges.count));
-    for (std::uint64_t n = 0; n < edges.count; ++n) {
-        columns.push_back(m_index->Summarize(edges.Edge(n), edges.Edge(n + 1), m_read));
-    }
+    std::vector<RangeSummary> columns(static_cast<std::size_t>(edges.count));
+    std::atomic<std::uint64_t> next = 0;
+    // Each column has two parts of blocks to read.
+    InThreads(std::min(edges.count, (edges.to - edges.from) / BlockIndex::kBlock) / 64, [&](bool) {
+        for (std::uint64_t n = next++; n < edges.count; n = next++) {
+            columns[static_cast<std::size_t>(n)] = m_index->Summarize(edges.Edge(n), edges.Edge(n + 1), m_read);
+        }
+    });
     AddStepsBetween(LastStampBefore(edges.from), columns);
 
     std::string text = HeadOf(edges);
