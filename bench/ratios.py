@@ -56,6 +56,8 @@ TIME_GOALS = (
 )
 # Why a goal is not met.
 REASONS = (
+    (r"LogLine", r"limit", "the time stamp, the format and the lock take 0.2 us, which is more than 0.3 of a write where "
+                           "the kernel is as fast as here; on a machine where a write takes 2 us the ratio was 1.26"),
     (r"Find/.*", r".*", "HDF5 has an index of the names; a TDF file has none, so a lookup walks from header to header"),
     (r"Save/.*", r".*", "each chunk of 128 KiB is covered by the section's length before the next one is written, so "
                         "that a save that is killed leaves a readable file"),
