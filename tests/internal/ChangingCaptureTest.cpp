@@ -111,7 +111,7 @@ TEST_F(ChangingCapture, HasDuplicatesOfTheNamesThatItHasNow) {
 
 TEST_F(ChangingCapture, HasNoSectionWhoseNameIsCut) {
     const std::string bytes = "TDF2" + Section("x", 1, "12") + Section("name", 1, "");
-    for (const std::size_t missing : {0, 1, 4, 5}) {
+    for (const std::size_t missing : {0U, 1U, 4U, 5U}) {
         const std::string path = m_folder.Write("a", bytes);
         const InputFile file(path);
         std::filesystem::resize_file(path, bytes.size() - missing);

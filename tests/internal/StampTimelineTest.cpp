@@ -113,7 +113,7 @@ TEST(StampTimeline, FindsStepsAndTimes) {
 TEST(StampTimeline, FindsWhatIsLeftOfTheFile) {
     const std::size_t kBlock = BlockIndex::kBlock;
     const std::uint64_t stamp = std::uint64_t{0x88} << 56;
-    for (const std::uint64_t second : {200, 100}) {
+    for (const std::uint64_t second : {200U, 100U}) {
         std::vector<std::uint64_t> words(2 * kBlock);
         words[1] = stamp | 100;
         words[kBlock + 1] = stamp | second;
@@ -141,7 +141,7 @@ TEST(StampTimeline, FindsWhatIsLeftOfTheFile) {
 TEST(StampTimeline, FindsTheFirstTicks) {
     const std::size_t kBlock = BlockIndex::kBlock;
     std::vector<std::uint64_t> words(2 * kBlock);
-    for (const std::size_t ticks : {0, 1}) words[kBlock + 5 + ticks] = std::uint64_t{0x88} << 56 | ticks;
+    for (const std::size_t ticks : {0U, 1U}) words[kBlock + 5 + ticks] = std::uint64_t{0x88} << 56 | ticks;
     BlockIndex index(words.size(), 0, kGap);
     index.Fill(0, words);
     index.Finish();
