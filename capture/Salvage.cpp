@@ -59,7 +59,7 @@ private:
             const TDFSection& section = walk.Section();
             Begin(section, section.length, m_isFound ? State::kFoundByScan : State::kIntact);
             // After a fault a section may end within another one that is known.
-            const std::uint64_t bound = Bound(section.offset);
+            const std::uint64_t bound = Bound(std::uint64_t{section.offset} + 1);
             if (m_isFound && bound < m_file.Size() && section.End() > bound) return EndBefore(bound);
         }
         if (!walk.Fault()) return m_file.Size();
@@ -152,11 +152,11 @@ private:
         return chain;
     }
 
-    // Returns: where the first section after an offset begins that is already known, or the end of the file.
-    std::uint64_t Bound(std::uint64_t at) {
-        while (!m_known.empty() && m_known.back() <= at) m_known.pop_back();
+    // Returns: where the first section from an offset on begins that is already known, or the end of the file.
+    std::uint64_t Bound(std::uint64_t from) {
+        while (!m_known.empty() && m_known.back() < from) m_known.pop_back();
         if (!m_known.empty()) return m_known.back();
-        return m_salvage.m_chain && *m_salvage.m_chain > at ? *m_salvage.m_chain : m_file.Size();
+        return m_salvage.m_chain && *m_salvage.m_chain >= from ? *m_salvage.m_chain : m_file.Size();
     }
 
     bool IsRoomFor(std::uint64_t end) const {

@@ -77,9 +77,12 @@ TEST(HeaderScan, TakesNamesThatPeopleGive) {
             EXPECT_EQ(header->version, 7U);
         }
     }
-    folder.Write("f", Section("name", 1, "", 1U << 31).substr(0, 15));
-    EXPECT_FALSE(orm_trace::HeaderSearch(InputFile("f")).ReadNamed(0)) << "its name is cut";
-    EXPECT_FALSE(orm_trace::HeaderSearch(InputFile("f")).ReadNamed(4)) << "its fields are cut";
+    folder.Write("f", std::string(300, 'n') + Section("name", 1, "", 1U << 31).substr(0, 15));
+    const InputFile file("f");
+    orm_trace::HeaderSearch search(file);
+    EXPECT_FALSE(search.ReadNamed(0));
+    EXPECT_FALSE(search.ReadNamed(300)) << "its name is cut";
+    EXPECT_FALSE(search.ReadNamed(304)) << "its fields are cut";
 }
 
 TEST(HeaderScan, FindsTheFirstThatNeedsNoChain) {
