@@ -18,6 +18,7 @@ function(orm_target target)
     if(ORM_SANITIZE)
         target_compile_options(${target} PRIVATE -fsanitize=${ORM_SANITIZE} -fno-sanitize-recover=all
                                -fno-omit-frame-pointer)
+        target_compile_definitions(${target} PRIVATE _GLIBCXX_ASSERTIONS)  # indexes of containers and spans
         target_link_options(${target} PRIVATE -fsanitize=${ORM_SANITIZE})
     endif()
     if(ORM_COVERAGE)
