@@ -8,10 +8,8 @@
 #include "capture/ChainScan.h"
 #include "capture/HeaderSearch.h"
 #include "capture/Origin.h"
-#include "capture/Salvage.h"
 #include "capture/SampleFile.h"
 #include "capture/SectionPairs.h"
-#include "capture/Text.h"
 #include "support/Files.h"
 #include "tdf/TDFFormat.h"
 
@@ -27,25 +25,6 @@ TEST(CaptureLimits, TimesBefore1970) {
     EXPECT_EQ(TimeText({-1}), "1969-12-31T23:59:59.999999");
     EXPECT_EQ(TimeText({0}), "1970-01-01T00:00:00.000000");
     EXPECT_EQ(TimeText({-86400000000}), "1969-12-31T00:00:00.000000");
-}
-
-TEST(CaptureLimits, Texts) {
-    // The first and the last of each length, and what is next to them.
-    for (const char* text : {"a", "\x7F", "\xC2\x80", "\xDF\xBF", "\xE0\xA0\x80", "\xED\x9F\xBF", "\xEE\x80\x80",
-                             "\xEF\xBF\xBF", "\xF0\x90\x80\x80", "\xF4\x8F\xBF\xBF"}) {
-        EXPECT_TRUE(IsUtf8(text)) << Escaped(text);
-    }
-    for (const char* text : {"\x80", "\xBF", "\xC1\x80", "\xC2", "\xC2\x7F", "\xC2\xC0", "\xE0\x9F\xBF", "\xED\xA0\x80",
-                             "\xED\xBF\xBF", "\xF0\x8F\xBF\xBF", "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "a\xE2\x82"}) {
-        EXPECT_FALSE(IsUtf8(text)) << Escaped(text);
-    }
-    EXPECT_TRUE(IsTextName(std::string(255, 'x')));
-    EXPECT_FALSE(IsTextName(std::string(256, 'x')));
-    EXPECT_EQ(WithoutControls("\xC2\x7F \xC2\x80 \xC2\x9F \xC2\xA0"), "\xC2\\x7F \\xC2\\x80 \\xC2\\x9F \xC2\xA0");
-    EXPECT_EQ(Unescaped("\\x41\\\\"), "A\\");
-    for (const char* text : {"\\", "\\y41", "\\x4", "\\x4g"}) EXPECT_EQ(Unescaped(text), std::nullopt) << text;
-    EXPECT_EQ(BytesOfHex("4a4B"), "JK");
-    for (const char* text : {"4", "4g", "g4"}) EXPECT_EQ(BytesOfHex(text), std::nullopt) << text;
 }
 
 TEST(CaptureLimits, Faults) {
@@ -107,27 +86,6 @@ TEST(CaptureLimits, SearchesGoBack) {
     ASSERT_TRUE(first);
     EXPECT_EQ(first->name, "first");
     EXPECT_EQ(first->version, 7U);
-}
-
-// A file that goes on after the last offset that a section can have.
-TEST(CaptureLimits, Gaps) {
-    struct Gaps : Salvage::Visitor {
-        void OnGap(const Salvage::Gap& gap) override { gaps.push_back(gap); }
-        std::vector<Salvage::Gap> gaps;
-    };
-    const test::TemporaryFolder folder;
-    constexpr std::uint64_t kEnd = kMaxPosition - 15;
-    for (const std::uint64_t end : {kEnd, kEnd - 1000}) {
-        test::WriteLarge(folder / "t", end, Section("name", 1, "", 5));
-        const InputFile file(folder / "t");
-        Gaps gaps;
-        Salvage(file, true).Visit(gaps);
-        ASSERT_EQ(gaps.gaps.size(), end == kEnd ? 1U : 0U);
-        if (end != kEnd) continue;
-        EXPECT_EQ(gaps.gaps[0].begin, end);
-        EXPECT_EQ(gaps.gaps[0].end, file.Size());
-        EXPECT_EQ(gaps.gaps[0].tail, Salvage::Gap::Tail::kTooLong);
-    }
 }
 
 TEST(CaptureLimits, Sources) {
