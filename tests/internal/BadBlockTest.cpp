@@ -221,11 +221,11 @@ TEST(BadBlock, IsNotAMissingSection) {
 TEST(Opening, IsRepeatedWhereThatCanHelp) {
     const test::WorkingFolder folder;
     folder.Write("f", "x");
-    const std::tuple<const char*, std::vector<int>, int> rows[] = {{"f", {EINTR, EINTR}, 0},
-                                                                   {"f", {EINTR, EWOULDBLOCK, EWOULDBLOCK}, 0},
-                                                                   {"f", {EMFILE}, EMFILE},
-                                                                   {"/dev/null", {EWOULDBLOCK}, EWOULDBLOCK},
-                                                                   {"gone", {}, ENOENT}};
+    // clang-format off
+    const std::tuple<const char*, std::vector<int>, int> rows[] = {
+        {"f", {EINTR, EINTR}, 0}, {"f", {EINTR, EWOULDBLOCK, EWOULDBLOCK}, 0}, {"f", {EMFILE}, EMFILE},
+        {"/dev/null", {EWOULDBLOCK}, EWOULDBLOCK}, {"gone", {}, ENOENT}};
+    // clang-format on
     const int input = dup(0);
     for (const auto& [path, errors, expected] : rows) {
         close(0);  // the number of a standard stream is not taken

@@ -6,7 +6,6 @@
 #include "analysis/ExactTime.h"
 #include "capture/AppendTarget.h"
 #include "capture/ChainScan.h"
-#include "capture/HeaderSearch.h"
 #include "capture/Origin.h"
 #include "capture/SampleFile.h"
 #include "capture/SectionPairs.h"
@@ -28,14 +27,13 @@ TEST(CaptureLimits, TimesBefore1970) {
 }
 
 TEST(CaptureLimits, Faults) {
-    const std::pair<TDFFaultKind, std::string> rows[] = {{TDFFaultKind::kNone, "none"},
-                                                         {TDFFaultKind::kReadError, "read_error"},
-                                                         {TDFFaultKind::kHeaderCut, "header_cut"},
-                                                         {TDFFaultKind::kDataCut, "data_cut"},
-                                                         {TDFFaultKind::kLengthTooLong, "length_too_long"},
-                                                         {TDFFaultKind::kLengthTooShort, "length_too_short"},
-                                                         {TDFFaultKind::kNameTooLong, "name_too_long"},
-                                                         {TDFFaultKind::kBeyondFormat, "beyond_format"}};
+    // clang-format off
+    const std::pair<TDFFaultKind, std::string> rows[] = {
+        {TDFFaultKind::kNone, "none"}, {TDFFaultKind::kReadError, "read_error"},
+        {TDFFaultKind::kHeaderCut, "header_cut"}, {TDFFaultKind::kDataCut, "data_cut"},
+        {TDFFaultKind::kLengthTooLong, "length_too_long"}, {TDFFaultKind::kLengthTooShort, "length_too_short"},
+        {TDFFaultKind::kNameTooLong, "name_too_long"}, {TDFFaultKind::kBeyondFormat, "beyond_format"}};
+    // clang-format on
     for (const auto& [kind, name] : rows) {
         LocatedFault fault{};
         fault.kind = kind;
@@ -74,18 +72,6 @@ TEST(CaptureLimits, Chains) {
         EXPECT_EQ(FindChainToEnd(file, 4, 4), 4U) << size;
         EXPECT_EQ(FindChainToEnd(file, 4, file.Size()), size <= 255 ? std::optional(4U) : std::nullopt) << size;
     }
-}
-
-TEST(CaptureLimits, SearchesGoBack) {
-    const test::TemporaryFolder folder;
-    const InputFile file(
-        folder.Write("t", "TDF2" + Section("first", 7, std::string(600000, '\xFF')) + Section("last", 1, "")));
-    HeaderSearch search(file);
-    EXPECT_EQ(search.Find(300000, file.Size(), true), file.Size() - 16);
-    const auto first = search.ReadNamed(4);
-    ASSERT_TRUE(first);
-    EXPECT_EQ(first->name, "first");
-    EXPECT_EQ(first->version, 7U);
 }
 
 TEST(CaptureLimits, Sources) {

@@ -12,6 +12,7 @@ namespace {
 using orm_trace::InputFile;
 using test::Section;
 
+constexpr auto kNone = std::nullopt;
 const std::string kChain = Section("one", 1, "data") + Section("two", 2, std::string(300, 'd'));
 
 // Of headers: across two blocks, and around the ends of chunks.
@@ -59,16 +60,18 @@ TEST(HeaderScan, FindsHeadersFromEveryOffset) {
 // Of a single section, whatever else is in the file.
 TEST(HeaderScan, TakesNamesThatPeopleGive) {
     const test::WorkingFolder folder;
+    // clang-format off
     const std::pair<std::string, bool> names[] = {
         {"", false},  {"n", false},     {"nn", true},     {std::string(255, 'n'), true}, {std::string(256, 'n'), false},
         {" ~", true}, {"n\x1F", false}, {"n\x7F", false}, {"n\xC3\xA9", true},           {"n\xC3", false}};
+    // clang-format on
     for (const auto& [name, isText] : names) {
         // At the end of the file, and where more bytes follow than a header can have.
         for (const std::string& after : {std::string(), std::string(11, 'x'), std::string(400, 'x')}) {
             folder.Write("f", "x" + Section(name, 7, "") + after);
             const InputFile file("f");
             const auto found = orm_trace::HeaderSearch(file).Find(0, file.Size(), true);
-            EXPECT_EQ(found, isText ? std::optional<std::uint64_t>(1) : std::nullopt) << name << after.size();
+            EXPECT_EQ(found, isText ? std::optional<std::uint64_t>(1) : kNone) << name << after.size();
             const auto header = orm_trace::HeaderSearch(file).ReadNamed(1);
             EXPECT_EQ(header.has_value(), isText || name == "n") << name;
             if (!header) continue;
@@ -86,40 +89,30 @@ TEST(HeaderScan, TakesNamesThatPeopleGive) {
 }
 
 TEST(HeaderScan, FindsTheFirstThatNeedsNoChain) {
-    constexpr auto kNone = std::optional<std::uint64_t>();
     const std::string a = Section("aa", 1, "123"), b = Section("bb", 2, ""), x(20, 'x');
     const std::string control(1, '\1');
     // The bytes, the bound if it is not their end; where it is found as one that something follows, and as a single one.
-    const std::tuple<std::string, std::optional<std::uint64_t>, std::optional<std::uint64_t>,
-                     std::optional<std::uint64_t>>
-        rows[] = {
-            {a, {}, 0, 0},
-            {x + a + x, {}, kNone, 20},
-            {a + b, 17, 0, 0},
-            {a + b, 16, kNone, kNone},  // it reaches beyond a section that is known
-            {a + b, 18, 0, 0},
-            {a + b + x, {}, 0, 0},
-            // What follows is a header: with a text as its name, or one that is well-formed and ends within the file.
-            {a + Section("n", 1, "", 0), {}, 0, 0},
-            {a + Section("n", 1, "", 1U << 31) + x, {}, 0, 0},
-            {a + Section(control, 1, "") + x, {}, 0, 0},
-            {a + Section(control, 1, ""), {}, 0, 0},
-            {a + Section(control, 1, "", 14), {}, kNone, 0},
-            {a + Section("", 1, "") + x, {}, kNone, 0},
-            {a + Section(std::string(255, '\1'), 1, ""), {}, 0, 0},
-            {a + Section(std::string(256, '\1'), 1, ""), {}, kNone, 0},
-            {a + Section(std::string(255, 'n'), 1, "", 0), {}, 0, 0},
-            {a + b.substr(0, 13), {}, kNone, 0},
-            {a + b.substr(0, 11), {}, kNone, 0},
-            // One that the end of the file cuts is a single one, unless it is within another or after another.
-            {Section("aa", 1, "123", 18), {}, kNone, 0},
-            {Section("aa", 1, "123", 18) + "x" + b, 18, 0, 0},
-            {Section("xx", 1, Section("yy", 1, "", 1000) + "z") + x, {}, kNone, kNone},
-            {Section("xx", 1, a + x) + x, {}, kNone, 14},
-            {Section("xx", 1, "z") + x + a + x, {}, kNone, 0},
-            {Section("xx", 1, "z" + Section("yy", 1, "", 15) + b) + x, {}, kNone, 29},
-            {Section("xx", 1, a + b + x) + x, {}, 14, 14},
-        };
+    using Offset = std::optional<std::uint64_t>;
+    // clang-format off
+    const std::tuple<std::string, Offset, Offset, Offset> rows[] = {
+        {a, {}, 0, 0}, {x + a + x, {}, kNone, 20}, {a + b, 17, 0, 0},
+        {a + b, 16, kNone, kNone},  // it reaches beyond a section that is known
+        {a + b, 18, 0, 0}, {a + b + x, {}, 0, 0},
+        // What follows is a header: with a text as its name, or one that is well-formed and ends within the file.
+        {a + Section("n", 1, "", 0), {}, 0, 0}, {a + Section("n", 1, "", 1U << 31) + x, {}, 0, 0},
+        {a + Section(control, 1, "") + x, {}, 0, 0}, {a + Section(control, 1, ""), {}, 0, 0},
+        {a + Section(control, 1, "", 14), {}, kNone, 0}, {a + Section("", 1, "") + x, {}, kNone, 0},
+        {a + Section(std::string(255, '\1'), 1, ""), {}, 0, 0},
+        {a + Section(std::string(256, '\1'), 1, ""), {}, kNone, 0},
+        {a + Section(std::string(255, 'n'), 1, "", 0), {}, 0, 0}, {a + b.substr(0, 13), {}, kNone, 0},
+        {a + b.substr(0, 11), {}, kNone, 0},
+        // One that the end of the file cuts is a single one, unless it is within another or after another.
+        {Section("aa", 1, "123", 18), {}, kNone, 0}, {Section("aa", 1, "123", 18) + "x" + b, 18, 0, 0},
+        {Section("xx", 1, Section("yy", 1, "", 1000) + "z") + x, {}, kNone, kNone},
+        {Section("xx", 1, a + x) + x, {}, kNone, 14}, {Section("xx", 1, "z") + x + a + x, {}, kNone, 0},
+        {Section("xx", 1, "z" + Section("yy", 1, "", 15) + b) + x, {}, kNone, 29},
+        {Section("xx", 1, a + b + x) + x, {}, 14, 14}};
+    // clang-format on
     const test::WorkingFolder folder;
     for (const auto& [bytes, bound, followed, single] : rows) {
         const std::string label = testing::PrintToString(bytes) + " up to " + std::to_string(bound.value_or(0));
@@ -134,30 +127,21 @@ TEST(HeaderScan, FindsTheFirstThatNeedsNoChain) {
 TEST(HeaderScan, FindsWhatReachesBeyondTheEnd) {
     const std::string a = Section("aa", 1, "123"), b = Section("bb", 2, ""), x(20, 'x');
     // The bytes from the first one of the section on, where it ends, and the offset of the one that shows that it does not.
+    // clang-format off
     const std::tuple<std::string, std::uint64_t, std::optional<std::uint64_t>> rows[] = {
-        {x + a + b, 36, 20},
-        {x + a + b, 37, 20},            // by the next one that it leads to
-        {x + a + x, 37, std::nullopt},  // it ends where the other one does
-        {x + b + a + b, 36, 20},        // the first of those that lead to it
-        {x + b + a + b + x, 36, 20},
-        {x + b + b + x + b, 50, std::nullopt},  // the chain breaks before the end
-        {x + b + x + a + b, 56, 54},
-        {x + a, 36, 20},                        // up to the end of the file
-        {x + a + x, 36, 20},                    // the only one
-        {x + b + x + a + x, 60, std::nullopt},  // not the only one
-        {x + a + x + x, 57, std::nullopt},
-        {x + Section("aa", 1, "123", 18), 36, std::nullopt},  // cut
-        {x + a + b, 51, 20},                                  // of a section that the end of the file cuts
-        {x + a, 37, 20},
-        {x + a, 99, 20},
-        {x + a + x, 57, 20},
-        {x + a + x, 99, 20},
-        {x + b + x + a + x, 99, std::nullopt},
-        {x + "TDF2" + a + b, 40, std::nullopt},  // a file that is data
-        {x + "TDF2" + a + b + b + a + b, 99, std::nullopt},
-        {x + "TDF2" + b + b + x + a + b, 80, 72},
-        {x + "TDF3" + a + b, 40, 24},
-    };
+        // It reaches beyond the end, or leads to one that does; or it ends where the file does, or is the only one.
+        {x + a + b, 36, 20}, {x + a + b, 37, 20}, {x + b + a + b, 36, 20}, {x + b + a + b + x, 36, 20},
+        {x + b + x + a + b, 56, 54}, {x + a, 36, 20}, {x + a + x, 36, 20},
+        // It ends where the other one does, its chain breaks before that, it is cut, or one of two that nothing follows.
+        {x + a + x, 37, kNone}, {x + b + b + x + b, 50, kNone}, {x + Section("aa", 1, "123", 18), 36, kNone},
+        {x + b + x + a + x, 60, kNone}, {x + a + x + x, 57, kNone},
+        // Of a section that the end of the file cuts.
+        {x + a + b, 51, 20}, {x + a, 37, 20}, {x + a, 99, 20}, {x + a + x, 57, 20}, {x + a + x, 99, 20},
+        {x + b + x + a + x, 99, kNone},
+        // A file that is data.
+        {x + "TDF2" + a + b, 40, kNone}, {x + "TDF2" + a + b + b + a + b, 99, kNone},
+        {x + "TDF2" + b + b + x + a + b, 80, 72}, {x + "TDF3" + a + b, 40, 24}};
+    // clang-format on
     const test::WorkingFolder folder;
     for (const auto& [bytes, to, expected] : rows) {
         folder.Write("f", bytes);

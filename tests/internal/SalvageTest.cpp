@@ -13,8 +13,8 @@ namespace {
 using namespace orm_trace;
 using test::Section;
 
-// Lists all that is shown, for example "fault 1@21, intact 4-21 aa, tail 21-41, ". A gap is a tail if the section before
-// could have it, and a rest if that would be too long.
+// Lists all that is shown, for example "fault 1@21, intact 4-21 aa, tail 21-41, ". A gap is a tail if the section
+// before could have it, and a rest if that would be too long.
 class Listing : public Salvage::Visitor {
 public:
     void OnSection(const Salvage::Item& item) override {

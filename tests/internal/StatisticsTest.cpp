@@ -27,14 +27,12 @@ TEST(StatisticsTest, FindsTheLongestRun) {
     std::vector<std::uint64_t> different(4 * kBlock);
     std::iota(different.begin(), different.end(), 0);
     // Where words are repeated: begin, size.
-    const std::vector<std::pair<std::size_t, std::size_t>> repeats[] = {{},
-                                                                        {{0, 2}},
-                                                                        {{kBlock - 1, 2}},
-                                                                        {{kBlock - 2, 3}, {2 * kBlock, 2}},
-                                                                        {{5, 2}, {kBlock + 5, 2}, {2 * kBlock + 5, 3}},
-                                                                        {{kBlock - 5, 2 * kBlock}},
-                                                                        {{4 * kBlock - 3, 3}},
-                                                                        {{0, 4 * kBlock}}};
+    // clang-format off
+    const std::vector<std::pair<std::size_t, std::size_t>> repeats[] = {
+        {}, {{0, 2}}, {{kBlock - 1, 2}}, {{kBlock - 2, 3}, {2 * kBlock, 2}},
+        {{5, 2}, {kBlock + 5, 2}, {2 * kBlock + 5, 3}}, {{kBlock - 5, 2 * kBlock}}, {{4 * kBlock - 3, 3}},
+        {{0, 4 * kBlock}}};
+    // clang-format on
     for (const auto& each : repeats) {
         std::vector<std::uint64_t> words = different;
         for (const auto& [begin, size] : each)

@@ -53,31 +53,17 @@ TEST(Text, WritesNumbers) {
 }
 
 TEST(Text, KnowsUtf8) {
+    // clang-format off
     const std::tuple<bool, std::string> rows[] = {
-        {true, ""},
-        {true, "\x00 ~\x7F"s},
-        {true, "\xC2\x80\xDF\xBFz"},
+        {true, ""}, {true, "\x00 ~\x7F"s}, {true, "\xC2\x80\xDF\xBFz"},
         {true, "\xE0\xA0\x80\xE1\x80\x80\xED\x9F\xBF\xEE\x80\x80\xEF\xBF\xBFz"},
-        {true, "\xF0\x90\x80\x80\xF1\x80\x80\x80\xF4\x8F\xBF\xBFz"},
-        {false, "\x80"},
-        {false, "\xBFz"},
-        {false, "\x82\x80"},
-        {false, "z\xC1\xBF"},
-        {false, "\xC2"},
-        {false, "\xC2\x41"},
-        {false, "\xC2\xC0"},
-        {false, "\xE0\x9F\xBF"},
-        {false, "\xE1\x80"},
-        {false, "\xE1\x80\x41z"},
-        {false, "\xED\xA0\x80"},
-        {false, "\xED\xBF\xBF"},
-        {false, "\xF0\x8F\xBF\xBF"},
-        {false, "\xF1\x80\x80"},
-        {false, "\xF1\x80\x80\xC0"},
-        {false, "\xF4\x90\x80\x80"},
-        {false, "\xF5\x80\x80\x80"},
-        {false, "\xF9\xA0\x80\x80"},
+        {true, "\xF0\x90\x80\x80\xF1\x80\x80\x80\xF4\x8F\xBF\xBFz"}, {false, "\x80"}, {false, "\xBFz"},
+        {false, "\x82\x80"}, {false, "z\xC1\xBF"}, {false, "\xC2"}, {false, "\xC2\x41"}, {false, "\xC2\xC0"},
+        {false, "\xE0\x9F\xBF"}, {false, "\xE1\x80"}, {false, "\xE1\x80\x41z"}, {false, "\xED\xA0\x80"},
+        {false, "\xED\xBF\xBF"}, {false, "\xF0\x8F\xBF\xBF"}, {false, "\xF1\x80\x80"}, {false, "\xF1\x80\x80\xC0"},
+        {false, "\xF4\x90\x80\x80"}, {false, "\xF5\x80\x80\x80"}, {false, "\xF9\xA0\x80\x80"},
         {false, "\xFF\x80\x80\x80"}};
+    // clang-format on
     for (const auto& [isUtf8, bytes] : rows) EXPECT_EQ(IsUtf8(bytes), isUtf8) << Escaped(bytes);
     EXPECT_FALSE(IsUtf8(std::string_view("z\xC2\x80", 2))) << "nor does it complete what follows the text";
 }

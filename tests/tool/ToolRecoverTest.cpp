@@ -138,19 +138,6 @@ TEST_F(ToolRecoverTest, LosesNoUndamagedSection) {
     }
 }
 
-// A fault has the index of the section that it is in.
-TEST_F(ToolRecoverTest, CountsTheSectionsBeforeAFault) {
-    const std::string cut = Section("cut", 1, "12345678").substr(0, 20),
-                      bad = Section("bad", 1, "1234567").replace(0, 1, 1, '\5');
-    std::string before = "TDF2";
-    for (int n = 0; n < 4; ++n, before += Section("s", 1, "data")) {
-        for (const std::string& fault : {cut, bad + Section("after", 1, "data")}) {
-            const auto document = nlohmann::json::parse(Recover(before + fault, " --json").out);
-            EXPECT_EQ(document["faults"][0]["index"], std::to_string(n)) << document["faults"];
-        }
-    }
-}
-
 TEST_F(ToolRecoverTest, SaysWhatItDoesWithEachByte) {
     const std::string a = Section("a", 1, "123"), b = Section("bb", 2, "4567"), c = Section("cc", 3, "");
     const std::string samples = "0123456789abcdef", unfinished = Section("BinTraceData", 1, samples, 0);
