@@ -117,9 +117,15 @@ TEST(BlockIndex, EndsWhereWordsAreMissing) {
 }
 
 TEST(BlockIndex, TakesTwoPercent) {
-    for (const std::size_t size : {std::size_t{4000000}, 1025 * kBlock, 16 * 64 * kBlock + 1}) {
-        const auto words = RandomWords(size, 0);
-        EXPECT_LE(Filled(words, 0).MemoryUse(), size * 8 / 50) << size;
+    EXPECT_LE(Filled(RandomWords(4000000, 0), 0).MemoryUse(), 4000000 * 8 / 50);
+    const std::size_t empty = Filled({}, 0).MemoryUse();
+    EXPECT_TRUE(empty > sizeof(BlockIndex) && empty < sizeof(BlockIndex) + 100);
+    // Of a block, its counts of 16 bits, its stamps, and its gaps; above them, counts of 32 bits.
+    for (const auto& [blocks, above] :
+         {std::pair(1U, 0U), {2U, 1U}, {16U, 1U}, {17U, 3U}, {257U, 20U}, {65537U, 4373U}}) {
+        BlockIndex index(blocks * kBlock, 0);
+        index.Finish();
+        EXPECT_EQ(index.MemoryUse() - empty, blocks * (512 + 56 + 2) + above * (1024 + 56)) << blocks;
     }
 }
 

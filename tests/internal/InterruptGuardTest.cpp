@@ -126,16 +126,19 @@ TEST_F(InterruptGuardTest, RemovesNoFileOfAnother) {
 // Others still write to the standard streams, also to those that are closed.
 TEST(TemporaryNameTest, IsNoStandardStream) {
     const test::TemporaryFolder folder;
-    for (const bool hasOthers : {true, false}) {
-        EXPECT_TRUE(test::HoldsInChild([&] {
-            close(STDIN_FILENO);
-            const rlimit none{3, 3};
-            if (!hasOthers) setrlimit(RLIMIT_NOFILE, &none);
-            orm_trace::TemporaryName name(folder / "n.XXXXXX.tdf", 4);
-            const auto file = name.TakeFile();
-            return fcntl(STDIN_FILENO, F_GETFD) == -1 &&
-                   (hasOthers ? fileno(file.get()) > STDERR_FILENO : file == nullptr);
-        })) << hasOthers;
+    for (const int number : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        for (const bool hasOthers : {true, false}) {
+            EXPECT_TRUE(test::HoldsInChild([&] {
+                close(number);
+                const rlimit none{3, 3};
+                if (!hasOthers) setrlimit(RLIMIT_NOFILE, &none);
+                orm_trace::TemporaryName name(folder / "n.XXXXXX.tdf", 4);
+                const auto file = name.TakeFile();
+                return fcntl(number, F_GETFD) == -1 &&
+                       (hasOthers ? fileno(file.get()) > STDERR_FILENO : file == nullptr);
+            })) << number
+                << hasOthers;
+        }
     }
 }
 

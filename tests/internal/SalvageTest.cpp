@@ -109,6 +109,13 @@ TEST_F(SalvageTest, ShowsEachByteOnce) {
         {x + tooLong + a + b, "fault 0@4, gap 4-41, found 41-58 aa, found 58-72 bb, ", ""},
         {x + b + tooLong + a + b,
          "fault 0@4, gap 4-24, found 24-38 bb, shortened 38-55 aa, found 55-72 aa, found 72-86 bb, ", ""},
+        {x + b + tooLong + a + b + x,
+         "fault 0@4, gap 4-24, fault 2@75, found 24-38 bb, shortened 38-55 aa, fault 4@86, found 55-72 aa, "
+         "found 72-86 bb, tail 86-106, ",
+         "fault 0@4, gap 4-24, fault 2@75, found 24-38 bb, shortened 38-55 aa, fault 4@86, found 55-72 aa, "
+         "extended 72-106 bb, "},
+        {Section("big", 1, "x", 99) + a + noText + b,
+         "fault 0@4, shortened 4-20 big, found 20-37 aa, found 37-50 \1, found 50-64 bb, ", ""},
         {Section("big", 1, b + b) + x, "fault 1@47, intact 4-47 big, tail 47-67, ", "fault 1@47, extended 4-67 big, "},
         {a + x + Section("aa", 1, b) + b, "fault 1@21, intact 4-21 aa, tail 21-41, found 41-69 aa, found 69-83 bb, ",
          "fault 1@21, extended 4-41 aa, found 41-69 aa, found 69-83 bb, "},
@@ -147,7 +154,15 @@ TEST_F(SalvageTest, StaysWithinTheFormat) {
         EXPECT_EQ(Visit(false),
                   "fault 0@4, rebuilt 4-134217732 aa, " + (more == 0 ? "" : "rest 134217732-" + size + ", "));
     }
-    // A header at the end of the format, whose section would have a byte there, or none.
+    // What follows the last section, up to the end of the format, and a header there whose section would have a byte, or
+    // none.
+    for (const std::uint64_t more : {0U, 1U}) {
+        const std::uint64_t begin = test::WriteLarge("f", kMaxPosition - 100, std::string(100 + more, 'x'));
+        const std::string last =
+            std::to_string(begin) + (more == 0 ? "-4294967295" : "-4294967195") + " BinTraceData, ";
+        const std::string expected = more == 0 ? "extended " + last : "intact " + last + "rest 4294967195-4294967296, ";
+        EXPECT_TRUE(Visit(true).ends_with(expected)) << Visit(true);
+    }
     for (const std::uint64_t left : {15U, 14U}) {
         test::WriteLarge("f", kMaxPosition - left, Section("aa", 1, std::string(10, 'd'), 5));
         const std::string text = Visit(false), begin = std::to_string(kMaxPosition - left);
