@@ -11,11 +11,11 @@ using namespace orm_trace;
 using namespace std::string_literals;
 
 TEST(Text, EscapesAndTakesItBack) {
-    const std::pair<std::string, std::string> rows[] = {{"", ""},
-                                                        {"\x00\x09\x0A\x1F a"s, R"(\x00\x09\x0A\x1F a)"},
-                                                        {"~\x7F\x80\x9F\xA0\xFA\xFF", R"(~\x7F\x80\x9F\xA0\xFA\xFF)"},
-                                                        {R"(\\x41)", R"(\\\\x41)"},
-                                                        {"a\\", R"(a\\)"}};
+    // clang-format off
+    const std::pair<std::string, std::string> rows[] = {
+        {"", ""}, {"\x00\x09\x0A\x1F a"s, R"(\x00\x09\x0A\x1F a)"}, {R"(\\x41)", R"(\\\\x41)"}, {"a\\", R"(a\\)"},
+        {"~\x7F\x80\x9F\xA0\xFA\xFF", R"(~\x7F\x80\x9F\xA0\xFA\xFF)"}};
+    // clang-format on
     for (const auto& [bytes, text] : rows) {
         EXPECT_EQ(Escaped(bytes), text);
         EXPECT_EQ(Unescaped(text), bytes);
@@ -28,13 +28,12 @@ TEST(Text, EscapesAndTakesItBack) {
 }
 
 TEST(Text, ReplacesOnlyControls) {
-    const std::pair<std::string, std::string> rows[] = {{"", ""},
-                                                        {"\x01\x1F ~\x7F\\", R"(\x01\x1F ~\x7F\)"},
-                                                        {"\xC2\x80z\xC2\x9Fz", R"(\xC2\x80z\xC2\x9Fz)"},
-                                                        {"\xC2\xA0\xC3\x85\x80\xFF", "\xC2\xA0\xC3\x85\x80\xFF"},
-                                                        {"\xC2", "\xC2"},
-                                                        {"z\xC2\x80", R"(z\xC2\x80)"},
-                                                        {"\xC2\x7F\xC2z", "\xC2\\x7F\xC2z"}};
+    // clang-format off
+    const std::pair<std::string, std::string> rows[] = {
+        {"", ""}, {"\x01\x1F ~\x7F\\", R"(\x01\x1F ~\x7F\)"}, {"\xC2\x80z\xC2\x9Fz", R"(\xC2\x80z\xC2\x9Fz)"},
+        {"\xC2\xA0\xC3\x85\x80\xFF", "\xC2\xA0\xC3\x85\x80\xFF"}, {"\xC2", "\xC2"}, {"z\xC2\x80", R"(z\xC2\x80)"},
+        {"\xC2\x7F\xC2z", "\xC2\\x7F\xC2z"}};
+    // clang-format on
     for (const auto& [text, clean] : rows) EXPECT_EQ(WithoutControls(text), clean);
     EXPECT_EQ(WithoutControls(std::string_view("\xC2\x80", 1)), "\xC2") << "not what follows the text";
 }

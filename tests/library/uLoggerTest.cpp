@@ -183,16 +183,14 @@ TEST_F(uLoggerTest, GoesOnWhenItCouldNotWrite) {
                rename = [&] { logger.SetFileName("late/log", true); }, clear = [&] { logger.Clear(); },
                empty = [&] { logger.SetFileName("late/log", false); },
                other = [] { std::ofstream("late/log", std::ios::app) << "other\n"; };
+    // clang-format off
     const std::tuple<const char*, std::size_t, Step, const char*> rows[] = {
-        {"no room", 0, nothing, ""},
-        {"a part", 5, nothing, "M    \n"},
-        {"whole lines of a message", 9, nothing, "M      d\n"},
-        {"reopened", 5, reopen, "M    \n"},
-        {"named again", 5, rename, "M    \n"},
-        {"another process", 5, other, "M    other\n\n"},
-        {"emptied", 5, clear, nullptr},
-        {"opened to empty it", 5, empty, nullptr},
+        {"no room", 0, nothing, ""}, {"a part", 5, nothing, "M    \n"},
+        {"whole lines of a message", 9, nothing, "M      d\n"}, {"reopened", 5, reopen, "M    \n"},
+        {"named again", 5, rename, "M    \n"}, {"another process", 5, other, "M    other\n\n"},
+        {"emptied", 5, clear, nullptr}, {"opened to empty it", 5, empty, nullptr},
         {"a part in that mode", 5, nothing, "M    \n"}};
+    // clang-format on
     for (const auto& [label, room, step, part] : rows) {
         const std::string before = ReadAll("late/log");
         {

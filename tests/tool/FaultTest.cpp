@@ -89,23 +89,22 @@ TEST_F(FaultTest, NeedsLittleOfASystem) {
     const std::string create = "create t.tdf --force --section new:1@data", fresh = "create n.tdf --section new:1@data",
                       made = "TDF2" + Section("new", 1, test::ReadAll(m_data)), appended = m_before + made.substr(4);
     // The call and the error, the command, what its target holds after it, and the codes, of whichever call failed.
+    // clang-format off
     const std::tuple<std::string, std::string, std::string, std::string> rows[] = {
         {"flock:error=EINTR", "append t.tdf --section new:1@data", appended, "0"},
         {"flock:error=ENOLCK", "append t.tdf --section new:1@data", appended, "0"},
         {"fcntl:error=EMFILE", "append t.tdf --section new:1@- <data", appended, "014"},
         {"access:error=ENOENT", "append t.tdf --section new:1@data", appended, "0"},
-        {"access:error=ENOENT", fresh, made, "0"},
-        {"linkat:error=EEXIST", fresh, made, "1"},
+        {"access:error=ENOENT", fresh, made, "0"}, {"linkat:error=EEXIST", fresh, made, "1"},
         {"renameat2:error=EEXIST", fresh + " --force", made, "0"},
-        {"renameat2:error=EINVAL", fresh + " --force", made, "0"},
-        {"renameat:error=EINVAL", create, made, "1"},
-        {"fchown:error=EPERM", create, made, "0"},
-        {"fcntl:error=EMFILE", create, made, "014"},
+        {"renameat2:error=EINVAL", fresh + " --force", made, "0"}, {"renameat:error=EINVAL", create, made, "1"},
+        {"fchown:error=EPERM", create, made, "0"}, {"fcntl:error=EMFILE", create, made, "014"},
         {"fcntl:error=EMFILE", create + " <&-", made, "014"},
         {"openat:error=EMFILE", "recover t.tdf -o n.tdf", m_before, "014"},
         {"close:error=EIO", "recover t.tdf -o n.tdf", m_before, "01"},
         {"pread64:retval=0", "recover t.tdf -o n.tdf", m_before, "04"},
         {"newfstatat:error=EIO", "recover t.tdf -o n.tdf", m_before, "014"}};
+    // clang-format on
     const auto files = [] { return std::distance(std::filesystem::directory_iterator("."), {}); };
     for (const auto& [fault, arguments, complete, expected] : rows) {
         const std::string target = arguments.find("n.tdf") != arguments.npos ? "n.tdf" : "t.tdf";
