@@ -96,8 +96,6 @@ TEST_F(SalvageTest, ShowsEachByteOnce) {
         {a + Section(trap, 1, "", 999), "fault 1@21, intact 4-21 aa, tail 21-35, found 35-49 bb, found 49-63 bb, ",
          "fault 1@21, extended 4-35 aa, found 35-49 bb, found 49-63 bb, "},
         // Too long by what another one has, in the middle of the file.
-        {tooLong + a + b + x, "fault 1@41, shortened 4-21 aa, fault 3@52, found 21-38 aa, found 38-52 bb, tail 52-72, ",
-         "fault 1@41, shortened 4-21 aa, fault 3@52, found 21-38 aa, extended 38-72 bb, "},
         {tooLong + a + b + x + tooLong + a + b + x,
          "fault 1@41, shortened 4-21 aa, fault 3@52, found 21-38 aa, found 38-52 bb, tail 52-89, "
          "fault 5@120, found 89-106 aa, found 106-120 bb, tail 120-140, ",
