@@ -10,8 +10,10 @@
 #include <functional>
 #include <memory>
 #include <utility>
+#include <vector>
 
 #include "driver/CChannelDriver.h"
+#include "internal/Writes.h"
 #include "support/BadBlock.h"
 #include "support/Files.h"
 #include "tdf/FileIO.h"
@@ -47,7 +49,15 @@ extern "C" ssize_t pread(int descriptor, void* buffer, std::size_t size, off_t o
     return got;
 }
 
+std::vector<ssize_t> test::g_writes;
+
 extern "C" ssize_t pwrite(int descriptor, const void* data, std::size_t size, off_t offset) {
+    if (!test::g_writes.empty()) {
+        const ssize_t next = test::g_writes.back();
+        test::g_writes.pop_back();
+        if (next <= 0) return errno = static_cast<int>(-next), next < 0 ? -1 : 0;
+        size = std::min(size, static_cast<std::size_t>(next));
+    }
     const ssize_t written = syscall(SYS_pwrite64, descriptor, data, size, offset);
     if (std::exchange(g_losesDescriptor, false)) close(descriptor);
     return written;

@@ -3,7 +3,6 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -124,22 +123,5 @@ TEST_F(InterruptGuardTest, RemovesNoFileOfAnother) {
 }
 
 // Others still write to the standard streams, also to those that are closed.
-TEST(TemporaryNameTest, IsNoStandardStream) {
-    const test::TemporaryFolder folder;
-    for (const int number : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-        for (const bool hasOthers : {true, false}) {
-            EXPECT_TRUE(test::HoldsInChild([&] {
-                close(number);
-                const rlimit none{3, 3};
-                if (!hasOthers) setrlimit(RLIMIT_NOFILE, &none);
-                orm_trace::TemporaryName name(folder / "n.XXXXXX.tdf", 4);
-                const auto file = name.TakeFile();
-                return fcntl(number, F_GETFD) == -1 &&
-                       (hasOthers ? fileno(file.get()) > STDERR_FILENO : file == nullptr);
-            })) << number
-                << hasOthers;
-        }
-    }
-}
 
 }  // namespace

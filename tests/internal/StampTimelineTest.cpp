@@ -1,13 +1,10 @@
-// Steps and times from an index, compared with a plain walk.
+// Steps and times from an index: at its edges, and in files that become shorter. The fuzz target has a model of the rest.
 #include "analysis/StampTimeline.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <random>
 #include <vector>
-
-#include "analysis/Statistics.h"
 
 namespace {
 
@@ -17,96 +14,10 @@ using orm_trace::StampTimeline;
 
 constexpr std::uint64_t kGap = 5000;
 
-// Stamps that go forward, with rare gaps and steps back, among other words.
-std::vector<std::uint64_t> MakeWords(std::size_t size, unsigned oneIn, unsigned backIn, std::mt19937& random) {
-    std::vector<std::uint64_t> words(size);
-    std::uint64_t clock = 1 << 20;
-    for (std::uint64_t& word : words) {
-        if (random() % oneIn != 0) {
-            word = random();
-            continue;
-        }
-        clock += random() % 100;
-        if (random() % 1000 == 0) clock += kGap + random() % 2;
-        if (random() % backIn == 0) clock -= std::min<std::uint64_t>(clock, random() % 20000);
-        word = std::uint64_t{0x88} << 56 | clock;
-    }
-    return words;
-}
-
 std::vector<std::pair<std::uint64_t, std::uint64_t>> Listed(const StampSteps& steps) {
     std::vector<std::pair<std::uint64_t, std::uint64_t>> list;
     for (const auto& step : steps.first) list.emplace_back(step.sample, step.ticks);
     return list;
-}
-
-TEST(StampTimeline, FindsStepsAndTimes) {
-    std::mt19937 random(1);
-    const std::size_t kBlock = BlockIndex::kBlock;
-    for (const std::size_t size : {std::size_t{0}, std::size_t{1}, kBlock - 1, kBlock, 3 * kBlock + 5, 40 * kBlock}) {
-        for (const auto& [oneIn, backIn] : {std::pair(1U, 100U), {8U, 3000U}, {20000U, 2U}, {9U, 4000000000U}}) {
-            const auto words = MakeWords(size, oneIn, backIn, random);
-            BlockIndex index(size, 7, kGap);
-            index.Fill(0, words);
-            index.Finish();
-            const auto read = [&](std::uint64_t first, std::span<std::uint64_t> to) {
-                std::copy_n(words.begin() + static_cast<std::ptrdiff_t>(first), to.size(), to.begin());
-                return to.size();
-            };
-            const auto expected = [&](std::uint64_t begin, std::uint64_t end, std::size_t limit) {
-                orm_trace::Statistics plain(begin, {7, kGap, limit});
-                plain.Add(orm_trace::Words(words).subspan(begin, end - begin));
-                return plain;
-            };
-            const StampTimeline timeline(index, 50, read);
-            const auto whole = expected(0, size, 50);
-            ASSERT_EQ(timeline.All().back.count, whole.StepsBack().count);
-            ASSERT_EQ(timeline.All().gaps.count, whole.Gaps().count);
-            ASSERT_EQ(Listed(timeline.All().back), Listed(whole.StepsBack()));
-            ASSERT_EQ(Listed(timeline.All().gaps), Listed(whole.Gaps()));
-            for (int n = 0; n < 20; ++n) {
-                const std::uint64_t begin = random() % (size + 1), end = begin + random() % (size - begin + 1);
-                const auto part = expected(begin, end, 10);
-                const auto steps = timeline.StepsOf(begin, end, 10, read);
-                ASSERT_EQ(steps.back.count, part.StepsBack().count) << begin << ' ' << end;
-                ASSERT_EQ(Listed(steps.gaps), Listed(part.Gaps())) << begin << ' ' << end;
-            }
-
-            ASSERT_EQ(timeline.Stretches().size(), std::min<std::uint64_t>(50, whole.StepsBack().count + 1));
-            std::uint64_t next = 0;
-            for (const auto& stretch : timeline.Stretches()) {
-                ASSERT_EQ(stretch.begin, std::exchange(next, stretch.end));
-                std::vector<std::pair<std::uint64_t, std::uint64_t>> stamps;  // ticks, sample
-                for (std::uint64_t n = stretch.begin; n < stretch.end; ++n) {
-                    if (orm_trace::IsStamp(words[n])) stamps.emplace_back(orm_trace::TicksOf(words[n], 7), n);
-                }
-                if (stamps.empty()) continue;
-                std::vector<std::uint64_t> edges;
-                for (int n = 0; n < 40; ++n) {
-                    edges.push_back(stretch.least + random() % (stretch.greatest - stretch.least + 9) - 4);
-                }
-                std::sort(edges.begin(), edges.end());
-                const auto columns = timeline.Columns(stretch, edges, read);
-                for (std::size_t n = 0; n < edges.size(); ++n) {
-                    const std::uint64_t from = timeline.Find(stretch, edges[n], read);
-                    const std::uint64_t to = n + 1 < edges.size() ? timeline.Find(stretch, edges[n + 1], read) : from;
-                    ASSERT_EQ(columns[n].begin, from) << n;
-                    ASSERT_EQ(columns[n].types, index.Summarize(from, to, read).types) << from << ' ' << to;
-                }
-                ASSERT_EQ(stretch.least, stamps.front().first);
-                ASSERT_EQ(stretch.greatest, stamps.back().first);
-                for (int n = 0; n < 30; ++n) {
-                    const std::uint64_t ticks = stretch.least + random() % (stretch.greatest - stretch.least + 3);
-                    const auto at = std::lower_bound(stamps.begin(), stamps.end(), std::pair(ticks, std::uint64_t{0}));
-                    const std::uint64_t sample = ticks <= stretch.least ? stretch.begin
-                                                 : at == stamps.end()   ? stretch.end
-                                                                        : at->second;
-                    ASSERT_EQ(timeline.Find(stretch, ticks, read), sample) << stretch.begin << ' ' << ticks;
-                }
-            }
-            EXPECT_TRUE(timeline.Stretches().size() == 50 || next == size);
-        }
-    }
 }
 
 // The file becomes shorter: what was there before is found.
@@ -180,8 +91,8 @@ TEST(StampTimeline, EndsWhereWordsAreMissing) {
                 reads = 0;
                 const auto columns = timeline.Columns(timeline.Stretches()[0], {from, words.size()}, read);
                 const std::size_t size = std::min(available, kBlock) - std::min(from, available) + kBlock + last;
-                if (from < kBlock) EXPECT_EQ(columns[0].types[0x88], size) << available << from;
-                if (available == words.size()) EXPECT_EQ(reads, from < kBlock ? 3 : 2) << from;
+                EXPECT_TRUE(from == kBlock || columns[0].types[0x88] == size) << available << from;
+                EXPECT_TRUE(available != words.size() || reads == (from < kBlock ? 3 : 2)) << from;
             }
         }
     }
