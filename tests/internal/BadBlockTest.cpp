@@ -75,7 +75,8 @@ extern "C" int open(const char* path, int flags, ...) {
     if (Fails(g_openErrors)) return -1;
     std::va_list arguments;
     va_start(arguments, flags);
-    const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
+    const bool hasMode = (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
+    const mode_t mode = hasMode ? va_arg(arguments, mode_t) : 0;
     va_end(arguments);
     return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
 }

@@ -9,6 +9,7 @@
 #include "capture/Origin.h"
 #include "capture/SampleFile.h"
 #include "capture/SectionPairs.h"
+#include "capture/SectionWalk.h"
 #include "support/Files.h"
 #include "tdf/TDFFormat.h"
 
@@ -40,6 +41,13 @@ TEST(CaptureLimits, Faults) {
         EXPECT_EQ(fault.KindName(), name);
     }
     EXPECT_EQ(LocatedFault{}.Message(), "section 0 at offset 0x0: no fault");
+    const test::TemporaryFolder folder;
+    for (const std::size_t size : {4095U, 4096U}) {
+        const InputFile file(folder.Write("t", "TDF2" + Section(std::string(size, 'n'), 1, "", 5)));
+        SectionWalk walk(file);
+        EXPECT_FALSE(walk.Next());
+        EXPECT_EQ(walk.Fault()->name.value_or("").size(), size == 4095 ? size : 0U);
+    }
 }
 
 TEST(CaptureLimits, Origins) {

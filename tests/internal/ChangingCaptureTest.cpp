@@ -14,6 +14,7 @@
 #include "capture/Error.h"
 #include "capture/SectionCopy.h"
 #include "capture/SectionPairs.h"
+#include "capture/SectionWalk.h"
 #include "capture/TargetLock.h"
 #include "support/Files.h"
 
@@ -70,6 +71,16 @@ TEST_F(ChangingCapture, IsNotPairedWithWhatItWas) {
         m_folder.Write(changed, "TDF2" + sections);
         EXPECT_EQ(PairsOf(pairs), expected) << sections;
     }
+}
+
+TEST_F(ChangingCapture, HasTheDataThatWasAppended) {
+    const std::string path = m_folder.Write("t", "TDF2" + Section("first", 1, "1"));
+    const InputFile file(path);
+    std::ofstream(path, std::ios::app) << Section("second", 1, "23");
+    orm_trace::SectionWalk walk(file);
+    EXPECT_TRUE(walk.Next() && walk.DataAvailable() == 1);
+    EXPECT_TRUE(walk.Next() && walk.DataAvailable() == 2);
+    EXPECT_FALSE(walk.Next() || walk.Fault());
 }
 
 // The order of the hashes is random, so that each name is also looked for where it comes last.

@@ -57,6 +57,26 @@ TEST(HeaderScan, FindsHeadersFromEveryOffset) {
     EXPECT_EQ(orm_trace::FindChainToEnd(file, 301, 0), 300 + Section("one", 1, "data").size());
 }
 
+// Names that reach as far as possible into the next chunk, sections that are as long as possible, and a last one that has
+// no name.
+TEST(HeaderScan, FindsChainsAcrossChunks) {
+    const test::WorkingFolder folder;
+    constexpr std::size_t kChunk = 64 * 1024, kMost = 128 << 20;
+    for (const std::size_t size : {254U, 255U}) {
+        for (std::size_t at = kChunk - 14; at <= kChunk; ++at) {
+            folder.Write("f", std::string(at, 'x') + Section(std::string(size, 'n'), 1, "") + Section("", 1, ""));
+            const InputFile file("f");
+            EXPECT_EQ(orm_trace::FindChainToEnd(file, 0, file.Size() - 12), at) << size;
+        }
+    }
+    for (const std::size_t at : {kChunk - 500, kChunk - 12, kChunk}) {
+        folder.Write("f", std::string(at, 'x') + Section("longest", 1, "", kMost));
+        std::filesystem::resize_file("f", at + kMost);
+        std::ofstream("f", std::ios::app) << Section("last", 1, "");
+        EXPECT_EQ(orm_trace::FindChainToEnd(InputFile("f"), 0, 0), at);
+    }
+}
+
 // Of a single section, whatever else is in the file.
 TEST(HeaderScan, TakesNamesThatPeopleGive) {
     const test::WorkingFolder folder;

@@ -52,7 +52,9 @@ TEST(ReplacementFile, HasNoNameBeforeItIsComplete) {
     close(nameless);
     ReplacementFile file(folder / "t.tdf", false, "exists");
     EXPECT_TRUE(std::filesystem::is_empty(folder.Path()));
-    EXPECT_EQ(fcntl(open(file.Path().c_str(), O_RDONLY), F_GETFD), 0) << "only a copy is passed on";
+    struct stat status {};
+    EXPECT_TRUE(stat(file.Path().c_str(), &status) == 0 && (status.st_mode & 0777) == 0600)
+        << "nobody else may read it";
     file.Publish();
     EXPECT_EQ(test::ReadAll(folder / "t.tdf"), "TDF2");
 }
