@@ -102,6 +102,13 @@ TEST(CaptureLimits, Sources) {
         EXPECT_GT(target.Appended(), 12U);
     }
     EXPECT_EQ(test::ReadAll(path), "TDF2") << "none was kept";
+    const auto lengthError = [](std::size_t name, std::uint64_t size) {
+        return ErrorOf<Error>([&] { SectionSource(std::string(name, 'n'), 1, "memory", size, {}); });
+    };
+    EXPECT_EQ(lengthError(4095, 1), "");
+    EXPECT_NE(lengthError(4096, 1).find("readers find names of up to 4095"), std::string::npos);
+    EXPECT_EQ(lengthError(4, (128 << 20) - 16), "");
+    EXPECT_NE(lengthError(4, (128 << 20) - 15).find(" of 134217729 bytes, readers find"), std::string::npos);
     SectionSource nothing("a", 1, "/dev/null");
     nothing.Open();
     EXPECT_EQ(nothing.Size(), 0U);

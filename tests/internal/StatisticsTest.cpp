@@ -31,7 +31,7 @@ TEST(StatisticsTest, FindsTheLongestRun) {
     const std::vector<std::pair<std::size_t, std::size_t>> repeats[] = {
         {}, {{0, 2}}, {{kBlock - 1, 2}}, {{kBlock - 2, 3}, {2 * kBlock, 2}},
         {{5, 2}, {kBlock + 5, 2}, {2 * kBlock + 5, 3}}, {{kBlock - 5, 2 * kBlock}}, {{4 * kBlock - 3, 3}},
-        {{0, 4 * kBlock}}};
+        {{0, 4 * kBlock}}, {{kBlock, kBlock}}};
     // clang-format on
     for (const auto& each : repeats) {
         std::vector<std::uint64_t> words = different;
