@@ -129,6 +129,11 @@ TEST(CaptureLimits, Comparisons) {
         EXPECT_EQ(HasSameBytes(a, offsetA, b, offsetB, size, [&](std::uint64_t bytes) { done += bytes; }), isSame);
         EXPECT_EQ(done, isSame ? 2 * size : 0U);
     }
+    for (const std::size_t size : {65536U, 65537U, 200000U}) {
+        const std::string bytes(size, 'd');
+        const InputFile c(folder.Write("c", bytes + 'd')), d(folder.Write("d", bytes + 'e'));
+        EXPECT_TRUE(HasSameBytes(c, 0, d, 0, size) && !HasSameBytes(c, 0, d, 0, size + 1)) << size;
+    }
     const std::string shorter = "became shorter while it was being read";
     EXPECT_EQ(ErrorOf<Error>([&] { HasSameBytes(a, 1, b, 0, 5); }), shorter);
     EXPECT_EQ(ErrorOf<Error>([&] { HasSameBytes(a, 0, b, 1, 5); }), shorter);
