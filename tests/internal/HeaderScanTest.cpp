@@ -34,6 +34,8 @@ TEST(HeaderScan, FindsHeadersAtEveryOffset) {
             const InputFile whole("f");
             EXPECT_EQ(orm_trace::FindChainToEnd(whole, 0, 0), shift) << filler;
             EXPECT_EQ(orm_trace::HeaderSearch(whole).Find(0, whole.Size(), false), shift) << filler;
+            folder.Write("h", before + Section("", 1, std::string(300, '\0')) + kChain);
+            EXPECT_EQ(orm_trace::FindChainToEnd(InputFile("h"), 0, 0), shift) << filler;
             // A single section.
             folder.Write("g", before + Section("one", 1, "data") + std::string(400, 'x'));
             const InputFile single("g");
