@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "driver/CChannelDriver.h"
-#include "internal/Writes.h"
+#include "internal/SystemCalls.h"
 #include "support/BadBlock.h"
 #include "support/Files.h"
 #include "tdf/FileIO.h"
@@ -22,8 +22,6 @@
 
 namespace {
 test::BadBlock* g_standIn = nullptr;
-ssize_t g_piece = SSIZE_MAX;   // that the system reads at most at once; negative: it fails
-int g_goodReads = -1;          // that succeed before all fail; negative: no limit
 bool g_isInterrupted = false;  // the next call is, and every other one
 int g_ends = -1;               // of files that reads meet before g_atEnd is called, once
 std::function<void()> g_atEnd;
@@ -31,6 +29,12 @@ std::vector<int> g_openErrors;   // of the next openings, the last first
 std::vector<int> g_cutErrors;    // of the next cuts of a file, the last first
 bool g_losesDescriptor = false;  // the next write does, so that closing fails
 }  // namespace
+
+ssize_t test::g_piece = SSIZE_MAX;
+int test::g_goodReads = -1;
+std::vector<ssize_t> test::g_writes;
+using test::g_goodReads;
+using test::g_piece;
 
 extern "C" std::FILE* fdopen(int descriptor, const char* mode) noexcept {
     static const auto real = reinterpret_cast<std::FILE* (*)(int, const char*)>(dlsym(RTLD_NEXT, "fdopen"));
@@ -48,8 +52,6 @@ extern "C" ssize_t pread(int descriptor, void* buffer, std::size_t size, off_t o
     if (got == 0 && g_ends >= 0 && g_ends-- == 0) g_atEnd();
     return got;
 }
-
-std::vector<ssize_t> test::g_writes;
 
 extern "C" ssize_t pwrite(int descriptor, const void* data, std::size_t size, off_t offset) {
     if (!test::g_writes.empty()) {

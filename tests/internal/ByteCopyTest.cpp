@@ -7,7 +7,7 @@
 #include <cstring>
 
 #include "capture/Error.h"
-#include "internal/Writes.h"
+#include "internal/SystemCalls.h"
 #include "support/Files.h"
 
 namespace {
