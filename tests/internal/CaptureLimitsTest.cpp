@@ -4,6 +4,7 @@
 #include <tuple>
 
 #include "analysis/ExactTime.h"
+#include "analysis/Word.h"
 #include "capture/AppendTarget.h"
 #include "capture/ChainScan.h"
 #include "capture/Origin.h"
@@ -21,7 +22,8 @@ using Orm::Lux::Trace::TDFFaultKind;
 using test::ErrorOf;
 using test::Section;
 
-TEST(CaptureLimits, TimesBefore1970) {
+TEST(CaptureLimits, Times) {
+    EXPECT_EQ(kTicksPerSecond, 170000000U);
     EXPECT_EQ(TimeText({-1}), "1969-12-31T23:59:59.999999");
     EXPECT_EQ(TimeText({0}), "1970-01-01T00:00:00.000000");
     EXPECT_EQ(TimeText({-86400000000}), "1969-12-31T00:00:00.000000");
@@ -115,8 +117,13 @@ TEST(CaptureLimits, Sources) {
     EXPECT_NE(ErrorOf<Error>([] { SectionSource("a", 1, "/dev/zero").Open(); }).find(" bytes or more, readers find"),
               std::string::npos);
     EXPECT_EQ(ErrorOf<Error>([] { SectionSource("a", 1, "/proc/self/mem").Open(); }), std::strerror(EIO));
-    EXPECT_EQ(SampleFile(InputFile(folder.Write("n.bin", "TDF2" + test::Trace("12345678")))).Count(), 5U)
-        << "a plain file";
+    for (const std::size_t size : {33U, 36U, 40U}) {
+        EXPECT_EQ(SampleFile(InputFile(folder.Write("n.bin", "TDF2" + std::string(size - 4, 'x')))).Count(), 5U)
+            << size;
+    }
+    const InputFile file(folder.Write("n.tdf", "TDF2" + test::Trace("12345678") + Section("more", 1, "12345678")));
+    std::uint64_t words[2];
+    EXPECT_EQ(SampleFile(file).Read(0, words), 1U) << "not what follows the trace";
 }
 
 TEST(CaptureLimits, Comparisons) {

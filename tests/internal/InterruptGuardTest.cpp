@@ -86,23 +86,23 @@ TEST_F(InterruptGuardTest, UndoesWhenTheThreadThatWritesIsGone) {
 
 TEST_F(InterruptGuardTest, LeavesOtherHandlers) {
     const auto other = +[](int) {};
-    signal(SIGHUP, SIG_IGN);
+    signal(SIGUSR2, SIG_IGN);
     struct sigaction caught;
     {
         const InterruptGuard guard(Undo, this);
-        EXPECT_EQ(ActionOf(SIGHUP).sa_handler, SIG_IGN);
+        EXPECT_EQ(ActionOf(SIGUSR2).sa_handler, SIG_IGN);
         EXPECT_EQ(ActionOf(SIGCHLD).sa_handler, SIG_DFL);
         signal(SIGUSR1, other);
         caught = ActionOf(SIGTERM);
     }
-    EXPECT_EQ(ActionOf(SIGHUP).sa_handler, SIG_IGN);
+    EXPECT_EQ(ActionOf(SIGUSR2).sa_handler, SIG_IGN);
     EXPECT_EQ(ActionOf(SIGUSR1).sa_handler, other);
-    EXPECT_EQ(ActionOf(SIGTERM).sa_handler, SIG_DFL);
+    for (const int each : {SIGHUP, SIGTERM}) EXPECT_EQ(ActionOf(each).sa_handler, SIG_DFL);
     // Others may have saved the handler, and put it back when the work is finished: it undoes nothing.
     sigaction(SIGTERM, &caught, nullptr);
     EXPECT_EQ(RaisedBy(SIGTERM), SIGTERM);
     EXPECT_EQ(m_undone, 0);
-    for (const int each : {SIGHUP, SIGUSR1}) signal(each, SIG_DFL);
+    for (const int each : {SIGUSR2, SIGUSR1}) signal(each, SIG_DFL);
 }
 
 TEST_F(InterruptGuardTest, RemovesOnlyTheFileThatWasMade) {
