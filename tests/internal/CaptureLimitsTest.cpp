@@ -1,8 +1,10 @@
 // What captures may hold, up to the last value and beyond it.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <tuple>
 
+#include "analysis/Comparison.h"
 #include "analysis/ExactTime.h"
 #include "analysis/Word.h"
 #include "capture/AppendTarget.h"
@@ -24,6 +26,10 @@ using test::Section;
 
 TEST(CaptureLimits, Times) {
     EXPECT_EQ(kTicksPerSecond, 170000000U);
+    const std::string stamps = "\x88\x90\x98\xA0\xB0\xC0\xC8\xD8\xE0\xE8";
+    for (std::uint64_t type = 0; type < kTypes; ++type) {
+        EXPECT_EQ(IsStamp(type << 56), stamps.find(static_cast<char>(type)) != stamps.npos) << type;
+    }
     EXPECT_EQ(TimeText({-1}), "1969-12-31T23:59:59.999999");
     EXPECT_EQ(TimeText({0}), "1970-01-01T00:00:00.000000");
     EXPECT_EQ(TimeText({-86400000000}), "1969-12-31T00:00:00.000000");
@@ -144,6 +150,16 @@ TEST(CaptureLimits, Comparisons) {
     const std::string shorter = "became shorter while it was being read";
     EXPECT_EQ(ErrorOf<Error>([&] { HasSameBytes(a, 1, b, 0, 5); }), shorter);
     EXPECT_EQ(ErrorOf<Error>([&] { HasSameBytes(a, 0, b, 1, 5); }), shorter);
+    for (const std::uint64_t step : {1U, 2U, 256U}) {
+        Comparison words({});
+        const std::uint64_t one = 1000 + step, other = 1000;
+        words.Add({&one, 1}, {&other, 1});
+        words.Add({&other, 1}, {&one, 1});
+        words.Add({&one, 1}, {&one, 1});
+        EXPECT_TRUE(words.Compared() == 3 && words.Differing() == 2 && words.First().sample == 0) << step;
+    }
+    EXPECT_EQ(PathOfOpen(STDIN_FILENO, "name"), "/proc/self/fd/0");
+    EXPECT_EQ(PathOfOpen(9999, "name"), "name") << "not open";
     // Why a file cannot be locked is the input's fault, unless it is to be replaced.
     for (const auto& [purpose, kind] : {std::pair(TargetLock::Purpose::kAppending, ErrorKind::kInput),
                                         {TargetLock::Purpose::kReplacing, ErrorKind::kFailed}}) {
