@@ -6,9 +6,14 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
+#include <cerrno>
+#include <cstring>
+
+#include "capture/Error.h"
 #include "support/Files.h"
 #include "support/Process.h"
 
+static bool g_isDiskBad = false;
 // When set, others write to a new file as to the standard stream whose number it has, and no file changes its owner.
 static bool g_isDisturbed = false;
 
@@ -22,6 +27,11 @@ extern "C" int mkostemps(char* path, int endingLength, int flags) noexcept {
 extern "C" int fchown(int descriptor, uid_t owner, gid_t group) noexcept {
     static const auto real = reinterpret_cast<int (*)(int, uid_t, gid_t)>(dlsym(RTLD_NEXT, "fchown"));
     return g_isDisturbed ? -1 : real(descriptor, owner, group);
+}
+
+extern "C" int fsync(int descriptor) {
+    static const auto real = reinterpret_cast<int (*)(int)>(dlsym(RTLD_NEXT, "fsync"));
+    return g_isDiskBad ? errno = EIO, -1 : real(descriptor);
 }
 
 namespace {
@@ -43,6 +53,16 @@ TEST(ReplacementFile, HasTheModeOfWhatItReplaces) {
             EXPECT_EQ(test::ReadAll(folder / "t.tdf").substr(0, 4), "TDF2");
         }
     }
+}
+
+TEST(ReplacementFile, ReplacesNothingThatIsNotOnTheDisk) {
+    const test::TemporaryFolder folder;
+    folder.Write("t.tdf", "before");
+    ReplacementFile file(folder / "t.tdf", true, "");
+    g_isDiskBad = true;
+    EXPECT_EQ(test::ErrorOf<orm_trace::Error>([&] { file.Publish(); }), std::strerror(EIO));
+    g_isDiskBad = false;
+    EXPECT_EQ(test::ReadAll(folder / "t.tdf"), "before");
 }
 
 TEST(ReplacementFile, HasNoNameBeforeItIsComplete) {
