@@ -110,6 +110,11 @@ TEST(CaptureLimits, Sources) {
         EXPECT_GT(target.Appended(), 12U);
     }
     EXPECT_EQ(test::ReadAll(path), "TDF2") << "none was kept";
+    {
+        const AppendTarget target(path, {});
+        std::filesystem::resize_file(path, 2);
+    }
+    EXPECT_EQ(test::ReadAll(path), "TD") << "another one made it shorter";
     const auto lengthError = [](std::size_t name, std::uint64_t size) {
         return ErrorOf<Error>([&] { SectionSource(std::string(name, 'n'), 1, "memory", size, {}); });
     };

@@ -79,6 +79,29 @@ TEST(HeaderScan, FindsChainsAcrossChunks) {
     }
 }
 
+// A name across the end of a chunk, a section that leads across it, and one that begins before the data after a hole.
+TEST(HeaderScan, FindsSectionsAcrossChunksAndHoles) {
+    const test::WorkingFolder folder;
+    constexpr std::size_t kChunk = 256 * 1024, kHole = 1 << 20;
+    for (std::size_t at = kChunk - 268; at <= kChunk - 264; ++at) {
+        folder.Write("f", std::string(at, 'x') + Section(std::string(255, 'n'), 1, "") + kChain);
+        EXPECT_EQ(orm_trace::HeaderSearch(InputFile("f")).Find(0, std::filesystem::file_size("f"), false), at);
+    }
+    for (const std::size_t end : {kChunk - 20, kChunk - 5, kChunk}) {
+        const std::size_t at = end - 100000;
+        folder.Write("f", std::string(at, 'x') + Section("long", 1, std::string(99984, 'x')) + kChain + 'x');
+        EXPECT_EQ(orm_trace::HeaderSearch(InputFile("f")).Find(0, std::filesystem::file_size("f"), false), at);
+    }
+    for (const std::size_t at : {kHole - 1, kHole, kHole + 11}) {
+        const std::string section = std::string(at + 1 - kHole, 'x') + Section("nn", 1, std::string(498, 'd'));
+        folder.Write("f", "");
+        std::filesystem::resize_file("f", kHole);
+        std::ofstream("f", std::ios::app)
+            << section.substr(1) << std::string(400, 'x');  // what is first is in the hole
+        EXPECT_EQ(orm_trace::HeaderSearch(InputFile("f")).Find(0, std::filesystem::file_size("f"), true), at);
+    }
+}
+
 // Of a single section, whatever else is in the file.
 TEST(HeaderScan, TakesNamesThatPeopleGive) {
     const test::WorkingFolder folder;
