@@ -116,6 +116,13 @@ TEST(BlockIndex, EndsWhereWordsAreMissing) {
     EXPECT_EQ(index.Summarize(0, kBlock + 10, read), PlainSummary({words.data(), kBlock + 7}, 9));
 }
 
+TEST(BlockIndex, HasNoStepFromOneStamp) {
+    const std::vector<std::uint64_t> words{1, std::uint64_t{0x88} << 56, 2};
+    const auto stamps = Filled(words, 0).SummarizeBlocks(0, 3).stamps;
+    EXPECT_EQ(stamps.count, 1U);
+    EXPECT_EQ(stamps.first + stamps.last + stamps.least + stamps.greatest + stamps.stepsBack + stamps.greatestStep, 0U);
+}
+
 TEST(BlockIndex, TakesTwoPercent) {
     EXPECT_LE(Filled(RandomWords(4000000, 0), 0).MemoryUse(), 4000000 * 8 / 50);
     const std::size_t empty = Filled({}, 0).MemoryUse();
