@@ -19,7 +19,7 @@ std::string Copied(const test::TemporaryFolder& folder, const std::string& bytes
     const orm_trace::InputFile from(folder.Write("from", bytes));
     const int file = open(folder.Write("to", "").c_str(), O_RDWR);
     ByteCopy copy(file, "to");
-    copy.Write("1", 1);
+    copy.Write("1", 1);  // so that blocks begin at odd offsets of the bytes
     copy.Write(bytes.data(), fromMemory);
     copy.Copy(from, fromMemory, bytes.size());
     EXPECT_EQ(copy.Size(), 1 + bytes.size());
@@ -39,6 +39,16 @@ TEST(ByteCopy, KeepsEachByteAmongZeros) {
                 EXPECT_TRUE(Copied(folder, bytes, fromMemory) == '1' + bytes) << block << ' ' << offset << fromMemory;
             }
         }
+    }
+}
+
+TEST(ByteCopy, KeepsBlocksThatAreNotOnlyZeros) {
+    const test::TemporaryFolder folder;
+    for (const std::size_t step : {2U, 3U, 4U, 256U, 4095U}) {
+        std::string bytes(20000, '\0');
+        for (std::size_t n = 1; n < bytes.size(); n += step) bytes[n] = 'x';
+        EXPECT_TRUE(Copied(folder, bytes, 0) == '1' + bytes) << step;
+        EXPECT_TRUE(Copied(folder, bytes.substr(1), 0) == '1' + bytes.substr(1)) << step;
     }
 }
 
