@@ -17,7 +17,7 @@ static bool g_isDiskBad = false;
 // When set, others write to a new file as to the standard stream whose number it has, and no file changes its owner.
 static bool g_isDisturbed = false;
 
-extern "C" int mkostemps(char* path, int endingLength, int flags) noexcept {
+extern "C" int mkostemps(char* path, int endingLength, int flags) {
     static const auto real = reinterpret_cast<int (*)(char*, int, int)>(dlsym(RTLD_NEXT, "mkostemps"));
     const int file = real(path, endingLength, flags);
     if (g_isDisturbed && file >= 0 && file <= STDERR_FILENO && write(file, "stray", 5) != 5) std::abort();
