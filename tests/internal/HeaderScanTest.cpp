@@ -129,6 +129,11 @@ TEST(HeaderScan, TakesNamesThatPeopleGive) {
     EXPECT_FALSE(search.ReadNamed(0));
     EXPECT_FALSE(search.ReadNamed(300)) << "its name is cut";
     EXPECT_FALSE(search.ReadNamed(304)) << "its fields are cut";
+    folder.Write("g", kChain);
+    const InputFile chain("g");
+    orm_trace::HeaderSearch back(chain);
+    EXPECT_EQ(back.Find(1, chain.Size(), true), 19U);
+    EXPECT_EQ(back.ReadNamed(0)->name, "one") << "before what was searched";
 }
 
 TEST(HeaderScan, FindsTheFirstThatNeedsNoChain) {
