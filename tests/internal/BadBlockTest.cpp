@@ -57,7 +57,8 @@ extern "C" ssize_t pwrite(int descriptor, const void* data, std::size_t size, of
     if (!test::g_writes.empty()) {
         const ssize_t next = test::g_writes.back();
         test::g_writes.pop_back();
-        if (next <= 0) return errno = static_cast<int>(-next), next < 0 ? -1 : 0;
+        if (next < 0) return errno = static_cast<int>(-next), -1;
+        if (next == 0) return 0;
         size = std::min(size, static_cast<std::size_t>(next));
     }
     const ssize_t written = syscall(SYS_pwrite64, descriptor, data, size, offset);

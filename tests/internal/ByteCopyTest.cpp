@@ -60,7 +60,7 @@ TEST(ByteCopy, GoesOnAfterPartOfAWrite) {
     EXPECT_TRUE(Copied(folder, bytes, 0) == '1' + bytes);
     EXPECT_TRUE(test::g_writes.empty());
     for (const auto& [result, error] : {std::pair(-EIO, EIO), {0, ENOSPC}}) {
-        test::g_writes = {result, 1};
+        test::g_writes = {result, -EINTR, 1};
         const auto copy = [&] { Copied(folder, bytes, 0); };
         EXPECT_EQ(test::ErrorOf<orm_trace::Error>(copy), std::strerror(error));
     }
