@@ -21,7 +21,7 @@ TEST(InputFile, ReadsInPiecesAndSaysWhereThatFails) {
         return test::ErrorOf<orm_trace::Error>([&] { EXPECT_EQ(file.ReadAt(5, bytes.data(), 9000), 9000U); });
     };
     test::g_piece = 1000;
-    EXPECT_EQ(read(), "") << "an interrupted call is no failure";
+    EXPECT_EQ(read(), "") << "an interrupted call is not a failure";
     test::g_goodReads = 4;  // two of them are interrupted
     EXPECT_EQ(read(), "cannot be read at offset 0x7D5: Input/output error");
     test::g_goodReads = -1;
