@@ -1,7 +1,6 @@
 // Signals that come in while work is unfinished. The last step, which ends the process, is only noted here.
 #include "capture/InterruptGuard.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/syscall.h>
 #include <unistd.h>

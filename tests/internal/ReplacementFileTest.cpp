@@ -4,17 +4,23 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
+#include <vector>
 
 #include "capture/Error.h"
 #include "support/Files.h"
 #include "support/Process.h"
 
 static bool g_isDiskBad = false;
-// When set, others write to a new file as to the standard stream whose number it has, and no file changes its owner.
+// When set, others write to a new file as to the standard stream whose number it has, no file changes its owner, and the
+// file system has no locks.
 static bool g_isDisturbed = false;
 
 extern "C" int mkostemps(char* path, int endingLength, int flags) {
@@ -27,6 +33,11 @@ extern "C" int mkostemps(char* path, int endingLength, int flags) {
 extern "C" int fchown(int descriptor, uid_t owner, gid_t group) noexcept {
     static const auto real = reinterpret_cast<int (*)(int, uid_t, gid_t)>(dlsym(RTLD_NEXT, "fchown"));
     return g_isDisturbed ? -1 : real(descriptor, owner, group);
+}
+
+extern "C" int flock(int descriptor, int operation) noexcept {
+    static const auto real = reinterpret_cast<int (*)(int, int)>(dlsym(RTLD_NEXT, "flock"));
+    return g_isDisturbed ? errno = ENOLCK, -1 : real(descriptor, operation);
 }
 
 extern "C" int fsync(int descriptor) {

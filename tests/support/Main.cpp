@@ -7,7 +7,8 @@ int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);
     const test::TemporaryFolder home;
     umask(022);
-    for (const int number : {SIGHUP, SIGINT, SIGQUIT, SIGPIPE}) std::signal(number, SIG_DFL);  // nohup ignores one
+    // What starts the tests may ignore them, as nohup does.
+    for (const int number : {SIGHUP, SIGINT, SIGQUIT, SIGPIPE}) std::signal(number, SIG_DFL);
     setenv("HOME", home.Path().c_str(), 1);
     for (const char* name : {"ORM_TRACE_DEBUGCLIENT_PID", "ORM_TRACE_LOGGING_DIR"}) unsetenv(name);
     // Logging is on, so that each operation's lines are formatted in every test.
