@@ -35,13 +35,14 @@ template <class Call> void WithoutSignals(Call&& put) noexcept {
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
-// How many lines are being written without the signals blocked, by all threads.
-std::atomic<int> g_unguarded = 0;
+// Whether this thread is writing a line without the signals blocked: the kernel raises the signal in the thread that
+// writes. The access model is one that never allocates, because a signal handler reads it.
+[[gnu::tls_model("initial-exec")]] thread_local volatile sig_atomic_t t_isUnguarded = 0;
 
-// Ignores the signal of a limit that the host has set since the logger last asked for it. While no line is written, ends
-// the process, as the signal does by default.
+// Ignores the signal of a limit that the host has set since the logger last asked for it. While this thread writes no
+// line, ends the process, as the signal does by default.
 void OnSizeLimit(int signal) {
-    if (g_unguarded.load() != 0) return;
+    if (t_isUnguarded != 0) return;
     struct sigaction byDefault {};
     byDefault.sa_handler = SIG_DFL;
     sigaction(signal, &byDefault, nullptr);
@@ -91,9 +92,9 @@ bool HasSizeLimit() noexcept {
 // signal, removes the signal.
 template <class Call> void WithSignals(Call&& put) noexcept {
     errno = 0;
-    g_unguarded.fetch_add(1);
+    t_isUnguarded = 1;
     const bool isPut = put();
-    g_unguarded.fetch_sub(1);
+    t_isUnguarded = 0;
     if (isPut) return;
     g_tickWithoutLimit = 0;
     if (errno != EFBIG) return;

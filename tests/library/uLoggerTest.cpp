@@ -4,8 +4,10 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 
+#include <atomic>
 #include <chrono>
 #include <functional>
 #include <random>
@@ -272,14 +274,23 @@ TEST_F(uLoggerTest, OutlivesALimitThatIsSetBetweenLines) {
     }
 }
 
-// What the logger does about the signal is not seen outside of a line.
+// What the logger does about the signal is not seen outside of a line, also while another thread waits to write one.
 TEST_F(uLoggerTest, LeavesTheSignalOfALimitToTheHost) {
     signal(SIGXFSZ, SIG_DFL);  // other tests of this process may have ignored it
-    uLogger logger("log", true);
+    ASSERT_EQ(mkfifo("full", 0600), 0);
+    uLogger logger("log", true), waiting("full", true);
     logger.Log("x");
     const pid_t child = fork();
     if (child == 0) {
         logger.Log("y");
+        std::atomic<int> lines = 0;
+        std::thread([&] {
+            while (true) waiting.Log("%d", lines++);
+        }).detach();
+        for (int before = -1; before != lines;) {
+            before = lines;
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        }
         const int own = open("own", O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
         const SizeLimit limit(0);
         _exit(write(own, "z", 1) == 0 ? 0 : 1);
