@@ -183,6 +183,8 @@ TEST_F(ViewTest, GivesDataToThePageOnly) {
             << request.substr(0, 200) << '\n'
             << answer;
         EXPECT_EQ(answer.find(secret), std::string::npos) << request.substr(0, 200);
+        EXPECT_EQ(request.substr(0, 5) == "HEAD ", answer.size() > 4 && answer.substr(answer.size() - 4) == end)
+            << answer;
         EXPECT_EQ(answer.find("Access-Control"), std::string::npos);
         EXPECT_NE(answer.substr(0, 12), "HTTP/1.1 200") << request.substr(0, 200);
     }
@@ -240,6 +242,18 @@ TEST_F(ViewTest, IsDelayedByNobodyAndLeavesNothing) {
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator("."), {}), 3);  // the capture, address and err
 }
 
+TEST_F(ViewTest, EndsWhileRequestsWait) {
+    std::filesystem::resize_file(m_folder.Write("p.bin", ""), 64 << 20);
+    Serve("--no-open p.bin");
+    std::vector<std::unique_ptr<Client>> clients;
+    for (int n = 0; n < 50; ++n) {
+        clients.push_back(std::make_unique<Client>(m_port));
+        clients.back()->Send(Head("/data/find?type=1&from=0&direction=next", Token()));
+    }
+    EXPECT_NE(clients.front()->Receive(), "");
+    EXPECT_EQ(End(SIGINT), 0);
+}
+
 // A step to the first stamp of a range, or of the words, comes from the last stamp before it, however far away that is.
 TEST_F(ViewTest, FindsTheStampBeforeARange) {
     std::string words;
@@ -284,8 +298,8 @@ TEST_F(ViewTest, OpensTheBrowserWithoutShowingTheToken) {
 }
 
 TEST_F(ViewTest, WritesAReport) {
-    m_folder.Write("a<b.tdf",
-                   "TDF2" + Section("</script>", 1, "x") + test::Trace(Le(0x8800000000000007, 8) + Le(1, 8)));
+    m_folder.Write("a<b.tdf", "TDF2" + Section("</script>", 1, "x") +
+                                  test::Trace(Le(0x8800000000000007, 8) + Le(1, 8) + Le(0x8800000000000008, 8)));
     EXPECT_EQ(Tool("view 'a<b.tdf' --html out.html --words 0:1").code, 0);
     const std::string page = test::ReadAll("out.html");
     EXPECT_NE(page.find("connect-src 'none'"), std::string::npos);
@@ -298,6 +312,26 @@ TEST_F(ViewTest, WritesAReport) {
     EXPECT_EQ(Tool("view 'a<b.tdf' --html ''").code, 2);
     EXPECT_FALSE(std::filesystem::exists("no.html"));
     EXPECT_EQ(Tool("view 'a<b.tdf' --html no.html --words 0:65537").code, 2);
+
+    // The last ticks that there can be, and what is missing.
+    EXPECT_EQ(Tool("view 'a<b.tdf' --html last.html --reference 0xfffffffffffffff7").code, 0);
+    EXPECT_NE(
+        test::ReadAll("last.html").find("\"to\":\"18446744073709551615\",\"columns\":1,\"folded\":\"0\",\"lanes\":[{"),
+        std::string::npos);
+    m_folder.Write("none.tdf", "TDF2");
+    m_folder.Write("cut.tdf", ("TDF2" + test::Trace("123456789abcdef0")).substr(0, 40));
+    // clang-format off
+    const std::tuple<std::string, int, std::string> rows[] = {
+        {"none.tdf", 4, "none.tdf: BinTraceData section cannot be located in the file.\n"},
+        {"cut.tdf", 3, "cut.tdf: 1 of 2 samples is missing\n"},
+        {"'a<b.tdf' --words 1:4", 3, "a<b.tdf: 1 of 3 samples is missing: the trace ends before sample 3\n"}};
+    // clang-format on
+    for (const auto& [arguments, code, err] : rows) {
+        const test::Result result = Tool("view --html lacks" + std::to_string(err.size()) + ".html " + arguments);
+        EXPECT_EQ(result.code, code) << arguments;
+        EXPECT_EQ(result.err, "orm-trace: " + err);
+        EXPECT_TRUE(std::filesystem::exists("lacks" + std::to_string(err.size()) + ".html"));
+    }
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // What the page shows of a capture.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -31,6 +32,9 @@ public:
 
     // Units: samples that can be read.
     std::uint64_t Samples() const noexcept { return m_index->Samples(); }
+    // Whether the file has a trace, and what it lacks, as text; empty for all that hosts count.
+    bool HasTrace() const noexcept { return m_samples.has_value(); }
+    const std::string& Note() const noexcept { return m_note; }
 
     // Returns: the file, its sections and faults, what its samples are, and the steps of its stamps.
     // path: the file as the page shows it and as commands name it.
@@ -53,10 +57,10 @@ public:
     enum class StepKind { kGaps, kBack };
     std::string StepsOf(StepKind kind, std::uint64_t from, std::uint64_t to) const;
 
-    // Whether there are stamps, and the ticks of the least and after the greatest one.
+    // Whether there are stamps, and the ticks of the least and after the greatest one, or the greatest possible ones.
     bool HasStamps() const noexcept { return m_whole.stamps.count != 0; }
     std::uint64_t LeastTicks() const noexcept { return m_whole.stamps.least; }
-    std::uint64_t EndTicks() const noexcept { return m_whole.stamps.greatest + 1; }
+    std::uint64_t EndTicks() const noexcept { return std::max(m_whole.stamps.greatest, m_whole.stamps.greatest + 1); }
 
 private:
     void Build();

@@ -86,7 +86,11 @@ bool PageResponder::AsksForData(const PageRequest& request) noexcept {
 }
 
 PageResponse PageResponder::Respond(const PageRequest& request) const {
-    if (request.method() != http::verb::get) return Refuse(http::status::method_not_allowed);
+    if (request.method() != http::verb::get) {
+        PageResponse response = Refuse(http::status::method_not_allowed);
+        if (request.method() == http::verb::head) response.body().clear();  // the client takes the next answer for it
+        return response;
+    }
     // Another name for this machine would let a page from elsewhere ask in its own name.
     if (Single(request, http::field::host) != m_host) return Refuse(http::status::misdirected_request);
     if (request.count(http::field::content_length) != 0 || request.count(http::field::transfer_encoding) != 0) {

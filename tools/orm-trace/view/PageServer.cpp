@@ -41,7 +41,8 @@ constexpr std::chrono::seconds kRequestTime{10};
 constexpr std::chrono::seconds kAnswerTime{30};
 constexpr std::chrono::seconds kCloseTime{2};
 constexpr std::chrono::milliseconds kRetryTime{100};  // when no connection can be accepted
-constexpr unsigned kThreads = 2;                      // that compute answers
+constexpr unsigned kThreads = 2;
+constexpr std::uint16_t kDefaultPort = 80;  // which clients leave out of addresses
 
 // Returns: 128 random bits, as digits. Errors: Error (kFailed).
 std::string MakeToken() {
@@ -61,11 +62,9 @@ void CloseOnExec(tcp::socket::native_handle_type descriptor) { fcntl(descriptor,
 
 // What the connections share. All but the computing of answers is done by one thread.
 struct Service {
-    Service(PageResponder answers, asio::io_context& io) : responder(std::move(answers)), context(io) {}
-
     PageResponder responder;
     asio::io_context& context;
-    asio::thread_pool threads{kThreads};
+    asio::thread_pool& threads;
     std::size_t connections = 0;
 };
 
@@ -158,7 +157,8 @@ public:
         if (!error) m_acceptor.bind(endpoint, error);
         if (!error) m_acceptor.listen(tcp::acceptor::max_listen_connections, error);
         if (error) throw Error(ErrorKind::kFailed, "port " + std::to_string(port), error.message());
-        m_host = "127.0.0.1:" + std::to_string(m_acceptor.local_endpoint().port());
+        m_host = "127.0.0.1";
+        if (Port() != kDefaultPort) m_host += ":" + std::to_string(Port());
     }
 
     std::uint16_t Port() const { return m_acceptor.local_endpoint().port(); }
@@ -174,11 +174,12 @@ public:
     }
 
     void Run(const std::string& page, const std::string& policy, PageData& data) {
-        m_service.emplace(PageResponder(page, policy, m_host, m_token, data), m_context);
+        m_service.emplace(
+            Service{PageResponder(page, policy, m_host, m_token, data), m_context, m_threads.emplace(kThreads)});
         Accept();
         m_context.run();
-        m_service->threads.stop();  // what is queued is for nobody
-        m_service->threads.join();
+        m_threads->stop();  // what is queued is for nobody
+        m_threads->join();
     }
 
     void Stop() { m_context.stop(); }
@@ -198,15 +199,17 @@ private:
         });
     }
 
-    // Connections refer to the service, and end with the context at the latest.
+    // Connections refer to the service and to the context. What holds one is the context or the threads' queue, which end
+    // before these.
     std::optional<Service> m_service;
     asio::io_context m_context{1};
     tcp::acceptor m_acceptor{m_context};
     asio::steady_timer m_retry{m_context};
     asio::signal_set m_signals{
-        m_context};  // also after Run: a second signal must not end the process before it cleans up
+        m_context};  // until the end: a second signal must not end the process before it cleans up
     std::string m_host;
     std::string m_token = MakeToken();
+    std::optional<asio::thread_pool> m_threads;  // that compute answers
 };
 
 PageServer::PageServer(std::uint16_t port) : m_impl(std::make_unique<Impl>(port)) {}
