@@ -1,4 +1,5 @@
 // orm-trace view: shows a capture in a browser.
+#include <algorithm>
 #include <optional>
 #include <string>
 
@@ -8,6 +9,7 @@
 #include "tools/orm-trace/options/GapOption.h"
 #include "tools/orm-trace/options/NumberOption.h"
 #include "tools/orm-trace/options/TimeOptions.h"
+#include "tools/orm-trace/output/MissingSamples.h"
 #include "tools/orm-trace/output/Output.h"
 #include "tools/orm-trace/view/Browser.h"
 #include "tools/orm-trace/view/CaptureView.h"
@@ -23,14 +25,14 @@ class ViewCommand : public Command {
 public:
     explicit ViewCommand(CLI::App& app) {
         app.add_option("FILE", m_file, "Trace file")->required();
-        m_time.AddTo(app);
+        m_time.AddTo(app, "Time at 0 ticks: show calendar times instead of seconds");
         AddGapOption(app, m_gap);
         auto* port = AddNumberOption(app, "--port", m_port, std::uint16_t{UINT16_MAX},
-                                     "Port to serve at (default: any that is free)");
+                                     "Port to listen on (default: any that is free)");
         auto* noOpen = app.add_flag("--no-open", m_isNotOpened, "Do not open a browser");
-        auto* html = app.add_option("--html", m_report, "Write the page to this file instead, with what it shows");
+        auto* html = app.add_option("--html", m_report, "Write the page with its data to this file");
         html->option_text("OUT")->excludes(port)->excludes(noOpen);
-        app.add_option("--words", m_wordsText, "Words of samples A to B-1 that the file holds (default: none)")
+        app.add_option("--words", m_wordsText, "Include the words of samples A to B-1 (default: none)")
             ->option_text("A:B")
             ->needs(html);
         app.footer("Example:\n  orm-trace view capture.tdf --zero \"2026-11-16 10:00:00\"");
@@ -71,7 +73,13 @@ private:
             throw MakeSystemError(ErrorKind::kFailed, *m_report, errno);
         }
         target.Publish();
-        return ExitCode::kOk;
+        ExitCode code = ExitCode::kOk;
+        if (!view.Note().empty()) {
+            Report(m_file, view.Note());
+            code = view.HasTrace() ? ExitCode::kIncomplete : ExitCode::kNotATrace;
+        }
+        const std::uint64_t shown = std::min(words.to, view.Samples()) - std::min(words.from, view.Samples());
+        return std::max(code, ReportMissing(m_file, {words.from, words.to - words.from, shown, view.Samples()}));
     }
 
     ExitCode Serve(const InputFile& file, Output& out) const {
