@@ -142,8 +142,10 @@ TEST_F(ToolInspectTest, WritesDistinctNames) {
     // Names of files, in texts and in documents that fail.
     const std::string file = "a\033[1m\nb\xC2\x9B.tdf", shown = "a\\x1B[1m\\x0Ab\\xC2\\x9B.tdf";
     m_folder.Write(file, "TDF2" + Section("a", 1, "x"));
-    for (const char* command : {"info", "verify", "recover -o 'o\033.tdf'"})
-        EXPECT_EQ(Tool(std::string(command) + " '" + file + "'").out.find('\033'), std::string::npos) << command;
+    for (const char* command : {"info", "verify", "recover -o 'o\033.tdf'", "list a"}) {
+        const test::Result result = Tool(std::string(command) + " '" + file + "'");
+        EXPECT_EQ((result.out + result.err).find('\033'), std::string::npos) << command;
+    }
     EXPECT_EQ(Tool("verify '" + file + "'").out, shown + ": 1 section, ends on a section boundary\n");
     for (const std::string command :
          {"info", "verify", "list", "recover --dry-run", "stamp stm --frequency 1 --file", "probe"}) {
@@ -154,6 +156,11 @@ TEST_F(ToolInspectTest, WritesDistinctNames) {
             (document.contains("files") ? document["files"][0] : document)["error_subject"].dump().find("gone.tdf"),
             std::string::npos)
             << result.out;
+    }
+    m_folder.Write("c1.tdf", "TDF2" + Section("\x7F\xC2\x9B\xC2\x80\xC2\xA0", 1, ""));
+    for (const char* format : {"--json", "--json-lines"}) {
+        const std::string controls = Tool(std::string("list c1.tdf ") + format).out;
+        EXPECT_NE(controls.find("\"\\u007f\\u009b\\u0080\xC2\xA0\""), std::string::npos) << controls;
     }
     const auto exists = nlohmann::json::parse(Tool("recover t.tdf -o t.tdf --json").out);
     EXPECT_EQ(exists["error_subject"], "t.tdf");
@@ -207,6 +214,11 @@ TEST_F(ToolInspectTest, TakesFoldersAndLists) {
     std::thread writer([] { std::ofstream("list") << "p.bin\n\nd\n"; });
     EXPECT_EQ(Tool("find --files-from list --type 0x38").out, "p.bin: 1" + word + inFolder);
     writer.join();
+    // A name that the parser of the command line could take for several.
+    for (const char* name : {"[d]", "[d,p.bin]", "{}"}) {
+        m_folder.Write(name, "12345678");
+        EXPECT_EQ(Tool(std::string("find --type 0x38 '") + name + "'").out, "0" + word);
+    }
     m_folder.Write("zeros", std::string("p.bin\0p.bin\0", 12));
     EXPECT_EQ(Tool("stats --files-from zeros").err, "orm-trace: zeros: line 1 has a zero byte\n");
     EXPECT_EQ(Tool("stats --files-from d").code, 4);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "capture/Text.h"
 #include "tools/orm-trace/options/HelpFormatter.h"
 
 namespace orm_trace {
@@ -10,7 +11,7 @@ CommandLine::CommandLine() : app("Inspect, check, repair and write trace files."
     app.set_version_flag("--version", std::string("orm-trace ") + ORM_TRACE_VERSION);
     app.require_subcommand(1);
     app.failure_message([](const CLI::App*, const CLI::Error& error) {
-        return std::string("orm-trace: ") + error.what() + "\nRun with --help for more information.\n";
+        return "orm-trace: " + WithoutControls(error.what()) + "\nRun with --help for more information.\n";
     });
     using AddFunction = std::unique_ptr<Command> (*)(CLI::App&);
 #define ORM_TRACE_ADD(name) Add##name##Command,

@@ -46,10 +46,12 @@ void Add(const std::string& path, std::vector<std::string>& files) {
 }  // namespace
 
 void FileOptions::AddTo(CLI::App& app, const char* help) {
-    app.add_option("FILE", m_paths, help);
+    // Where an option has no limit, the parser takes the text [a,b] for two values. This one always expects more.
+    constexpr int kMany = CLI::detail::expected_max_vector_size;
+    app.add_option("FILE", m_paths, help)->take_all()->expected(kMany - 1, kMany)->allow_extra_args(false);
     app.add_option_function<std::string>(
            "--files-from", [this](const std::string& path) { m_list = path; },
-           "Take more files from the lines of FILE; - is standard input")
+           "Read more file names from FILE, one per line; - is standard input")
         ->option_text("FILE");
 }
 

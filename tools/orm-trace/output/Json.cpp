@@ -9,6 +9,20 @@ constexpr int kSchemaVersion = 1;
 
 }  // namespace
 
+std::string JsonText(const Json& value) {
+    std::string text = value.dump();
+    // Only texts have these, so that they can be escaped in place.
+    for (std::size_t n = 0; n < text.size(); ++n) {
+        const auto byte = static_cast<unsigned char>(text[n]);
+        const auto next = static_cast<unsigned char>(n + 1 < text.size() ? text[n + 1] : 0);
+        const bool isDelete = byte == 0x7F, isControl = byte == 0xC2 && next >= 0x80 && next < 0xA0;
+        if (!isDelete && !isControl) continue;
+        text.replace(n, isDelete ? 1 : 2, "\\u00" + HexOf(text.substr(isDelete ? n : n + 1, 1)));
+        n += 5;
+    }
+    return text;
+}
+
 void AddBytes(Json& object, const std::string& key, std::string_view bytes) {
     const bool isText = IsUtf8(bytes);
     object[key] = isText ? std::string(bytes) : Escaped(bytes);
@@ -44,7 +58,7 @@ void JsonWriter::Begin(char bracket, const char* key) {
 
 void JsonWriter::Value(const char* key, const Json& value) {
     Separate(key);
-    m_out->Write(value.dump());
+    m_out->Write(JsonText(value));
 }
 
 void JsonWriter::Members(const Json& object) {

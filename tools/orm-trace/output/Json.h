@@ -16,6 +16,9 @@ using Json = nlohmann::ordered_json;
 // Returns: a 64-bit number as documents have it: a string, since many readers take numbers for floating-point ones.
 inline Json Number64(std::uint64_t number) { return std::to_string(number); }
 
+// Returns: a value as it is written, in one line and without a control character that a terminal could obey.
+std::string JsonText(const Json& value);
+
 // Adds bytes under key: as they are when they are UTF-8, else escaped, with their digits under key_hex.
 void AddBytes(Json& object, const std::string& key, std::string_view bytes);
 

@@ -32,7 +32,7 @@ void JsonLinesPrinter::End(const Error* error) {
 void JsonLinesPrinter::Line(const Json& object) {
     Json line = m_file;
     line.update(object);
-    m_out->Write(line.dump() + '\n');
+    m_out->Write(JsonText(line) + '\n');
 }
 
 }  // namespace orm_trace
