@@ -8,6 +8,7 @@
 
 #include <array>
 #include <cerrno>
+#include <climits>
 #include <cstdlib>
 #include <filesystem>
 #include <string_view>
@@ -119,8 +120,9 @@ void ReplacementFile::MakeNameless() {
 
 void ReplacementFile::MakeHidden() {
     const std::filesystem::path path(m_target);
-    constexpr std::string_view kEnding = ".tdf";
-    m_hidden.emplace(path.parent_path() / ("." + path.stem().string() + ".XXXXXX").append(kEnding), kEnding.size());
+    constexpr std::string_view kEnding = ".tdf", kRandom = ".XXXXXX";
+    std::string name = "." + path.stem().string().substr(0, NAME_MAX - 1 - kRandom.size() - kEnding.size());
+    m_hidden.emplace(path.parent_path() / name.append(kRandom).append(kEnding), kEnding.size());
     m_file = m_hidden->TakeFile();
     m_path = m_hidden->Path();
 }

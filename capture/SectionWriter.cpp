@@ -20,8 +20,9 @@ SectionWriter::SectionWriter(std::string path, std::string name) : m_path(std::m
 std::uint64_t SectionWriter::RequireWholeChain(ErrorKind kind) const {
     return WithSubject(m_name, [&] {
         const InputFile file(m_path);
-        if (!file.HasIdentifier() || !TDFHandler().HasExtension(m_name.c_str(), kTDFExtension)) {
-            throw Error(kind, m_name, "is not a TDF file");
+        if (!file.HasIdentifier()) throw Error(kind, m_name, "is not a TDF file");
+        if (!TDFHandler().HasExtension(m_name.c_str(), kTDFExtension)) {
+            throw Error(kind, m_name, "is not named .tdf: hosts would not read it as a TDF file");
         }
         SectionWalk walk(file);
         while (walk.Next()) continue;

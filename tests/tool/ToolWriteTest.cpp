@@ -41,6 +41,8 @@ TEST_F(ToolWriteTest, WritesWhatItReadsBack) {
         EXPECT_TRUE(samples.out == data.substr(0, size / 8 * 8)) << size;
     }
     EXPECT_EQ(Files(), 3) << "no temporary file is left";
+    for (const int code : {0, 1}) EXPECT_EQ(Tool("create " + std::string(251 + code, 'n') + ".tdf --force").code, code);
+    EXPECT_EQ(Tool("create " + std::string(251, 'n') + ".tdf --force").code, 0) << "the hidden name is shorter";
     std::filesystem::resize_file(m_folder.Write("big", ""), (1UL << 32) + 8);
     const test::Result big = Tool("samples big");
     EXPECT_EQ(test::Show(big.code, big.out), "3 0x0000000000000000\n") << big.err;
@@ -100,7 +102,7 @@ TEST_F(ToolWriteTest, RefusesBeforeItWrites) {
         {"create n.tdf --section " + longName + ":1@d", 1, "d: the section's name has 4096 bytes, readers find names of up to 4095"},
         {"append t.tdf --section a:1@d", 1, "t.tdf: has a section \"a\":1 already"},
         {"append t.tdf --section a:2@big", 1, "big: makes a section"}, {"append t.tdf", 2, "--section is required"},
-        {"append t.bin --section b:1@d", 4, "t.bin: is not a TDF file"},
+        {"append t.bin --section b:1@d", 4, "t.bin: is not named .tdf: hosts would not read it as a TDF file"},
         {"append gone.tdf --section b:1@d", 4, "gone.tdf: No such file or directory"},
         {"append plain.tdf --section b:1@d", 4, "plain.tdf: is not a TDF file"},
         {"append tail.tdf --section b:1@d", 4, "tail.tdf: "}, {"append cut.tdf --section b:1@d", 4, "cut.tdf: "},
