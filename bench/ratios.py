@@ -262,8 +262,9 @@ def report(times, options):
     text = []
     if table := rows(times):
         text += [table_text(["work", "library", "of the limit", "of the peers"], table),
-                 f"\nMedians of {options.repetitions} repetitions. After each ratio stand the middle half of the "
-                 "repetitions' ratios and, with <= or >, the goal; bold ratios miss it.\n"]
+                 f"\nMedians of {options.repetitions} repetitions. A ratio is that of two medians. In parentheses is "
+                 "the middle half of the repetitions' ratios; the ratio can lie outside it. The goal follows with <= "
+                 "or >; bold ratios miss it.\n"]
         if missed := list(misses(times)):
             text += ["\nGoals not met, and why:\n\n"] + missed
         text += ["\nWhat makes a comparison unequal:\n\n"]

@@ -1,5 +1,6 @@
-// What a trace host uses: the abstract channel driver and the types of its operations. A host includes only this
-// header, loads the library with dlopen and gets a driver from CreateChannelDriver; it links nothing.
+// What a trace host uses: the abstract channel driver and the types of its operations. A host includes this header,
+// and corva/cCorvaError.h to catch errors. It loads the driver library with dlopen, gets a driver from
+// CreateChannelDriver, and links only the Corva library.
 //
 // Conventions for every driver:
 // Ownership: CreateChannelDriver creates a driver, DestroyChannelDriver frees it. Arguments belong to the caller and

@@ -15,10 +15,10 @@ namespace ORM_LUX {
 // line is written and flushed at once, so a log is complete up to its last line even when the process dies. The file is
 // opened at the first line.
 // Errors:  nothing throws after construction. Writing a line keeps errno; the other operations may change it. If the
-//          file cannot be opened or written to, the line is lost, and the next line tries again. Nothing is ever
-//          removed from the file, because other processes may write to it: if part of a lost line was written, it
-//          stays, and this logger's next line begins with a newline. A written line is in one piece, up to its newline;
-//          part of a line of another process may come directly before it.
+//          file cannot be opened or written to, the line is lost, and the next line tries again. Writing a line
+//          removes nothing from the file, because other processes may write to it: if part of a lost line was written,
+//          it stays, and this logger's next line begins with a newline. A written line is in one piece, up to its
+//          newline; part of a line of another process may come directly before it.
 // Threads: lines, SetFileName, EnableOutput, Clear and Flush may come from any thread; lines never interleave. A signal
 //          handler must not log. A thread that holds a lock which lines need (that of m_file or, if lines are printed
 //          too, of stdout, by flockfile) must not log: another thread may wait for that lock and hold this logger's

@@ -119,5 +119,5 @@ public:
 }  // namespace Lux
 }  // namespace Orm
 
-// Returns: the file's size in bytes, of which the low 32 bits; 0 when it cannot be opened or has no size. Never throws.
+// Returns: the low 32 bits of the file's size in bytes; 0 when it cannot be opened or has no size. Never throws.
 ORM_EXPORT unsigned int FileSize(const char* path);

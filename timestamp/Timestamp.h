@@ -9,8 +9,8 @@
 namespace Orm::Lux::Trace {
 
 // A uTimeSnapshot with microseconds. A month from 1 to 12 makes it a calendar time; month 0 makes it a duration, whose
-// m_day counts whole days. m_status says whether it is valid; an invalid
-// value becomes valid only by setTime or assignment.
+// m_day counts whole days. m_status says whether it is valid; an invalid value becomes valid only by
+// setTime or assignment.
 //
 // The decoders take words of trace hardware: the type in the upper 8 bits, below it a count of 56 bits in ticks of a
 // 170 MHz clock. They log what they do.
@@ -37,8 +37,7 @@ public:
     uTimestampCD operator+(const uTimestampCD& other);
 
     // As uTimeSnapshot::FormatTime, except that a "%u" anywhere in fmt appends the microseconds, with three digits, to
-    // the
-    // text: "%H:%M:%S:%s:%u" gives 15:47:08:007:042.
+    // the text: "%H:%M:%S:%s:%u" gives 15:47:08:007:042.
     // Returns: buf, always; nothing is written for a len below 1 and for STATUS_NO_FORMAT. It holds "Invalid time" (cut
     //          to fit) for STATUS_INVALID, and when fmt has a "%u" and the whole text does not fit.
     char* FormatTime(char* buf, int len, const char* fmt);

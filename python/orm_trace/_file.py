@@ -58,7 +58,7 @@ class Fault:
     """Why the chain of sections ends before the end of the file."""
 
     kind: str
-    """For programs: a word of `orm-trace verify --json`."""
+    """For programs: a kind of fault of `orm-trace verify --json`, or "no_identifier" for a .tdf file that lacks it."""
     offset: int
     """Of the section, in bytes."""
     index: int | None
@@ -153,9 +153,9 @@ def _section_of(identity: Identity, fields: tuple[str, int, int, int, int, int])
 class Samples:
     """The samples of a capture: 64-bit words that are read when they are asked for.
 
-    Behaves as an array of one dimension and of dtype '<u8' that can be indexed with numbers and slices, which copy. It
-    has as many words as the file had whole ones when it was opened. It can be pickled: the path of the file travels with
-    its size and its time of change, and never the data.
+    Behaves as an array of one dimension and of dtype '<u8' that can be indexed with numbers and slices, which copy. Its
+    length is the number of whole words that the file had when it was opened. It can be pickled: the path of the file
+    travels with its size and its time of change, and never the data.
 
     Reading raises FormatError if the file became shorter, OSError if it cannot be read, and ValueError if it is closed.
     """
@@ -203,8 +203,8 @@ class Samples:
         """All words as a read-only array of dtype uint64 that shows the file, without a copy.
 
         The size of the file is checked now: raises FormatError if it became shorter. It is not checked afterwards. If
-        the file is cut later, words of the last page that is left read as 0, and reading words after that page ends the
-        process with SIGBUS. Use it for files that nobody writes to; slices and read() have no such risk.
+        the file is truncated later, words of the last page that is left read as 0, and reading words after that page
+        ends the process with SIGBUS. Use it for files that nobody writes to; slices and read() have no such risk.
         """
         return self._capture.map_words(self._offset, self._count)
 
@@ -269,11 +269,11 @@ class Samples:
 
 
 class File(Mapping[AnyKey, Section]):
-    """A capture that is open for reading: a TDF file, or any other file, all of which are samples then.
+    """A capture that is open for reading: a TDF file, or any other file, which is read as samples.
 
-    A mapping from (name, version) to the first section with both; file[name] is the first one of any version. A lookup
-    finds what the file has by then, until all sections were listed: from then on the list holds. Opening takes no lock,
-    starts no driver and makes no other file.
+    A mapping from (name, version) to the first section with both; file[name] is the first one of any version. Until
+    sections, faults, len() or iteration has listed all sections, each lookup reads the file as it is at that moment;
+    afterwards lookups use the list. Opening takes no lock, starts no driver and makes no other file.
 
     path: of the file. Raises OSError if it cannot be opened.
     """

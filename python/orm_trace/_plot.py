@@ -59,7 +59,7 @@ def plot(
     words: AnyWords, zero: Zero | None = None, reference: SupportsIndex = 0, gap: Seconds = 1,
     columns: SupportsIndex = 1000, figure: Figure | None = None,
 ) -> Figure:
-    """The types of words, and the time of their stamps, over the number of the word. Needs matplotlib.
+    """The types of words, and the time of their stamps, over the index of the word. Needs matplotlib.
 
     Each type that occurs has a row, stamps have a colour of their own, and the logarithm of the count gives the shade.
     Below is the time of the stamps from the least to the greatest in a column, with gaps and steps back marked.

@@ -80,7 +80,7 @@ def gap_ticks(gap: Seconds) -> int:
 
 
 def find(words: AnyWords, value: SupportsIndex, mask: SupportsIndex = ALL_BITS) -> NDArray[np.uint64]:
-    """The numbers of the words that equal value in the bits of the mask, counted from 0, in order.
+    """The indexes of the words that equal value in the bits of the mask, in ascending order.
 
     words: samples of a file, or an array of dtype uint64 and 1 dimension.
     Returns: an array of dtype uint64.

@@ -74,8 +74,8 @@ def create(path: Path, sections: Mapping[Key, Data], *, force: bool = False) -> 
     """Creates a TDF file: whole, or not at all.
 
     path: with the extension .tdf.
-    sections: their data by (name, version), in the order of the file: bytes, an array of dtype uint64, or a Section or
-        the Samples of an open file, which are copied in parts.
+    sections: their data by (name, version), in the order of the file: bytes, a bytearray or a memoryview, an array of 1
+        dimension and of dtype uint8 or uint64, or a Section or the Samples of an open file, which are copied in parts.
     force: replace a file of that name.
     Raises FileExistsError, OSError if it cannot be written, TimeoutError if another process writes the file to be
     replaced for 30 seconds, ValueError for a name or a section that readers would not find, TypeError for other data.

@@ -101,7 +101,7 @@ public:
         AddChoiceOption(app, "--format", m_format,
                         {{"hex", SampleFormat::kHex}, {"dec", SampleFormat::kDec}, {"raw", SampleFormat::kRaw}},
                         "hex or dec, one sample a line, or raw little-endian bytes");
-        app.add_flag("--number", m_hasNumber, "Print the number of each sample");
+        app.add_flag("--number", m_hasNumber, "Print the index of each sample");
         m_time.AddWithFormsTo(app);
         m_range.AddTo(app);
         AddDriverOption(app, m_driverPath);

@@ -68,7 +68,7 @@ public:
             app.add_option("WORD", m_words, "Words, decimal or 0x...; - reads one a line from standard input");
         auto* file = app.add_option("--file", m_file, "Decode every sample of a trace; a line begins with its index");
         file->option_text("TRACE")->excludes(words);
-        app.add_flag("--only-stamps", m_onlyStamps, "Leave out samples that are not stamps")->needs(file);
+        app.add_flag("--only-stamps", m_onlyStamps, "Leave out samples that give no result")->needs(file);
         AddDriverOption(app, m_driverPath)->needs(file);
         AddFormatOptions(app, m_format);
     }

@@ -165,7 +165,7 @@ class StatsCommand : public Command {
 public:
     explicit StatsCommand(CLI::App& app) {
         m_files.AddTo(app, "Trace files, or folders of TDF files");
-        m_time.AddTo(app);
+        m_time.AddTo(app, "Time at 0 ticks: print the first, last, least and greatest stamp as times, too");
         m_range.AddTo(app);
         AddGapOption(app, m_gap);
         AddJobsOption(app, m_jobs);

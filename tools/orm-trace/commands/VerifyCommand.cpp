@@ -130,7 +130,7 @@ private:
 }  // namespace
 
 std::unique_ptr<Command> AddVerifyCommand(CLI::App& app) {
-    return std::make_unique<VerifyCommand>(*app.add_subcommand("verify", "Report every fault of TDF files"));
+    return std::make_unique<VerifyCommand>(*app.add_subcommand("verify", "Check the sections of TDF files"));
 }
 
 }  // namespace orm_trace

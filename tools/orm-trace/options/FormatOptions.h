@@ -13,7 +13,7 @@ inline void AddFormatOptions(CLI::App& app, PrintFormat& format) {
         "--json", [&] { format = PrintFormat::kJson; }, "Write a JSON document");
     app.add_flag_callback(
            "--json-lines", [&] { format = PrintFormat::kJsonLines; },
-           "Write a JSON object a line, as results are found")
+           "Write one JSON object per line, as results are found")
         ->excludes(json);
 }
 
