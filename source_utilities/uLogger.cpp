@@ -121,7 +121,11 @@ uLogger::~uLogger() {
 
 bool uLogger::SetFileName(const char* fileName, bool append) {
     const ScopedLock lock(m_mutex);
-    m_fileName = fileName != nullptr ? fileName : "";
+    try {
+        m_fileName = fileName != nullptr ? fileName : "";
+    } catch (...) {  // out of memory
+        return m_fileOpen;
+    }
     m_append = append;
     if (m_fileOpen) {
         CloseFile();
@@ -276,7 +280,7 @@ int uLogger::AddToLog(char* line, int length) {
         if (endsInPart != endedInPart) m_file.m_mode = kModes[endsInPart][m_append];
     }
     if (IsSet(m_logToStdio)) {
-        PrintLine(line);
+        PrintLine(line, static_cast<std::size_t>(length));
         isWritten = true;
     }
     return isWritten ? length : 0;

@@ -52,7 +52,7 @@ public:
     uLogger& operator=(const uLogger&) = delete;
 
     // Replaces name and mode; closes a file that was open, and opens the new one at once.
-    // Returns: whether the new file is open.
+    // Returns: whether the new file is open; if memory for the name runs out, nothing changes, and whether a file is open.
     bool SetFileName(const char* fileName, bool append);
     // Closes the file if it is open, and opens it. Returns: whether it is open. Threads: not while other threads log.
     bool OpenFile();

@@ -26,7 +26,8 @@ public:
     // that begins with 0x or 0X is hexadecimal, one that begins with 0 and continues is octal. For double the prefix is
     // only removed.
     // Examples: "0x1F" is 31, "017" is 15, "42abc" is 42, " 0x10" is 0, "-12" is -12; as double "0x1A" is 1.
-    // Returns:  0 when no number can be read; the nearest value of T when the number is out of range.
+    // Returns:  0 when no number can be read; the nearest value of T when the number is out of range, except that a
+    //           negative number wraps around when T is unsigned.
     // Errors:   a null or an empty str.
     // T:        unsigned long, long or double.
     template <class T> static T ToNumeric(const char* str);

@@ -59,6 +59,15 @@ bool HasSectionAt(std::FILE* stream, std::uint64_t offset, std::uint64_t size) n
     return HasPrintableName(stream, offset);
 }
 
+// Whether the chain of sections leads into the middle of a section at this offset.
+bool IsWithinSection(std::FILE* stream, std::uint64_t offset) noexcept {
+    TDFSectionReader reader(stream, kTDFIdentifier.size());
+    while (reader.Next() == TDFSectionReader::Step::kSection && reader.Section().offset < offset) {
+        if (offset < reader.Section().End()) return true;
+    }
+    return false;
+}
+
 }  // namespace
 
 TDFAppender::TDFAppender(const char* path) noexcept
@@ -129,6 +138,7 @@ void TDFAppender::AppendHeader(const char* name, std::uint32_t version, unsigned
     Require(written == fields.size() && WriteAt(m_stream.get(), offset + fields.size(), name, nameLength) == nameLength,
             "Write error -  TDF section name and version.");
     Require(WriteLength(m_stream.get(), offset, static_cast<std::uint32_t>(headerSize)), kHeaderSizeWriteError);
+    m_begun = headerOffset;
 }
 
 void TDFAppender::AppendData(unsigned int headerOffset, const void* data, unsigned int elementSize,
@@ -136,13 +146,17 @@ void TDFAppender::AppendData(unsigned int headerOffset, const void* data, unsign
     constexpr const char* kDataWriteError = "Write I/O error - unable to write section data.";
     RequireWritable();
     std::uint64_t size = 0;
-    Field field{};
-    Require(MeasureSize(m_stream.get(), size) &&
-                ReadAt(m_stream.get(), headerOffset, field.data(), field.size()) == field.size(),
+    FixedHeader header{};
+    const std::size_t read = ReadAt(m_stream.get(), headerOffset, header.data(), header.size());
+    Require(MeasureSize(m_stream.get(), size) && read >= kFieldSize,
             "Write I/O error - unable to determine section length.");
-    const std::uint32_t length = LoadLittleEndian(field.data());
+    const HeaderFields fields = DecodeFields(header.data());
+    const std::uint32_t length = fields.length;
     const std::uint64_t end = std::uint64_t{headerOffset} + length;
-    Require(length >= kFixedHeaderSize && end <= size, kBadOffset);
+    Require(read == header.size() && end <= size, kBadOffset);
+    Require(length >= std::uint64_t{kFixedHeaderSize} + fields.nameLength, kBadOffset);
+    // Data may look like a header.
+    Require(headerOffset == m_begun || !IsWithinSection(m_stream.get(), headerOffset), kBadOffset);
     Require(end == size || !HasSectionAt(m_stream.get(), end, size),
             "Section to save data to is followed by another section.");
     const std::uint64_t added = std::uint64_t{elementSize} * elementCount;

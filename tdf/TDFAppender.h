@@ -54,7 +54,8 @@ private:
     const char* m_path;
     FilePtr m_stream;
     bool m_isWritable;
-    int m_error = 0;  // why the file could not be opened
+    int m_error = 0;            // why the file could not be opened
+    std::uint64_t m_begun = 0;  // offset of the section that AppendHeader made; 0: none
 };
 
 }  // namespace Orm::Lux::Trace

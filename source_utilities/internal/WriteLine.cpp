@@ -7,6 +7,7 @@
 #include <sys/uio.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>
@@ -35,14 +36,42 @@ template <class Call> void WithoutSignals(Call&& put) noexcept {
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
-// Whether this thread is writing a line without the signals blocked: the kernel raises the signal in the thread that
-// writes. The access model is one that never allocates, because a signal handler reads it.
-[[gnu::tls_model("initial-exec")]] thread_local volatile sig_atomic_t t_isUnguarded = 0;
+bool PutAll(int file, const char* text, std::size_t length) noexcept {
+    while (length != 0) {
+        const ssize_t written = write(file, text, length);
+        if (written < 0 && errno == EINTR) continue;
+        if (written <= 0) return false;
+        text += written;
+        length -= static_cast<std::size_t>(written);
+    }
+    return true;
+}
+
+// The threads that are writing a line without the signals blocked: the kernel raises the signal in the thread that writes.
+// 0 is a free place. A variable of each thread would either need memory when a signal handler reads it, or keep the library
+// from being loaded where other libraries have used up the room for such variables.
+std::array<std::atomic<pthread_t>, 64> g_unguarded{};
+
+// Returns: a place that holds this thread now; null if none is free.
+std::atomic<pthread_t>* TakePlace() noexcept {
+    for (std::atomic<pthread_t>& place : g_unguarded) {
+        pthread_t nobody = 0;
+        if (place.load(std::memory_order_relaxed) == nobody && place.compare_exchange_strong(nobody, pthread_self())) {
+            return &place;
+        }
+    }
+    return nullptr;
+}
+
+bool IsUnguarded() noexcept {
+    return std::any_of(g_unguarded.begin(), g_unguarded.end(),
+                       [](const std::atomic<pthread_t>& place) { return place.load() == pthread_self(); });
+}
 
 // Ignores the signal of a limit that the host has set since the logger last asked for it. While this thread writes no
 // line, ends the process, as the signal does by default.
 void OnSizeLimit(int signal) {
-    if (t_isUnguarded != 0) return;
+    if (IsUnguarded()) return;
     struct sigaction byDefault {};
     byDefault.sa_handler = SIG_DFL;
     sigaction(signal, &byDefault, nullptr);
@@ -71,7 +100,11 @@ bool HandleSizeLimit() noexcept {
 // The tick of the coarse clock, a few milliseconds long, in which the process had no limit. Zero: ask.
 std::atomic<std::int64_t> g_tickWithoutLimit = 0;
 
-void AskInChild() { g_tickWithoutLimit = 0; }
+// Only the thread that forked is in the child.
+void StartInChild() {
+    g_tickWithoutLimit = 0;
+    for (std::atomic<pthread_t>& place : g_unguarded) place = 0;
+}
 
 // Returns: whether the process has a limit on the size of files. The host may change it, so it is asked for again in
 // each tick, and by a child that was forked: blocking the signals costs more than asking, and asking for each line would
@@ -83,7 +116,7 @@ bool HasSizeLimit() noexcept {
     if (hasClock && g_tickWithoutLimit.load(std::memory_order_relaxed) == tick) return false;
     rlimit limit{};
     if (syscall(SYS_getrlimit, RLIMIT_FSIZE, &limit) != 0 || limit.rlim_cur != RLIM_INFINITY) return true;
-    static const bool childrenAsk = pthread_atfork(nullptr, nullptr, AskInChild) == 0;
+    static const bool childrenAsk = pthread_atfork(nullptr, nullptr, StartInChild) == 0;
     if (childrenAsk && HandleSizeLimit()) g_tickWithoutLimit.store(tick, std::memory_order_relaxed);
     return false;
 }
@@ -91,10 +124,11 @@ bool HasSizeLimit() noexcept {
 // Calls put with signals as the host has them, for a host without a limit. If the host has just set one, and blocks its
 // signal, removes the signal.
 template <class Call> void WithSignals(Call&& put) noexcept {
+    std::atomic<pthread_t>* const place = TakePlace();
+    if (place == nullptr) return WithoutSignals(put);
     errno = 0;
-    t_isUnguarded = 1;
     const bool isPut = put();
-    t_isUnguarded = 0;
+    place->store(0, std::memory_order_release);
     if (isPut) return;
     g_tickWithoutLimit = 0;
     if (errno != EFBIG) return;
@@ -126,10 +160,14 @@ bool WriteLine(std::FILE* stream, const char* line, std::size_t length, bool& en
     return ofLine == length;
 }
 
-void PrintLine(const char* line) noexcept {
-    WithoutSignals([line]() noexcept {
-        const bool isPut = std::fputs(line, stdout) >= 0;
-        return std::fflush(stdout) == 0 && isPut;
+void PrintLine(const char* line, std::size_t length) noexcept {
+    WithoutSignals([&]() noexcept {
+        flockfile(stdout);
+        if (__fpending(stdout) != 0) fflush_unlocked(stdout);
+        // The stream itself would drop the line when a signal interrupts it, and keep the error for the host.
+        const bool isPut = PutAll(fileno(stdout), line, length);
+        funlockfile(stdout);
+        return isPut;
     });
 }
 

@@ -3,8 +3,8 @@
 // Neither call ends the process: the signals for a file-size limit (SIGXFSZ) and for a pipe without a reader (SIGPIPE)
 // do not reach the host; one that was pending before stays pending. WriteLine asks for the limit once in a few
 // milliseconds; if the host sets a limit in between, a SIGXFSZ that was pending before may be lost. In a process without a
-// limit WriteLine handles SIGXFSZ where it would end the process: it still does, unless a thread is in WriteLine. errno is
-// not kept.
+// limit WriteLine handles SIGXFSZ where it would end the process: it still does, unless the thread is in WriteLine. errno
+// is not kept.
 #pragma once
 
 #include <cstddef>
@@ -22,7 +22,7 @@ inline constexpr int kLineBufferSize = 4096;  // no line is longer
 // Returns: whether the complete line is in the file.
 bool WriteLine(std::FILE* stream, const char* line, std::size_t length, bool& endsInPart) noexcept;
 
-// Prints a line on standard output. A full pipe blocks.
-void PrintLine(const char* line) noexcept;
+// Prints a line on standard output, after what its stream holds. A full pipe blocks. The stream keeps no error of the line.
+void PrintLine(const char* line, std::size_t length) noexcept;
 
 }  // namespace ORM_LUX

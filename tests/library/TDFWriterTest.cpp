@@ -128,6 +128,26 @@ TEST_F(TDFWriterTest, RefusesWithoutTouchingTheFile) {
     EXPECT_EQ(ReadAll("t.tdf"), whole);
 }
 
+// Data that looks like a header, at an offset where no section begins: nothing is written over.
+TEST_F(TDFWriterTest, TakesNoDataForASection) {
+    std::string data;
+    for (unsigned n = 0; n < 100; ++n) data += Le(n == 0 ? 16 : n == 10 ? 8 * 90 : n % 3, 8);
+    const std::string last = "TDF2" + Section("a", 1, data), more = last + Section("b", 1, "x"),
+                      broken = "TDF2" + Section("longer", 1, "data", 12);
+    const std::tuple<std::string, unsigned, std::string> rows[] = {{more, 17, kBadOffset},
+                                                                   {last, 17, kBadOffset},
+                                                                   {last, 17 + 80, kBadOffset},
+                                                                   {broken, 4, kBadOffset},
+                                                                   {more, 4, kFollowed},
+                                                                   {last + "rest", 17, kBadOffset},
+                                                                   {more.substr(0, more.size() - 1), 17, kBadOffset}};
+    for (const auto& [file, offset, error] : rows) {
+        m_folder.Write("t.tdf", file);
+        EXPECT_EQ(Data("t.tdf", offset, "abc"), error) << offset;
+        EXPECT_TRUE(ReadAll("t.tdf") == file) << offset;
+    }
+}
+
 // What follows a section's recorded end: a section is never overwritten, leftovers of a failed append are.
 TEST_F(TDFWriterTest, TellsASuccessorFromLeftovers) {
     const std::tuple<const char*, std::string, bool> rows[] = {

@@ -5,6 +5,7 @@
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 
 #include <atomic>
@@ -278,19 +279,21 @@ TEST_F(uLoggerTest, OutlivesALimitThatIsSetBetweenLines) {
 TEST_F(uLoggerTest, LeavesTheSignalOfALimitToTheHost) {
     signal(SIGXFSZ, SIG_DFL);  // other tests of this process may have ignored it
     ASSERT_EQ(mkfifo("full", 0600), 0);
-    uLogger logger("log", true), waiting("full", true);
+    uLogger logger("log", true);
     logger.Log("x");
     const pid_t child = fork();
     if (child == 0) {
-        logger.Log("y");
         std::atomic<int> lines = 0;
-        std::thread([&] {
-            while (true) waiting.Log("%d", lines++);
-        }).detach();
+        for (int n = 0; n < 70; ++n) {
+            std::thread([&] {
+                for (uLogger waiting("full", true);;) waiting.Log("%d", lines++);
+            }).detach();
+        }
         for (int before = -1; before != lines;) {
             before = lines;
             std::this_thread::sleep_for(std::chrono::milliseconds(50));
         }
+        logger.Log("y");
         const int own = open("own", O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
         const SizeLimit limit(0);
         _exit(write(own, "z", 1) == 0 ? 0 : 1);
@@ -298,6 +301,39 @@ TEST_F(uLoggerTest, LeavesTheSignalOfALimitToTheHost) {
     int status = 0;
     waitpid(child, &status, 0);
     EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGXFSZ) << status;
+    EXPECT_EQ(ReadAll("log"), "M      x\nM      y\n");
+}
+
+// Signals interrupt prints to a full pipe: none is lost, and standard output has no error.
+TEST_F(uLoggerTest, PrintsAllLinesWhileSignalsInterrupt) {
+    int ends[2] = {-1, -1};
+    ASSERT_EQ(pipe(ends), 0);
+    const pid_t child = fork();
+    if (child == 0) {
+        dup2(ends[1], STDOUT_FILENO);
+        for (const int end : ends) close(end);
+        struct sigaction action {};
+        action.sa_handler = [](int) {};
+        sigaction(SIGALRM, &action, nullptr);
+        const itimerval often{{0, 1000}, {0, 1000}};
+        setitimer(ITIMER_REAL, &often, nullptr);
+        uLogger logger("log", true);
+        logger.EnableLogToStdio(true);
+        for (int n = 0; n < 3000; ++n) logger.Log("%0100d", n);
+        _exit(std::ferror(stdout));
+    }
+    close(ends[1]);
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    std::string printed;
+    std::array<char, 4096> chunk;
+    for (ssize_t got = 0; (got = read(ends[0], chunk.data(), chunk.size())) > 0;) {
+        printed.append(chunk.data(), static_cast<std::size_t>(got));
+    }
+    close(ends[0]);
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+    EXPECT_TRUE(printed == ReadAll("log")) << printed.size();
 }
 
 // Processes write to one log whose room ends and comes back. What was reported as written is there: a line in one piece
