@@ -46,7 +46,8 @@ public:
     // belong to that one: it, or a section further on that it leads to, reaches beyond `to`; or, when `to` is not within
     // the file, it leads to at least one more. One that nothing follows shows it only if it is the only header.
     //
-    // A TDF file that is the data of a section shows nothing: its sections begin after an identifier.
+    // A TDF file that is the data of a section shows nothing: its sections begin after an identifier. (Find takes them for
+    // sections: it is asked where no length can be trusted.)
     std::optional<std::uint64_t> FindAcross(std::uint64_t from, std::uint64_t to);
 
 private:

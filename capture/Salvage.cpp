@@ -21,6 +21,7 @@ public:
 
     Totals Run() {
         std::uint64_t at = kTDFIdentifier.size();
+        m_isTdf = m_file.HasIdentifier() || m_search.ReadNamed(at);
         if (m_file.HasIdentifier()) {
             m_totals.recovered = at;
         } else {
@@ -52,6 +53,10 @@ private:
         }
     };
 
+    static bool EndsAsItSays(const Kept& kept) {
+        return kept.item.state == State::kIntact || kept.item.state == State::kFoundByScan;
+    }
+
     // Follows the chain from a section on. Returns: where to go on after what ends it.
     std::uint64_t Follow(std::uint64_t start) {
         SectionWalk walk(m_file, start);
@@ -72,6 +77,7 @@ private:
         ++m_totals.faults;
         m_visitor.OnFault(fault);
         m_isFound = true;
+        if (const auto known = FindBeforeLast(isCut ? m_file.Size() : fault.offset)) return EndBefore(*known);
         if (isCut) return EndCutSection();
         const std::uint64_t at = fault.offset;
         const auto header = m_search.ReadNamed(at);
@@ -83,6 +89,13 @@ private:
     std::uint64_t EndCutSection() {
         const std::uint64_t size = m_file.Size();
         if (const auto known = FindWithinLast(size)) return EndBefore(*known);
+        const std::uint64_t at = m_last->item.section.offset;
+        // Bytes before a header can make one of it whose name is not text, and has the true header in it.
+        const auto found = IsTextName(m_last->name) ? std::nullopt : m_search.Find(at + 1, size, true);
+        if (found && *found < m_last->Section().DataOffset()) {
+            m_last = std::exchange(m_before, std::nullopt);
+            return GoOn(at, *found);
+        }
         m_last->SetEnd(size, State::kCut);
         return size;
     }
@@ -99,8 +112,7 @@ private:
 
     // What follows the last section, if any, cannot be a header.
     std::uint64_t PassGarbage(std::uint64_t at) {
-        const bool endsAsItSays =
-            m_last && (m_last->item.state == State::kIntact || m_last->item.state == State::kFoundByScan);
+        const bool endsAsItSays = m_last && EndsAsItSays(*m_last);
         if (const auto known = endsAsItSays ? FindWithinLast(at) : std::nullopt) return EndBefore(*known);
         return GoOn(at, FindNext(at + 1, at));
     }
@@ -115,6 +127,17 @@ private:
         }
         m_last->SetEnd(next, State::kShortened);
         return next;
+    }
+
+    // What a wrong length leads to may look like a header, but its name is hardly text.
+    // Returns: a section which shows that the last but one does not end where the last one, which is dropped then, begins.
+    // fault: where the chain ends after the last one.
+    std::optional<std::uint64_t> FindBeforeLast(std::uint64_t fault) {
+        if (!m_before || !EndsAsItSays(*m_before) || !IsTextName(m_before->name) || IsTextName(m_last->name)) return {};
+        const auto chain = Chain(m_before->item.section.offset + 1, fault);
+        if (!chain || *chain >= m_last->item.section.offset) return std::nullopt;
+        m_last = std::exchange(m_before, std::nullopt);
+        return chain;
     }
 
     // Returns: a section which shows that the last one, whose header claims the bytes before `to`, does not end there.
@@ -141,8 +164,7 @@ private:
     std::uint64_t FindNext(std::uint64_t from, std::uint64_t trusted) {
         Chain(from, trusted);
         const std::uint64_t bound = Bound(from);
-        const bool isTdf = m_file.HasIdentifier() || m_last || m_totals.sections != 0;
-        return m_search.Find(from, bound, isTdf).value_or(bound);
+        return m_search.Find(from, bound, m_isTdf || m_last || m_totals.sections != 0).value_or(bound);
     }
 
     std::optional<std::uint64_t> Chain(std::uint64_t from, std::uint64_t trusted) {
@@ -200,6 +222,7 @@ private:
     Visitor& m_visitor;
     HeaderSearch m_search;
     Totals m_totals;
+    bool m_isTdf = false;                // by the identifier, or by the header after it
     bool m_isFound = false;              // a fault was passed
     std::vector<std::uint64_t> m_known;  // where sections begin that were found across the ends of others, nearest last
     std::optional<Kept> m_last;          // whose end may change

@@ -20,6 +20,9 @@ namespace orm_trace {
 //   a section found by the scan begins within it    up to that section
 //   its header has a name, but no usable length     up to the next section found, or the end of the file
 //   bytes after it are in no section, and withTail asks to add them to it    the same
+//
+// A section whose name is not text, and which a fault follows, may be data that a wrong length led to: it is dropped if such
+// a chain begins before it, or if the end of the file cuts it and what was taken for its name holds a header.
 class Salvage {
 public:
     enum class State { kIntact, kCut, kShortened, kRebuilt, kExtended, kFoundByScan };
