@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <cstdint>
 
 namespace orm_trace {
 namespace {
@@ -16,7 +17,10 @@ struct Work {
 };
 Work g_work;
 std::atomic<bool> g_isUnfinished = false;
-static_assert(std::atomic<bool>::is_always_lock_free, "a handler may use it");
+std::atomic<std::uint64_t> g_passedOn = 0;  // signals, a bit each
+static_assert(std::atomic<std::uint64_t>::is_always_lock_free, "a handler may use it");
+
+constexpr std::uint64_t BitOf(int signal) { return std::uint64_t{1} << (signal - 1); }
 
 bool EndsProcess(int signal) {
     switch (signal) {
@@ -56,10 +60,12 @@ void UndoAndEnd(int signal) {
     const int error = errno;
     if (g_isUnfinished && getpid() == g_work.process) {
         const bool isForeign = gettid() != g_work.thread && !IsFault(signal);
+        if (isForeign) g_passedOn |= BitOf(signal);
         if (isForeign && tgkill(g_work.process, g_work.thread, signal) == 0) {
             errno = error;
             return;
         }
+        g_passedOn &= ~BitOf(signal);
         g_work.undo(g_work.object);
     }
     SetDefault(signal);
@@ -79,6 +85,7 @@ BlockedSignals::~BlockedSignals() { pthread_sigmask(SIG_SETMASK, &m_before, null
 
 InterruptGuard::InterruptGuard(Undo undo, const void* work) noexcept {
     g_work = {undo, work, getpid(), gettid()};
+    g_passedOn = 0;
     g_isUnfinished = true;
     struct sigaction action {};
     action.sa_handler = UndoAndEnd;  // without SA_RESTART: the process ends, and no call has to go on
@@ -98,6 +105,10 @@ InterruptGuard::~InterruptGuard() {
         struct sigaction now {};
         sigaction(signal, nullptr, &now);
         if (now.sa_handler == UndoAndEnd) SetDefault(signal);
+    }
+    // Those that this thread blocks did not end the process when they were passed on: another thread gets them now.
+    for (int signal = 1; signal < _NSIG; ++signal) {
+        if ((g_passedOn & BitOf(signal)) != 0) kill(g_work.process, signal);
     }
 }
 

@@ -23,7 +23,8 @@ private:
 // signal. A signal that is ignored or has a handler when the guard is made is not touched.
 //
 // Threads: the thread that makes the guard is the one that writes. A signal that another thread gets is passed on to it, so
-//          that nothing is written after the work was undone. A forked child undoes nothing.
+//          that nothing is written after the work was undone; if that thread blocks it, the work is finished first. A
+//          forked child undoes nothing.
 // REQUIRES: it is the only one.
 class InterruptGuard {
 public:

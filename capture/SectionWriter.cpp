@@ -1,6 +1,7 @@
 #include "capture/SectionWriter.h"
 
 #include <algorithm>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -8,6 +9,8 @@
 #include "capture/SectionWalk.h"
 #include "capture/Text.h"
 #include "capture/TranslateErrors.h"
+#include "tdf/CorvaErrors.h"
+#include "tdf/TDFAppender.h"
 #include "tdf/TDFFormat.h"
 #include "tdf/TDFHandler.h"
 
@@ -36,28 +39,26 @@ std::uint64_t SectionWriter::RequireWholeChain(ErrorKind kind) const {
 void SectionWriter::Append(SectionSource& source, const ProgressCallback& onProgress) const {
     constexpr std::size_t kChunk = 128 * 1024;
     std::vector<char> chunk(kChunk);
-    const char* path = m_path.c_str();
     const char* name = source.Name().c_str();
-    TDFHandler tdf;
+    std::optional<TDFAppender> target;
     std::uint32_t offset = 0;
     std::uint32_t length = 0;
     const std::string purpose = " (writing " + std::to_string(source.Size()) + " bytes of " + source.Path() + ")";
-    TranslateWriteErrors(m_name, purpose, [&] { tdf.SaveSectionHeader(path, name, source.Version(), offset); });
+    TranslateWriteErrors(m_name, purpose, [&] {
+        target.emplace(m_path.c_str());
+        Require(target->IsOpen(), kBadFileToSave);
+        target->AppendHeader(name, source.Version(), offset);
+    });
     // As many bytes as were measured: the source may be the file itself, which grows.
     for (std::uint64_t left = source.Size(); left != 0;) {
         const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(left, chunk.size()));
         const auto got = static_cast<std::uint32_t>(source.Read(chunk.data(), wanted));
         if (got == 0) throw Error(ErrorKind::kInput, source.Path(), "became shorter while it was being read");
         left -= got;
-        TranslateWriteErrors(m_name, purpose,
-                             [&] { tdf.SaveSectionData(path, name, offset, chunk.data(), 1, got, length); });
+        TranslateWriteErrors(m_name, purpose, [&] { target->AppendData(offset, chunk.data(), 1, got, length); });
         if (onProgress) onProgress(got);
     }
-    if (!HasSection(source.Name(), source.Version())) {
-        throw Error(
-            ErrorKind::kFailed, m_name,
-            "the section " + SectionLabel(source.Name(), source.Version()) + " cannot be found after writing it");
-    }
+    TranslateWriteErrors(m_name, purpose, [&] { target->Close(); });
 }
 
 bool SectionWriter::HasSection(const std::string& name, std::uint32_t version) const {

@@ -23,6 +23,7 @@ public:
     // Returns: whether the file has such a section, so that readers would not see another one.
     bool HasSection(const std::string& name, std::uint32_t version) const;
 
+    // Whether the section can be found is checked by RequireWholeChain, once for all that are appended.
     // Errors: Error (kFailed), and kInput where the source became shorter. What was written before stays.
     void Append(SectionSource& source, const ProgressCallback& onProgress = {}) const;
 

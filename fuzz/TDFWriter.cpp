@@ -45,7 +45,12 @@ std::string Refusal(const std::string& file, std::size_t offset, bool isNull) {
     if (isNull) return "No data to write TDF.";
     if (offset + 4 > file.size()) return "Write I/O error - unable to determine section length.";
     const std::uint64_t length = Le32(file, offset), end = offset + length;
-    if (length < 12 || end > file.size()) return "Section header offset to save data is not valid.";
+    const auto isAround = [&](const auto& section) { return section.offset < offset && offset < section.End(); };
+    const auto sections = Walk(file);
+    if (end > file.size() || file.size() - offset < 12 || length < 12 + Le32(file, offset + 8) ||
+        std::any_of(sections.begin(), sections.end(), isAround)) {
+        return "Section header offset to save data is not valid.";
+    }
     if (end != file.size() && HasSection(file, end)) return "Section to save data to is followed by another section.";
     return "";
 }

@@ -72,7 +72,7 @@ def gap_ticks(gap: Seconds) -> int:
     try:
         # A decimal fraction stays one: 0.1 is a tenth.
         ticks = int(Fraction(str(number) if isinstance(number, float) else number) * TICKS_PER_SECOND // 1)
-    except (OverflowError, ValueError):
+    except (OverflowError, ValueError, ZeroDivisionError):
         ticks = -1
     if not 0 <= ticks <= ALL_BITS:
         raise ValueError(f"gap is not a length of time in seconds: {gap}")

@@ -6,9 +6,10 @@ files themselves, by their absolute paths.
 
 from __future__ import annotations
 
+import operator
 import os
 from collections.abc import Iterable
-from typing import Any, Union
+from typing import Any, SupportsIndex, Union
 
 import dask.array as da
 import numpy as np
@@ -16,7 +17,7 @@ from dask.base import tokenize
 
 from orm_trace._file import WORD, File, Identity, Path, Samples, Words
 
-Chunks = Union[int, str]
+Chunks = Union[SupportsIndex, str]
 
 
 def read_chunk(identity: Identity, first: int, count: int) -> Words:
@@ -50,11 +51,12 @@ def from_files(paths: Path | Iterable[Path], chunks: Chunks = 1_000_000) -> Any:
     Raises what File and its samples do. Computing raises OSError if a file was changed, replaced or deleted since; a
     change within the resolution of the file system's clock that keeps the size is not seen.
     """
-    if isinstance(chunks, int):
+    if not isinstance(chunks, str):
+        if not hasattr(chunks, "__index__"):
+            raise TypeError(f"chunks is a number or a text, not {type(chunks).__name__}")
+        chunks = operator.index(chunks)
         if chunks < 1 and chunks != -1:
             raise ValueError(f"a chunk has at least 1 sample, not {chunks}")
-    elif not isinstance(chunks, str):
-        raise TypeError(f"chunks is a number or a text, not {type(chunks).__name__}")
     if isinstance(paths, (str, bytes, os.PathLike)):
         paths = [paths]
     arrays = [_from_file(path, chunks) for path in paths]

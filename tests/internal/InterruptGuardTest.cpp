@@ -3,8 +3,10 @@
 
 #include <gtest/gtest.h>
 #include <sys/syscall.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <optional>
 #include <thread>
 
@@ -47,6 +49,12 @@ struct InterruptGuardTest : testing::Test {
     static void Undo(const void* test) noexcept {
         ++const_cast<InterruptGuardTest*>(static_cast<const InterruptGuardTest*>(test))->m_undone;
     }
+    // Whether the calling thread has been sent a signal that it blocks.
+    static bool IsPending(int signal) {
+        sigset_t pending;
+        sigpending(&pending);
+        return sigismember(&pending, signal) == 1;
+    }
     template <class Work> static void InThread(Work work) { std::thread(work).join(); }
 
     int m_undone = 0;
@@ -74,6 +82,24 @@ TEST_F(InterruptGuardTest, PassesSignalsToTheThreadThatWrites) {
         InThread([&] { EXPECT_EQ(RaisedBy(signal), signal); });
         EXPECT_EQ(m_undone, before + 1) << signal;
     }
+}
+
+// The thread that writes blocks the signal: the work is finished, and then the process ends.
+TEST_F(InterruptGuardTest, EndsAfterWorkThatCannotBeInterrupted) {
+    const pid_t child = fork();
+    if (child == 0) {
+        InThread([this] {
+            const orm_trace::BlockedSignals blocked;
+            const InterruptGuard guard(Undo, this);
+            syscall(SYS_tgkill, getpid(), getpid(), SIGTERM);  // the first thread
+            while (!IsPending(SIGTERM)) continue;
+        });
+        std::this_thread::sleep_for(std::chrono::seconds(30));
+        _exit(0);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM) << status;
 }
 
 TEST_F(InterruptGuardTest, UndoesWhenTheThreadThatWritesIsGone) {

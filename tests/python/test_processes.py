@@ -118,7 +118,7 @@ def captures(folder: Path) -> list[Path]:
 def test_dask_has_all_samples(tmp_path: Path, cluster: Any) -> None:
     paths = captures(tmp_path)
     wanted = np.concatenate([some_words(count, seed=n) for n, count in enumerate((5000, 0, 1, 12345))])
-    sizes: list[Any] = [1_000_000, 1000, "1 KiB"]
+    sizes: list[Any] = [1_000_000, np.int64(1000), "1 KiB"]
     for chunks in sizes:
         lazy = orm_trace.dask.from_files(paths, chunks=chunks)
         assert lazy.ndim == 1 and lazy.dtype == np.dtype("<u8")

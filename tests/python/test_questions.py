@@ -84,7 +84,7 @@ def test_refuses_numbers_out_of_range() -> None:
         for ask in questions:
             with pytest.raises(OverflowError):
                 ask()
-    wrongs: list[Any] = ["-1", -0.5, 10**13, "nan", float("nan"), float("inf"), Decimal("Infinity"), np.int64(10**13)]
+    wrongs: list[Any] = ["-1", "1/0", -0.5, 10**13, "nan", float("nan"), float("inf"), Decimal("Infinity"), np.int64(10**13)]
     for wrong in wrongs:
         with pytest.raises(ValueError, match="gap"):
             orm_trace.stats(words, gap=wrong)

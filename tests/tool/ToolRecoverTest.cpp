@@ -178,6 +178,7 @@ TEST_F(ToolRecoverTest, SaysWhatItDoesWithEachByte) {
     EXPECT_TRUE(Has(a) && Has(b) && m_lost == "XDF2");
     EXPECT_EQ(Tool("recover in.tdf -o new.tdf --lost lost").code, 1) << "exists";
     EXPECT_EQ(Tool("recover in.tdf -o new.tdf --lost new.tdf").code, 2);
+    EXPECT_EQ(Tool("recover in.tdf -o new.tdf --lost ./new.tdf").code, 2);
     EXPECT_FALSE(std::filesystem::exists("new.tdf"));
 }
 

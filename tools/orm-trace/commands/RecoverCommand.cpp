@@ -1,6 +1,7 @@
 // orm-trace recover: recovers the readable sections of a damaged TDF file.
 #include <array>
 #include <cerrno>
+#include <filesystem>
 #include <optional>
 #include <string>
 
@@ -190,6 +191,13 @@ private:
     std::uint64_t m_sections = 0;
 };
 
+// Returns: the path of a file that need not exist, without links.
+std::filesystem::path PlaceOf(const std::string& path) {
+    std::error_code error;
+    const std::filesystem::path place = std::filesystem::weakly_canonical(std::filesystem::absolute(path, error), error);
+    return error ? std::filesystem::path(path) : place;
+}
+
 class RecoverCommand : public Command {
 public:
     explicit RecoverCommand(CLI::App& app) {
@@ -210,7 +218,7 @@ public:
         if (m_recovery.out.empty() && !m_recovery.isDryRun) {
             throw Error(ErrorKind::kArgument, "recover", "-o or --dry-run is required");
         }
-        if (!m_recovery.lost.empty() && m_recovery.lost == m_recovery.out) {
+        if (!m_recovery.lost.empty() && PlaceOf(m_recovery.lost) == PlaceOf(m_recovery.out)) {
             throw Error(ErrorKind::kArgument, "--lost", "is the same file as OUT");
         }
         // The sections are safe before anything is printed: its reader may stop reading.
