@@ -89,12 +89,13 @@ TEST_F(InterruptGuardTest, EndsAfterWorkThatCannotBeInterrupted) {
     const pid_t child = fork();
     if (child == 0) {
         InThread([this] {
-            const orm_trace::BlockedSignals blocked;
+            sigset_t all;
+            sigfillset(&all);
+            pthread_sigmask(SIG_BLOCK, &all, nullptr);  // until the thread ends
             const InterruptGuard guard(Undo, this);
             syscall(SYS_tgkill, getpid(), getpid(), SIGTERM);  // the first thread
             while (!IsPending(SIGTERM)) continue;
         });
-        std::this_thread::sleep_for(std::chrono::seconds(30));
         _exit(0);
     }
     int status = 0;
@@ -104,7 +105,12 @@ TEST_F(InterruptGuardTest, EndsAfterWorkThatCannotBeInterrupted) {
 
 TEST_F(InterruptGuardTest, UndoesWhenTheThreadThatWritesIsGone) {
     std::optional<InterruptGuard> guard;
-    InThread([&] { guard.emplace(Undo, this); });
+    pid_t writer = 0;
+    InThread([&] {
+        guard.emplace(Undo, this);
+        writer = gettid();
+    });
+    while (syscall(SYS_tgkill, getpid(), writer, 0) == 0) continue;  // a thread that was joined may still be ending
     EXPECT_EQ(RaisedBy(SIGTERM), SIGTERM);
     EXPECT_EQ(m_undone, 1);
 }
