@@ -3,11 +3,12 @@
 from __future__ import annotations
 
 import builtins
+import copyreg
 import errno
 import operator
 import os
 import warnings
-from collections.abc import Iterator, Mapping
+from collections.abc import Callable, Iterator, Mapping
 from dataclasses import dataclass
 from types import EllipsisType, TracebackType
 from typing import Any, SupportsIndex, TypeVar, Union, overload
@@ -104,7 +105,7 @@ class Section:
 
     def __reduce__(self) -> tuple[Any, ...]:
         fields = self.name, self.version, self.offset, self.length, self.data_offset, self.available
-        return _section_of, (_identity_of(self._capture, 0, 0), fields)
+        return Section, (*fields, self._capture)
 
     def __repr__(self) -> str:
         return f"<Section {self.name!r}:{self.version} of {self.data_length} bytes at offset 0x{self.offset:X}>"
@@ -141,13 +142,16 @@ def _identity_of(capture: _core.Capture, offset: int, count: int) -> Identity:
     return Identity(os.fsdecode(capture.absolute_path), capture.size, capture.mtime_ns, offset, count)
 
 
-def _samples_of(identity: Identity) -> Samples:
-    file = identity.open()
-    return Samples(file._capture, identity.offset, identity.count)
+def _capture_of(identity: Identity) -> _core.Capture:
+    return identity.open()._capture
 
 
-def _section_of(identity: Identity, fields: tuple[str, int, int, int, int, int]) -> Section:
-    return Section(*fields, identity.open()._capture)
+def _reduce_capture(capture: _core.Capture) -> tuple[Callable[[Identity], _core.Capture], tuple[Identity]]:
+    return _capture_of, (_identity_of(capture, 0, 0),)
+
+
+# What shares an open file shares one again after it was pickled together.
+copyreg.pickle(_core.Capture, _reduce_capture)
 
 
 class Samples:
@@ -262,7 +266,7 @@ class Samples:
         return _identity_of(self._capture, self._offset, self._count)
 
     def __reduce__(self) -> tuple[Any, ...]:
-        return _samples_of, (self.identity,)
+        return Samples, (self._capture, self._offset, self._count)
 
     def __repr__(self) -> str:
         return f"<{self._count} samples of {os.fsdecode(self._capture.path)!r}>"

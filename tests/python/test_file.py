@@ -160,7 +160,9 @@ def test_closed_file_refuses(capture: Path) -> None:
 
 def test_sections_can_be_pickled(capture: Path) -> None:
     with orm_trace.File(capture) as file:
-        again = pickle.loads(pickle.dumps(file.sections))
+        before = open_descriptors()
+        again, samples = pickle.loads(pickle.dumps((file.sections, [file.samples] * 3)))
+        assert open_descriptors() == before + 1 and len(samples[2]) == len(file.samples)
     assert [section.bytes() for section in again][::2] == [b"cold start", b"done"]
 
 
