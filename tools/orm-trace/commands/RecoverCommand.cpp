@@ -194,7 +194,8 @@ private:
 // Returns: the path of a file that need not exist, without links.
 std::filesystem::path PlaceOf(const std::string& path) {
     std::error_code error;
-    const std::filesystem::path place = std::filesystem::weakly_canonical(std::filesystem::absolute(path, error), error);
+    const std::filesystem::path place =
+        std::filesystem::weakly_canonical(std::filesystem::absolute(path, error), error);
     return error ? std::filesystem::path(path) : place;
 }
 
