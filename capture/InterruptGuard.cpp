@@ -108,7 +108,7 @@ InterruptGuard::~InterruptGuard() {
     }
     // Those that this thread blocks did not end the process when they were passed on: another thread gets them now.
     for (int signal = 1; signal < _NSIG; ++signal) {
-        if ((g_passedOn & BitOf(signal)) != 0) kill(g_work.process, signal);
+        if ((g_passedOn & BitOf(signal)) != 0) kill(getpid(), signal);
     }
 }
 
