@@ -2,6 +2,9 @@
 function(orm_target target)
     target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow
         $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor>)
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+        target_compile_options(${target} PRIVATE -Wsign-conversion)  # part of -Wconversion with clang
+    endif()
     # Texts of stamps have the rounding of each step, also where the processor can multiply and add in one.
     target_compile_options(${target} PRIVATE -ffp-contract=off)
     if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
