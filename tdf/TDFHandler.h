@@ -101,9 +101,10 @@ public:
     // section, or begin with a header that has a printable name, the call fails and the file must be truncated first.
     // sectionLength: 0 from the start of the call; then the section's new length in bytes, header included.
     // Errors: "File name passed to save file is not valid.", "Section header offset to save data is not valid." (below
-    //         4, or no section begins there: it is within one, or has no header that fits in the file), "No data to write TDF." (null data), "Could not open TDF
-    //         file as specified.", "Write I/O error - unable to determine section length.", "Section to save data to is
-    //         followed by another section.", "TDF file would exceed 4 GiB." (nothing has been written up to here),
+    //         4, or no section begins there: it is within one, or has no header that fits in the file), "No data to
+    //         write TDF." (null data), "Could not open TDF file as specified.", "Write I/O error - unable to determine
+    //         section length.", "Section to save data to is followed by another section.", "TDF file would exceed 4
+    //         GiB." (nothing has been written up to here),
     //         "Write I/O error - unable to write section data.", "Write error - section data corrupted.", "Write error
     //         - size of TDF header." (the section has the length that it had before).
     void SaveSectionData(const char* path, const char* name, unsigned int headerOffset, void* data,
