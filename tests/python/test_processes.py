@@ -30,7 +30,16 @@ PARTS = [(n, n + 500) for n in range(0, 5000, 500)]
 
 
 @pytest.fixture(scope="module")
-def cluster() -> Iterator[Any]:
+def shared_locks() -> None:
+    """Skips a test of processes that share locks where the system does not let this user make them."""
+    try:
+        multiprocessing.Lock()
+    except PermissionError as error:
+        pytest.skip(f"processes cannot share locks in /dev/shm: {error}")
+
+
+@pytest.fixture(scope="module")
+def cluster(shared_locks: None) -> Iterator[Any]:
     with distributed.LocalCluster(n_workers=2, threads_per_worker=1, processes=True, dashboard_address=None,
                                   host="127.0.0.1") as local, distributed.Client(local) as client:
         yield client
@@ -41,7 +50,7 @@ def total(words: NDArray[np.uint64]) -> int:
 
 
 @pytest.mark.parametrize("method", ["fork", "spawn"])
-def test_pools_give_the_same_sums(capture: Path, words: NDArray[np.uint64], method: str) -> None:
+def test_pools_give_the_same_sums(shared_locks: None, capture: Path, words: NDArray[np.uint64], method: str) -> None:
     with orm_trace.File(capture) as file, multiprocessing.get_context(method).Pool(2) as pool:
         samples = file.samples
         assert sum(pool.map(sum_of, [(samples, *part) for part in PARTS])) == total(words)
@@ -209,7 +218,7 @@ def test_workers_tell_what_changed(capture: Path, cluster: Any, change: str, wan
     assert cluster.submit(error_of, pickled, pure=False).result() == wanted
 
 
-def test_the_example_counts_types(tmp_path: Path) -> None:
+def test_the_example_counts_types(shared_locks: None, tmp_path: Path) -> None:
     captures(tmp_path)
     result = subprocess.run([sys.executable, ROOT / "examples" / "cluster" / "count_types.py", tmp_path], check=True,
                             stdout=subprocess.PIPE, text=True)
