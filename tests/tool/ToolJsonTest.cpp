@@ -13,7 +13,7 @@ using test::Section;
 
 struct ToolJsonTest : test::ToolFixture {
     void Compare(const std::string& name, const std::string& text) {
-        const std::string path = std::string(ORM_SOURCE_DIR) + "/tests/tool/documents/" + name;
+        const std::string path = std::string(ORM_SOURCE_DIR) + "/tests/tool/golden/" + name;
         if (std::getenv("ORM_TEST_UPDATE") != nullptr) std::ofstream(path, std::ios::binary) << text;
         EXPECT_EQ(text, test::ReadAll(path)) << name;
         CollectTypesOf(path);
@@ -108,7 +108,7 @@ TEST_F(ToolJsonTest, ExampleOfThePageIsTrue) {
     const std::string document = Tool("list --json broken.tdf").out;
     EXPECT_NE(page.find("$ orm-trace list --json broken.tdf\n" + document + "```"), std::string::npos) << document;
     // Every member that documents have is described.
-    for (const auto& entry : std::filesystem::directory_iterator(ORM_SOURCE_DIR "/tests/tool/documents")) {
+    for (const auto& entry : std::filesystem::directory_iterator(ORM_SOURCE_DIR "/tests/tool/golden")) {
         CollectTypesOf(entry.path());
     }
     for (const auto& [member, types] : m_types) {
