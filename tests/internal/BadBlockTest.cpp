@@ -4,13 +4,10 @@
 #include <fcntl.h>
 #include <limits.h>
 #include <sys/syscall.h>
-#include <unistd.h>
 
 #include <cstdarg>
 #include <functional>
-#include <memory>
 #include <utility>
-#include <vector>
 
 #include "driver/CChannelDriver.h"
 #include "internal/SystemCalls.h"
@@ -91,150 +88,130 @@ extern "C" int ftruncate(int descriptor, off_t size) noexcept {
 
 namespace {
 
-struct StandIn {
-    explicit StandIn(test::BadBlock& block) { g_standIn = &block; }
-    ~StandIn() { g_standIn = nullptr; }
+using namespace Orm::Lux::Trace;
+using test::ErrorOf;
+using test::Section;
+
+constexpr auto kFileType = eTraceDataFileType{};
+const std::string kFileError = "Talvora file channel driver: File I/O error reading trace file.";
+const std::string kNoSection = "Section size cannot be located in the file.";
+const std::string kSaveError = kFileError + "\nInput/output error";
+
+// Returns: the text of the error that call throws when so many reads succeed before all fail.
+template <class Call> std::string ErrorAfter(int goodReads, Call call) {
+    g_goodReads = goodReads;
+    const std::string error = ErrorOf(call);
+    g_goodReads = -1;
+    return error;
+}
+
+struct UnreadableFile : testing::Test {
+    // Returns: how many samples are read, and the text of the error thrown.
+    std::string Read(unsigned start, unsigned count) {
+        unsigned long samples[300];
+        unsigned read = 7;
+        const std::string error = ErrorOf([&] { m_driver->SeekReadTraceData(start, count, samples, &read); });
+        return std::to_string(read) + error;
+    }
+    void FindLength(const char* name) { m_tdf.GetSectionDataLengthInBytes("t.tdf", name, 1, m_length = 7); }
+    void Save() { m_driver->SaveFile("t.tdf", kFileType); }
+
+    test::WorkingFolder m_folder;
+    TDFHandler m_tdf;
+    std::unique_ptr<CChannelDriver, void (*)(CChannelDriver*)> m_driver{CreateChannelDriver(), &DestroyChannelDriver};
+    unsigned m_length = 7;
 };
 
-constexpr auto kFileType = Orm::Lux::Trace::eTraceDataFileType{};
-const std::string kFileError = "Talvora file channel driver: File I/O error reading trace file.";
-
-TEST(BadBlock, IsReportedByTheDriver) {
-    const test::WorkingFolder folder;
-    folder.Write("t.tdf", "TDF2");
-    const std::string trace = folder.Write("trace.bin", std::string(4000, 's'));
+TEST_F(UnreadableFile, IsReportedByTheDriver) {
+    m_folder.Write("t.tdf", "TDF2");
+    m_folder.Write("p.bin", std::string(4000, 's'));
     test::BadBlock block{std::string(4000, 's'), 1600};
-    const std::unique_ptr<Orm::Lux::Trace::CChannelDriver, decltype(&DestroyChannelDriver)> driver(
-        CreateChannelDriver(), &DestroyChannelDriver);
     const auto load = [&] {
-        const StandIn standIn(block);
-        driver->LoadFile(trace, 0, kFileType);
+        g_standIn = &block;
+        m_driver->LoadFile("p.bin", 0, kFileType);
+        g_standIn = nullptr;
     };
     load();
-    unsigned long page[300];
-    unsigned read = 0;
-    const auto readAt = [&](unsigned start, unsigned count) {
-        return test::ErrorOf([&] { driver->SeekReadTraceData(start, count, page, &read); });
-    };
-    EXPECT_EQ(readAt(300, 100), "") << "after the bad block";
-    EXPECT_EQ(read, 100U) << "after the bad block";
-    EXPECT_EQ(readAt(0, 300), kFileError) << "what could be read is delivered";
-    EXPECT_EQ(read, 200U) << "what could be read is delivered";
-    EXPECT_EQ(readAt(300, 100), kFileError) << "until the file is loaded again";
-    EXPECT_EQ(read, 100U) << "until the file is loaded again";
-    driver->LoadFile(trace, 0, kFileType);
+    EXPECT_EQ(Read(300, 100), "100") << "after the bad block";
+    EXPECT_EQ(Read(0, 300), "200" + kFileError) << "what could be read is delivered";
+    EXPECT_EQ(Read(300, 100), "100" + kFileError) << "until the file is loaded again";
+    EXPECT_EQ(ErrorOf([&] { Save(); }), kSaveError) << "not begun";
+    EXPECT_EQ(std::filesystem::file_size("t.tdf"), 4U) << "not begun";
+    m_driver->LoadFile("p.bin", 0, kFileType);
     for (const unsigned start : {200U, 0U}) {
         g_piece = 800;
         g_goodReads = 2;  // one of them interrupted
-        EXPECT_EQ(readAt(start, 300), "") << "what fails by position is tried again";
-        EXPECT_EQ(read, 300U) << "what fails by position is tried again";
+        EXPECT_EQ(Read(start, 300), "300") << "what fails by position is tried again";
         g_piece = SSIZE_MAX;
         g_goodReads = -1;
     }
     load();
-    EXPECT_EQ(readAt(0, 300), kFileError) << "as before";
-    EXPECT_EQ(read, 200U) << "as before";
-    const auto save = [&] { return test::ErrorOf([&] { driver->SaveFile("t.tdf", kFileType); }); };
-    EXPECT_EQ(save(), kFileError + "\nInput/output error") << "not begun";
-    EXPECT_EQ(std::filesystem::file_size("t.tdf"), 4U) << "not begun";
-    load();
-    EXPECT_EQ(save(), kFileError + "\nInput/output error");
+    EXPECT_EQ(ErrorOf([&] { Save(); }), kSaveError);
     EXPECT_EQ(std::filesystem::file_size("t.tdf"), 28U);
-    load();
-    block.seeks = 0;
-    EXPECT_EQ(save(), kFileError + "\nInput/output error") << "not begun";
-    EXPECT_EQ(std::filesystem::file_size("t.tdf"), 28U) << "not begun";
 }
 
-TEST(BadBlock, EndsASearch) {
-    const std::string file = "TDF2" + test::Section("a", 1, std::string(100, 'x')) + test::Section("b", 1, "data");
+TEST_F(UnreadableFile, EndsASearch) {
+    const std::string file = "TDF2" + Section("a", 1, std::string(100, 'x')) + Section("b", 1, "data");
     test::BadBlock block{file, 4 + 113};
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> stream(block.Open(), std::fclose);
-    Orm::Lux::Trace::TDFHandler tdf;
-    unsigned length = 7;
+    const FilePtr stream(block.Open());
     const auto seek = [&](const char* name) {
         clearerr(stream.get());
         std::fseek(stream.get(), 4, SEEK_SET);
-        return tdf.SeekSectionData(stream.get(), name, 1, length);
+        return m_tdf.SeekSectionData(stream.get(), name, 1, m_length);
     };
     EXPECT_TRUE(seek("a"));
-    EXPECT_EQ(length, 100U);
+    EXPECT_EQ(m_length, 100U);
     EXPECT_EQ(std::ftell(stream.get()), 17U);
-    EXPECT_FALSE(seek("b")) << "a stream that has failed is not searched";
-    EXPECT_EQ(length, 0U) << "a stream that has failed is not searched";
-    EXPECT_FALSE(tdf.SeekSectionData(stream.get(), "a", 1, length)) << "a stream that has failed is not searched";
+    EXPECT_FALSE(seek("b"));
+    EXPECT_EQ(m_length, 0U);
+    EXPECT_FALSE(m_tdf.SeekSectionData(stream.get(), "a", 1, m_length)) << "a stream that has failed is not searched";
     block.seeks = 3;
-    EXPECT_FALSE(seek("a")) << "the data cannot be reached";
-    EXPECT_EQ(length, 0U) << "the data cannot be reached";
+    EXPECT_TRUE(!seek("a") && m_length == 0) << "the data cannot be reached";
 }
 
-TEST(BadBlock, IsToldFromPiecesAndFromTheEnd) {
-    const test::TemporaryFolder folder;
-    const std::string header = test::Section("name", 1, "");
-    const Orm::Lux::Trace::FilePtr stream = Orm::Lux::Trace::OpenForReading(folder.Write("f", header).c_str());
+TEST_F(UnreadableFile, IsToldFromPiecesAndFromTheEnd) {
+    const FilePtr stream = OpenForReading(m_folder.Write("f", Section("name", 1, "")).c_str());
     for (const ssize_t piece : {1, 5, 0, -1}) {
         g_piece = piece;
-        Orm::Lux::Trace::TDFSectionReader reader(stream.get(), 0);
+        TDFSectionReader reader(stream.get(), 0);
         const bool isFound = reader.Find("name", 1);
-        EXPECT_TRUE(piece > 0 ? isFound : reader.Fault().kind == Orm::Lux::Trace::TDFFaultKind::kReadError) << piece;
-        char bytes[8] = "~~~~~~~";
-        EXPECT_EQ(Orm::Lux::Trace::ReadAt(stream.get(), 0, bytes, 6), piece > 0 ? 6U : 0U);
+        EXPECT_TRUE(piece > 0 ? isFound : reader.Fault().kind == TDFFaultKind::kReadError) << piece;
+        char bytes[40] = "~~~~~~~";
+        EXPECT_EQ(ReadAt(stream.get(), 0, bytes, 6), piece > 0 ? 6U : 0U);
         EXPECT_EQ(bytes[6], '~') << piece;
-        char more[40];
         errno = 0;
-        EXPECT_EQ(Orm::Lux::Trace::ReadAt(stream.get(), 0, more, sizeof more), piece > 0 ? 16U : 0U) << piece;
+        EXPECT_EQ(ReadAt(stream.get(), 0, bytes, sizeof bytes), piece > 0 ? 16U : 0U) << piece;
         EXPECT_EQ(errno, piece < 0 ? EIO : 0) << piece;
     }
     g_piece = SSIZE_MAX;
 }
 
 // A read that fails is an error of its own: neither the end of the file nor a section that is not in it.
-TEST(BadBlock, IsNotAMissingSection) {
-    const test::WorkingFolder folder;
-    folder.Write("t.tdf", "TDF2" + test::Section("BinTraceData", 1, "12345678"));
-    const std::unique_ptr<Orm::Lux::Trace::CChannelDriver, decltype(&DestroyChannelDriver)> driver(
-        CreateChannelDriver(), &DestroyChannelDriver);
+TEST_F(UnreadableFile, IsNotAMissingSection) {
+    m_folder.Write("t.tdf", "TDF2" + test::Trace("12345678"));
     const std::string readError = "Read I/O error - section data corrupted.";
     for (const auto& [good, expected] :
          {std::pair(2, std::string()), {0, "Could not open TDF file as specified."}, {1, readError}}) {
-        g_goodReads = good;
-        Orm::Lux::Trace::TDFHandler tdf;
-        unsigned position = 7, length = 7;
-        const std::string error =
-            test::ErrorOf([&] { tdf.GetSectionDataPosition("t.tdf", "BinTraceData", 1, position, length); });
-        g_goodReads = good;
-        const std::string loadError = test::ErrorOf([&] { driver->LoadFile("t.tdf", 0, kFileType); });
-        g_goodReads = -1;
-        EXPECT_EQ(error, expected) << good;
-        EXPECT_EQ(loadError, expected) << good;
-        EXPECT_EQ(driver->GetNumSamples(), expected.empty() ? 1U : 0U) << good;
+        unsigned position = 7;
+        const auto find = [&] { m_tdf.GetSectionDataPosition("t.tdf", "BinTraceData", 1, position, m_length); };
+        EXPECT_EQ(ErrorAfter(good, find), expected) << good;
+        EXPECT_EQ(ErrorAfter(good, [&] { m_driver->LoadFile("t.tdf", 0, kFileType); }), expected) << good;
+        EXPECT_EQ(m_driver->GetNumSamples(), expected.empty() ? 1U : 0U) << good;
     }
     // The data of a section that was found.
     char data[8];
-    unsigned bytesRead = 7;
-    g_goodReads = 2;
-    const auto load = [&] {
-        Orm::Lux::Trace::TDFHandler().LoadSectionData("t.tdf", "BinTraceData", 1, data, 8, bytesRead);
-    };
-    EXPECT_EQ(test::ErrorOf(load), readError);
-    EXPECT_EQ(bytesRead, 0U);
-    g_goodReads = -1;
+    const auto load = [&] { m_tdf.LoadSectionData("t.tdf", "BinTraceData", 1, data, 8, m_length = 7); };
+    EXPECT_EQ(ErrorAfter(2, load), readError);
+    EXPECT_EQ(m_length, 0U);
     // The last read of a search meets the end of the file: that fails too.
-    int good = 0;
-    for (std::string error; error != "Section size cannot be located in the file."; ++good) {
-        unsigned length = 7;
-        g_goodReads = good;
-        error =
-            test::ErrorOf([&] { Orm::Lux::Trace::TDFHandler().GetSectionDataLengthInBytes("t.tdf", "b", 1, length); });
-        g_goodReads = -1;
+    for (int good = 0; good <= 4; ++good) {
+        EXPECT_EQ(ErrorAfter(good, [&] { FindLength("b"); }) == kNoSection, good == 4) << good;
     }
-    EXPECT_EQ(good - 1, 4);
 }
 
 // An opening that is interrupted, or finds a lease, is made again; devices refuse with the error of a lease too.
-TEST(Opening, IsRepeatedWhereThatCanHelp) {
-    const test::WorkingFolder folder;
-    folder.Write("f", "x");
+TEST_F(UnreadableFile, IsOpenedAgainWhereThatCanHelp) {
+    m_folder.Write("f", "x");
     // clang-format off
     const std::tuple<const char*, std::vector<int>, int> rows[] = {
         {"f", {EINTR, EINTR}, 0}, {"f", {EINTR, EWOULDBLOCK, EWOULDBLOCK}, 0}, {"f", {EMFILE}, EMFILE},
@@ -245,7 +222,7 @@ TEST(Opening, IsRepeatedWhereThatCanHelp) {
         close(0);  // the number of a standard stream is not taken
         g_openErrors = errors;
         errno = 0;
-        const Orm::Lux::Trace::FilePtr stream = Orm::Lux::Trace::OpenForReading(path);
+        const FilePtr stream = OpenForReading(path);
         const int error = errno;
         EXPECT_EQ(stream != nullptr ? 0 : error, expected) << path;
         EXPECT_TRUE((stream == nullptr || fileno(stream.get()) > 2) && fcntl(0, F_GETFD) < 0) << path;
@@ -254,93 +231,70 @@ TEST(Opening, IsRepeatedWhereThatCanHelp) {
     close(input);
 }
 
-// Some systems report only then that a write has failed.
-TEST(Closing, IsReportedWhereItFails) {
-    const test::WorkingFolder folder;
-    Orm::Lux::Trace::TDFHandler tdf;
+// Some systems report only when a file is closed that a write has failed.
+TEST_F(UnreadableFile, IsReportedWhenItIsClosed) {
     g_losesDescriptor = true;
-    EXPECT_EQ(test::ErrorOf([&] { tdf.CreateTDFFile("t.tdf"); }), "Write error -  TDF file identifier.");
-    EXPECT_EQ(test::ErrorOf([&] { tdf.CreateTDFFile("t.tdf"); }), "");
+    EXPECT_EQ(ErrorOf([&] { m_tdf.CreateTDFFile("t.tdf"); }), "Write error -  TDF file identifier.");
+    EXPECT_EQ(ErrorOf([&] { m_tdf.CreateTDFFile("t.tdf"); }), "");
 }
 
 // One read of a save fails, each in turn: the error says so, and one of the trace is kept until the next load.
-TEST(BadBlock, IsReportedByASaveWhereverItIs) {
-    const test::WorkingFolder folder;
-    const std::string before = "TDF2" + test::Section("a", 1, "x"), samples(300000, 's');
-    folder.Write("p.bin", samples);
-    const std::unique_ptr<Orm::Lux::Trace::CChannelDriver, decltype(&DestroyChannelDriver)> driver(
-        CreateChannelDriver(), &DestroyChannelDriver);
+TEST_F(UnreadableFile, IsReportedByASaveWhereverItIs) {
+    const std::string before = "TDF2" + Section("a", 1, "x"), samples(300000, 's');
+    m_folder.Write("p.bin", samples);
     int good = 0, ofTrace = 0;
-    for (std::string error = "none yet"; !error.empty();) {
-        folder.Write("t.tdf", before);
-        driver->LoadFile("p.bin", 0, kFileType);
-        g_goodReads = good++;
-        error = test::ErrorOf([&] { driver->SaveFile("t.tdf", kFileType); });
-        g_goodReads = -1;
-        const bool isOfTrace = error == kFileError + "\nInput/output error";
+    for (std::string error = "none yet"; !error.empty(); ++good) {
+        m_folder.Write("t.tdf", before);
+        m_driver->LoadFile("p.bin", 0, kFileType);
+        error = ErrorAfter(good, [&] { Save(); });
+        const bool isOfTrace = error == kSaveError;
         ofTrace += isOfTrace;
         EXPECT_EQ(error.find("damaged"), std::string::npos) << good;
-        unsigned long sample = 0;
-        unsigned read = 0;
-        EXPECT_EQ(test::ErrorOf([&] { driver->SeekReadTraceData(0, 1, &sample, &read); }), isOfTrace ? kFileError : "")
-            << good;
-        EXPECT_EQ(read, 1U) << good;
+        EXPECT_EQ(Read(0, 1), "1" + (isOfTrace ? kFileError : "")) << good;
         EXPECT_EQ(test::ReadAll("t.tdf").substr(0, before.size()), before) << good;
     }
     EXPECT_EQ(ofTrace, 3U);
     EXPECT_TRUE(test::ReadAll("t.tdf") == before + test::Trace(samples));
 }
 
-TEST(ChangingFile, IsReadAsItIsNow) {
-    const test::WorkingFolder folder;
-    Orm::Lux::Trace::TDFHandler tdf;
+TEST_F(UnreadableFile, IsReadAsItIsNow) {
     for (const char* name : {"b", "c"}) {
-        folder.Write("t.tdf", "TDF2" + test::Section("a", 1, "x"));
+        m_folder.Write("t.tdf", "TDF2" + Section("a", 1, "x"));
         g_ends = 1;  // the first follows the first section, the second is met where its successor would begin
-        g_atEnd = [] { std::ofstream("t.tdf", std::ios::app) << test::Section("b", 1, "123"); };
-        unsigned length = 7;
-        const std::string error = test::ErrorOf([&] { tdf.GetSectionDataLengthInBytes("t.tdf", name, 1, length); });
-        EXPECT_EQ(error, *name == 'b' ? "" : "Section size cannot be located in the file.") << name;
-        EXPECT_EQ(length, *name == 'b' ? 3U : 0U) << name;
+        g_atEnd = [] { std::ofstream("t.tdf", std::ios::app) << Section("b", 1, "123"); };
+        EXPECT_EQ(ErrorOf([&] { FindLength(name); }), *name == 'b' ? "" : kNoSection) << name;
+        EXPECT_EQ(m_length, *name == 'b' ? 3U : 0U) << name;
     }
     // A target that loses its name during a save.
-    const std::unique_ptr<Orm::Lux::Trace::CChannelDriver, decltype(&DestroyChannelDriver)> driver(
-        CreateChannelDriver(), &DestroyChannelDriver);
-    driver->LoadFile(folder.Write("p.bin", "12345678"), 0, kFileType);
-    for (const char* replaced : {"gone", "other.tdf"}) {
-        folder.Write("other.tdf", "TDF2");
-        folder.Write("t.tdf", "TDF2");
+    m_driver->LoadFile(m_folder.Write("p.bin", "12345678"), 0, kFileType);
+    for (const std::string replaced : {"gone", "other.tdf"}) {
+        m_folder.Write("other.tdf", "TDF2");
+        m_folder.Write("t.tdf", "TDF2");
         g_atEnd = [&] {
             std::filesystem::rename("t.tdf", "gone");
             std::filesystem::rename(replaced, "t.tdf");
         };
         g_ends = 0;
-        EXPECT_EQ(test::ErrorOf([&] { driver->SaveFile("t.tdf", kFileType); }),
-                  std::string_view(replaced) == "gone" ? "" : "File name passed to save file is not valid.");
+        EXPECT_EQ(ErrorOf([&] { Save(); }), replaced == "gone" ? "" : "File name passed to save file is not valid.");
     }
 }
 
 // What a failed append left is cut off, through an interruption; what cannot be looked at is kept.
-TEST(BadBlock, BehindASectionIsNotCutOff) {
-    const test::WorkingFolder folder;
-    const std::string whole = "TDF2" + test::Section("a", 1, "x"), left(40, '\0');
+TEST_F(UnreadableFile, IsNotCutOffBehindASection) {
+    const std::string whole = "TDF2" + Section("a", 1, "x"), left(40, '\0');
     const std::string followed = "Section to save data to is followed by another section.";
     const std::tuple<int, std::vector<int>, std::string, std::string> rows[] = {
         {0, {}, "Write I/O error - unable to determine section length.", whole + left},
         {1, {}, followed, whole + left},
         {3, {}, followed, whole + left},
-        {-1, {EINTR, EINTR}, "", "TDF2" + test::Section("a", 1, "xd")},
+        {-1, {EINTR, EINTR}, "", "TDF2" + Section("a", 1, "xd")},
         {-1, {EIO}, "Write error - section data corrupted.", whole + "d" + left.substr(1)}};
     for (const auto& [good, cutErrors, expected, bytes] : rows) {
-        folder.Write("t.tdf", whole + left);
-        unsigned length = 7;
+        m_folder.Write("t.tdf", whole + left);
         char data = 'd';
-        g_goodReads = good;
         g_cutErrors = cutErrors;
-        const std::string error =
-            test::ErrorOf([&] { Orm::Lux::Trace::TDFHandler().SaveSectionData("t.tdf", "a", 4, &data, 1, 1, length); });
-        g_goodReads = -1;
-        EXPECT_EQ(error, expected) << good;
+        const auto save = [&] { m_tdf.SaveSectionData("t.tdf", "a", 4, &data, 1, 1, m_length); };
+        EXPECT_EQ(ErrorAfter(good, save), expected) << good;
         EXPECT_TRUE(test::ReadAll("t.tdf") == bytes) << good;
     }
 }

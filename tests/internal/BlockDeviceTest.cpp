@@ -1,7 +1,5 @@
 // A block device that is loaded as a trace. Only root may make one, so that a file stands in for it.
-#include <dlfcn.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
+#include <fcntl.h>
 
 #include <memory>
 
@@ -13,8 +11,7 @@ mode_t g_type = 0;  // of each file that is looked up by name, unless it is 0
 }  // namespace
 
 extern "C" int stat(const char* path, struct stat* status) noexcept {
-    static const auto real = reinterpret_cast<int (*)(const char*, struct stat*)>(dlsym(RTLD_NEXT, "stat"));
-    const int result = real(path, status);
+    const int result = fstatat(AT_FDCWD, path, status, 0);
     if (g_type != 0) status->st_mode = g_type;
     return result;
 }
@@ -26,9 +23,8 @@ using Orm::Lux::Trace::CChannelDriver;
 TEST(BlockDevice, HasAsManySamplesAsItHolds) {
     const test::TemporaryFolder folder;
     const std::string path = folder.Write("device", std::string(20, 'x'));
+    std::unique_ptr<CChannelDriver, void (*)(CChannelDriver*)> driver(CreateChannelDriver(), &DestroyChannelDriver);
     for (const auto& [type, samples] : {std::pair(S_IFBLK, 3U), {S_IFREG, 3U}, {S_IFCHR, 0U}, {S_IFIFO, 0U}}) {
-        const std::unique_ptr<CChannelDriver, decltype(&DestroyChannelDriver)> driver(CreateChannelDriver(),
-                                                                                      &DestroyChannelDriver);
         driver->LoadFile(path, 0, Orm::Lux::Trace::eTraceDataFileType{});
         g_type = static_cast<mode_t>(type);
         EXPECT_EQ(driver->GetNumSamples(), samples) << type;

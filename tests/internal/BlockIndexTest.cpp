@@ -7,7 +7,6 @@
 #include <random>
 #include <thread>
 #include <tuple>
-#include <vector>
 
 namespace {
 
@@ -114,13 +113,6 @@ TEST(BlockIndex, EndsWhereWordsAreMissing) {
     const BlockIndex index = Filled(words, 9);
     EXPECT_EQ(index.Summarize(10, 3 * kBlock, read), PlainSummary({words.data() + 10, 7}, 9));
     EXPECT_EQ(index.Summarize(0, kBlock + 10, read), PlainSummary({words.data(), kBlock + 7}, 9));
-}
-
-TEST(BlockIndex, HasNoStepFromOneStamp) {
-    const std::vector<std::uint64_t> words{1, std::uint64_t{0x88} << 56, 2};
-    const auto stamps = Filled(words, 0).SummarizeBlocks(0, 3).stamps;
-    EXPECT_EQ(stamps.count, 1U);
-    EXPECT_EQ(stamps.first + stamps.last + stamps.least + stamps.greatest + stamps.stepsBack + stamps.greatestStep, 0U);
 }
 
 TEST(BlockIndex, TakesTwoPercent) {

@@ -2,9 +2,6 @@
 #include "capture/ByteCopy.h"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
-
-#include <cstring>
 
 #include "capture/Error.h"
 #include "internal/SystemCalls.h"

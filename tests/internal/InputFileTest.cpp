@@ -1,7 +1,6 @@
 // Files that cannot be read throughout.
 #include "capture/InputFile.h"
 
-#include <gtest/gtest.h>
 #include <limits.h>
 
 #include "capture/Error.h"

@@ -1,21 +1,16 @@
 // Signals that come in while work is unfinished. The last step, which ends the process, is only noted here.
 #include "capture/InterruptGuard.h"
 
-#include <gtest/gtest.h>
 #include <sys/syscall.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <chrono>
-#include <optional>
 #include <thread>
 
 #include "capture/ReplacementFile.h"
 #include "support/Process.h"
 
 namespace {
-thread_local int g_raised =
-    0;  // the signal by which the process would have ended in this thread; -1 before a test of it
+// The signal by which the process would have ended in this thread; -1 before a test of it.
+thread_local int g_raised = 0;
 }  // namespace
 
 extern "C" int raise(int signal) noexcept {
@@ -33,7 +28,6 @@ struct InterruptGuardTest : testing::Test {
     void SetUp() override {
         if (ORM_IS_SANITIZED != 0) GTEST_SKIP() << "the sanitizers handle signals by themselves";
     }
-    void TearDown() override { g_raised = 0; }
 
     // Returns: the signal by which this thread would have ended the process.
     static int RaisedBy(int signal) {
@@ -48,12 +42,6 @@ struct InterruptGuardTest : testing::Test {
     }
     static void Undo(const void* test) noexcept {
         ++const_cast<InterruptGuardTest*>(static_cast<const InterruptGuardTest*>(test))->m_undone;
-    }
-    // Whether the calling thread has been sent a signal that it blocks.
-    static bool IsPending(int signal) {
-        sigset_t pending;
-        sigpending(&pending);
-        return sigismember(&pending, signal) == 1;
     }
     template <class Work> static void InThread(Work work) { std::thread(work).join(); }
 
@@ -86,21 +74,16 @@ TEST_F(InterruptGuardTest, PassesSignalsToTheThreadThatWrites) {
 
 // The thread that writes blocks the signal: the work is finished, and then the process ends.
 TEST_F(InterruptGuardTest, EndsAfterWorkThatCannotBeInterrupted) {
-    const pid_t child = fork();
-    if (child == 0) {
-        InThread([this] {
-            sigset_t all;
-            sigfillset(&all);
-            pthread_sigmask(SIG_BLOCK, &all, nullptr);  // until the thread ends
-            const InterruptGuard guard(Undo, this);
-            syscall(SYS_tgkill, getpid(), getpid(), SIGTERM);  // the first thread
-            while (!IsPending(SIGTERM)) continue;
-        });
-        _exit(0);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM) << status;
+    const auto work = [this] {
+        sigset_t pending;
+        sigfillset(&pending);
+        pthread_sigmask(SIG_BLOCK, &pending, nullptr);  // until the thread ends
+        const InterruptGuard guard(Undo, this);
+        syscall(SYS_tgkill, getpid(), getpid(), SIGTERM);  // the first thread
+        do sigpending(&pending);
+        while (sigismember(&pending, SIGTERM) != 1);
+    };
+    EXPECT_EXIT(InThread(work), testing::KilledBySignal(SIGTERM), "");
 }
 
 TEST_F(InterruptGuardTest, UndoesWhenTheThreadThatWritesIsGone) {
@@ -138,21 +121,14 @@ TEST_F(InterruptGuardTest, LeavesOtherHandlers) {
 
 TEST_F(InterruptGuardTest, RemovesOnlyTheFileThatWasMade) {
     const test::TemporaryFolder folder;
-    const orm_trace::TemporaryName made(folder / "n.XXXXXX.tdf", 4);
-    EXPECT_TRUE(std::filesystem::exists(made.Path()));
-    EXPECT_EQ(RaisedBy(SIGTERM), SIGTERM);
-    EXPECT_FALSE(std::filesystem::exists(made.Path()));
+    for (const bool isMade : {false, true}) {
+        const orm_trace::TemporaryName name(folder / (isMade ? "n.XXXXXX.tdf" : "none/n.XXXXXX.tdf"), 4);
+        EXPECT_EQ(std::filesystem::exists(name.Path()), isMade);
+        std::filesystem::create_directory(folder / "none");
+        std::ofstream(name.Path()) << "of another, unless it is made";
+        EXPECT_EQ(RaisedBy(SIGTERM), SIGTERM);
+        EXPECT_NE(std::filesystem::exists(name.Path()), isMade);
+    }
 }
-
-TEST_F(InterruptGuardTest, RemovesNoFileOfAnother) {
-    const test::TemporaryFolder folder;
-    const orm_trace::TemporaryName none(folder / "folder/n.XXXXXX.tdf", 4);
-    std::filesystem::create_directory(folder / "folder");
-    std::ofstream(none.Path()) << "";
-    EXPECT_EQ(RaisedBy(SIGTERM), SIGTERM);
-    EXPECT_TRUE(std::filesystem::exists(none.Path()));
-}
-
-// Others still write to the standard streams, also to those that are closed.
 
 }  // namespace

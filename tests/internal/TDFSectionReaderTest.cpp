@@ -1,8 +1,6 @@
 // The walk over a section chain, from memory.
 #include "tdf/TDFSectionReader.h"
 
-#include <memory>
-
 #include "support/BadBlock.h"
 #include "support/Files.h"
 #include "tdf/FileIO.h"
@@ -74,8 +72,7 @@ TEST(Walk, FindsSectionsOfEverySizeWhereTheyAre) {
     }
     const auto keep = [&](const TDFSection& s) { found.emplace_back(s.length, s.offset, s.version, s.name); };
     EXPECT_EQ(Walk(file, keep).Next(), Step::kEnd);
-    ASSERT_EQ(found.size(), expected.size());
-    for (std::size_t n = 0; n < expected.size(); ++n) ASSERT_EQ(found[n], expected[n]) << "section " << n;
+    EXPECT_EQ(found, expected);
 }
 
 TEST(Walk, PassesOverABadBlockThatNoHeaderTouches) {
@@ -88,12 +85,6 @@ TEST(Walk, PassesOverABadBlockThatNoHeaderTouches) {
         EXPECT_TRUE(reader.Find("c", 1)) << bad;
         EXPECT_FALSE(std::ferror(stream.get())) << bad;
     }
-    const FilePtr failed(std::fopen("/dev/null", "w"));
-    std::fgetc(failed.get());
-    TDFSectionReader unread(failed.get(), 0);
-    EXPECT_FALSE(unread.Find("a", 1));
-    EXPECT_EQ(std::tuple(unread.Fault().kind, unread.Fault().claimed, unread.Fault().available),
-              std::tuple(TDFFaultKind::kReadError, 0U, 0U));
     // Each seek fails in turn: that is never taken for the end of the file.
     TDFFaultKind kind = TDFFaultKind::kReadError;
     for (int seeks = 0; kind != TDFFaultKind::kNone; ++seeks) {

@@ -81,7 +81,7 @@ TEST_F(StartUpTest, HandlesTheSignalOfALimitOnceItLogs) {
 TEST_F(StartUpTest, RunsOnceForTheWholeProcess) {
     // Neither a second driver nor a second dlopen starts anything again.
     EXPECT_EQ(Host("create destroy set HOME /nowhere set ORM_TRACE_LOGGING 0 create destroy reopen create destroy "
-                   "destroy-null get ORM_TRACE_LOGGING_DIR"),
+                   "get ORM_TRACE_LOGGING_DIR"),
               "ORM_TRACE_LOGGING_DIR=" + m_trace + "\n");
     EXPECT_EQ(Log(), "M     TIME | Logger : trace user settings directory is " + m_trace +
                          "/settings\nM     TIME | Logger : trace temporary data directory is " + m_trace + "/data\n");
@@ -106,12 +106,10 @@ TEST_F(StartUpTest, HappensOnceForThreadsThatComeTogether) {
 }
 
 TEST_F(StartUpTest, FollowsTheLoggingSetting) {
-    using Row = std::tuple<const char*, bool, bool>;  // value, log file, echo
-    for (const auto& [value, file, echo] :
-         {Row{"abc", false, false}, {"9", false, false}, {"1", true, false}, {"' 2x'", true, true}}) {
+    for (const auto& [value, isEchoed] : {std::pair("1", false), {"' 2x'", true}}) {
         const std::string out = Host("create load gone", std::string("ORM_TRACE_LOGGING=") + value);
-        EXPECT_EQ(Log().find("LoadFile") != std::string::npos, file) << value;
-        EXPECT_EQ(out.find("Driver: LoadFile") != std::string::npos, echo) << value;
+        EXPECT_NE(Log().find("LoadFile"), std::string::npos) << value;
+        EXPECT_EQ(out.find("Driver: LoadFile") != std::string::npos, isEchoed) << value;
     }
 }
 

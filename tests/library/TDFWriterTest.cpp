@@ -3,7 +3,6 @@
 #include <sys/resource.h>
 
 #include <cstring>
-#include <functional>
 #include <memory>
 
 #include "driver/CChannelDriver.h"
@@ -27,6 +26,17 @@ constexpr const char* kFollowed = "Section to save data to is followed by anothe
 constexpr const char* kHeaderError = "Write error -  TDF section header size.";
 constexpr const char* kLengthError = "Write I/O error - unable to determine section length.";
 constexpr const char* kTooLarge = "TDF file would exceed 4 GiB.";
+
+// Returns: the text of the error of a call, made while the process has a limit.
+template <class Resource, class Call> std::string ErrorWithin(Resource resource, std::size_t most, Call call) {
+    rlimit before{};
+    getrlimit(resource, &before);
+    const rlimit limit{most, before.rlim_max};
+    setrlimit(resource, &limit);
+    const std::string error = call();
+    setrlimit(resource, &before);
+    return error;
+}
 
 class TDFWriterTest : public testing::Test {
 protected:
@@ -63,19 +73,12 @@ TEST_F(TDFWriterTest, WritesWhatReadersFind) {
     EXPECT_EQ(m_offset, 4U);
     EXPECT_EQ(ReadAll("t.tdf"), "TDF2" + Trace(""));
     EXPECT_EQ(std::filesystem::status("t.tdf").permissions(), std::filesystem::perms{0644});
+    // The fuzz target has a model of what further calls write.
     EXPECT_EQ(Data("t.tdf", 4, "abc"), "");
-    EXPECT_EQ(m_length, 27U);
-    EXPECT_EQ(Data("t.tdf", 4, "defgh"), "");
-    EXPECT_EQ(m_length, 32U);
-    EXPECT_EQ(Data("t.tdf", 4, "", 1, 0), "");
-    EXPECT_EQ(Data("t.tdf", 4, "", 0, 0), "");
-    EXPECT_EQ(m_length, 32U);
+    EXPECT_EQ(Data("t.tdf", 4, "12345678", 4), "");
+    EXPECT_EQ(m_length, 24U + 11);
     EXPECT_EQ(Header("t.tdf", nullptr, 7), "");
-    EXPECT_EQ(m_offset, 36U);
-    EXPECT_EQ(Data("t.tdf", 36, "12345678", 4), "");
-    EXPECT_EQ(Header("t.tdf", "", 8), "");
-    EXPECT_EQ(Data("t.tdf", m_offset, "x"), "");
-    EXPECT_EQ(ReadAll("t.tdf"), "TDF2" + Trace("abcdefgh") + Section("", 7, "12345678") + Section("", 8, "x"));
+    EXPECT_EQ(ReadAll("t.tdf"), "TDF2" + Trace("abc12345678") + Section("", 7, ""));
 
     std::FILE* stream = std::fopen("fields", "wb+");
     EXPECT_TRUE(m_tdf.SaveNameVersion(stream, "ab", 3) && m_tdf.SaveNameVersion(stream, nullptr, 4));
@@ -173,8 +176,8 @@ TEST_F(TDFWriterTest, TellsASuccessorFromLeftovers) {
         EXPECT_EQ(ReadAll("t.tdf"), expected) << label;
     }
     m_folder.Write("t.tdf", before + "leftovers");
-    EXPECT_EQ(Data("t.tdf", 4, "", 1, 0), "") << "nothing is appended";
-    EXPECT_TRUE(ReadAll("t.tdf") == before + "leftovers") << "nothing is appended";
+    EXPECT_EQ(Data("t.tdf", 4, ""), "") << "nothing is appended";
+    EXPECT_EQ(ReadAll("t.tdf"), before + "leftovers") << "nothing is appended";
     WriteSparse("big.tdf", before + Section("longer than readers follow", 1, "", 200U << 20), 300U << 20);
     EXPECT_EQ(Data("big.tdf", 4, "x"), kFollowed);
 }
@@ -206,15 +209,7 @@ TEST_F(TDFWriterTest, StaysWithinFourGiB) {
 // A full disk, at every byte: the error of its place, the sections before it untouched, and trying again works.
 TEST_F(TDFWriterTest, ReportsAFullDiskAtEveryByte) {
     signal(SIGXFSZ, SIG_IGN);
-    rlimit unlimited{};
-    getrlimit(RLIMIT_FSIZE, &unlimited);
-    const auto limited = [&](std::size_t size, const std::function<std::string()>& call) {
-        const rlimit full{size, unlimited.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &full);
-        const std::string error = call();
-        setrlimit(RLIMIT_FSIZE, &unlimited);
-        return error;
-    };
+    const auto limited = [](std::size_t size, auto call) { return ErrorWithin(RLIMIT_FSIZE, size, call); };
     const std::string before = "TDF2" + Section("first", 1, "0123456789"), begun = before + Section("again", 1, "");
     for (std::size_t room = 0; room < 4; ++room) {
         EXPECT_EQ(limited(room, [&] { return Create("t.tdf"); }), "Write error -  TDF file identifier.") << room;
@@ -333,16 +328,10 @@ TEST_F(SaveFileTest, RefusesATargetThatWouldLoseTheSection) {
         chmod("t.tdf", 0644);
         EXPECT_EQ(ReadAll("t.tdf"), bytes) << label;
     }
-    rlimit limit{};
-    getrlimit(RLIMIT_NOFILE, &limit);
-    const rlimit none{3, limit.rlim_max};
     m_folder.Write("t.tdf", whole);
     m_driver->LoadFile("p.bin", 0, eTraceDataFileType{});
-    setrlimit(RLIMIT_NOFILE, &none);
-    const std::string error = Save("t.tdf");
-    setrlimit(RLIMIT_NOFILE, &limit);
-    EXPECT_EQ(error, kBadFile) << "no descriptor";
-    EXPECT_TRUE(ReadAll("t.tdf") == whole) << "no descriptor";
+    EXPECT_EQ(ErrorWithin(RLIMIT_NOFILE, 3, [&] { return Save("t.tdf"); }), kBadFile) << "no descriptor";
+    EXPECT_EQ(ReadAll("t.tdf"), whole) << "no descriptor";
     std::filesystem::create_symlink("/proc/self/mem", "unreadable.tdf");
     std::filesystem::create_symlink("loop.tdf", "loop.tdf");
     EXPECT_EQ(Save("unreadable.tdf"), kBadFile);

@@ -76,12 +76,9 @@ TEST(uEnvironment, MakesDirectories) {
     EXPECT_TRUE(is_directory("u/.ORM-trace/settings") && is_directory("u/.ORM-trace/data"));
     setenv("HOME", "/", 1);
     EXPECT_STREQ(GetTraceUserDirectory(dir), "/.ORM-trace");
-    for (const bool isSet : {true, false}) {
-        setenv("HOME", "", 1);
-        if (!isSet) unsetenv("HOME");
-        EXPECT_EQ(ErrorOf([&] { uEnvironment::GetTraceLoggingDirectory(dir); }),
-                  "failed to read environment variable \"HOME\"");
-    }
+    unsetenv("HOME");
+    EXPECT_EQ(ErrorOf([&] { uEnvironment::GetTraceLoggingDirectory(dir); }),
+              "failed to read environment variable \"HOME\"");
     setenv("HOME", home.c_str(), 1);
 }
 

@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/resource.h>
-#include <sys/time.h>
 
 #include <atomic>
 #include <cstring>
@@ -20,19 +19,13 @@ TEST(uFile, AnswersWithoutAStream) {
     uFile file(nullptr, nullptr);
     char buffer[4] = "abc";
     fpos_t position{};
-    EXPECT_FALSE(file.Open());
-    EXPECT_FALSE(file.Open("/missing", "rb"));
-    EXPECT_FALSE(file.OpenInternal(nullptr, "r"));
-    EXPECT_FALSE(file.IsOpen());
-    EXPECT_FALSE(file.Close());
-    EXPECT_FALSE(file.Flush());
-    EXPECT_FALSE(file.SeekToBegin());
-    EXPECT_FALSE(file.SeekToEnd());
-    EXPECT_FALSE(file.IsEof());
-    EXPECT_FALSE(file.GetPosition(position));
-    EXPECT_FALSE(file.SetPosition(position));
-    EXPECT_FALSE(file.WriteString("x"));
-    EXPECT_FALSE(file.ReadString(buffer, 4));
+    const std::pair<const char*, bool> rows[] = {
+        {"Open", file.Open() || file.Open("/missing", "rb") || file.OpenInternal(nullptr, "r") || file.IsOpen()},
+        {"Close", file.Close() || file.Flush()},
+        {"Seek", file.SeekToBegin() || file.SeekToEnd() || file.IsEof()},
+        {"Position", file.GetPosition(position) || file.SetPosition(position)},
+        {"String", file.WriteString("x") || file.ReadString(buffer, 4)}};
+    for (const auto& [operations, succeeded] : rows) EXPECT_FALSE(succeeded) << operations;
     EXPECT_TRUE(file.IsError());
     file.ClearError();
     file.Erase();

@@ -16,7 +16,6 @@
 #include <unordered_map>
 
 #include "driver/CChannelDriver.h"
-#include "source_utilities/uEnvironment.h"
 #include "source_utilities/uLogSystem.h"
 #include "support/LogCapture.h"
 #include "support/Process.h"
@@ -56,7 +55,6 @@ protected:
 
 TEST_F(uLoggerTest, WritesLines) {
     // The fuzz target has a model of levels, stamps and ends of lines.
-    EXPECT_EQ(Logged(31U, uLogger::TD_NONE, "%s\n", "x"), "MWFAE  x\n");
     EXPECT_EQ(Logged("a%cb", 0), "M      a\n") << "a zero ends the message";
     EXPECT_EQ(Logged(0U, uLogger::TD_NONE, "%s", "x"), "");
     EXPECT_FALSE(std::filesystem::exists("log")) << "not even created";
@@ -324,11 +322,7 @@ TEST_F(uLoggerTest, PrintsAllLinesWhileSignalsInterrupt) {
     }
     close(ends[1]);
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
-    std::string printed;
-    std::array<char, 4096> chunk;
-    for (ssize_t got = 0; (got = read(ends[0], chunk.data(), chunk.size())) > 0;) {
-        printed.append(chunk.data(), static_cast<std::size_t>(got));
-    }
+    const std::string printed = ReadAll("/proc/self/fd/" + std::to_string(ends[0]));
     close(ends[0]);
     int status = -1;
     waitpid(child, &status, 0);
@@ -455,32 +449,27 @@ protected:
     uLogSystemTest() { setenv("ORM_TEST_DIR", m_folder.Path().c_str(), 1); }
 };
 
+// The fuzz target has a model of the setting as the environment's text.
 TEST_F(uLogSystemTest, AppliesTheSetting) {
     // clang-format off
-    const std::tuple<const char*, int, std::string, int> rows[] = {
-        // value, setting, then level, output, echo and debug flag, and the level by SetLoggingLevel from level 3
-        {"", 0, "0 0 0 0", 3}, {"1", 1, "1 1 0 0", 1}, {"2", 2, "1 1 1 0", 1}, {" 3x", 3, "2 1 0 0", 2},
-        {"4", 4, "2 1 1 0", 2}, {"5", 5, "2 1 1 1", 2}, {"6", 6, "3 1 1 1", 3}, {"7", 7, "7 0 0 0", 3},
-        {"-1", -1, "-1 0 0 0", 3}, {"abc", 0, "0 0 0 0", 3}, {"4294967299", 3, "2 1 0 0", 2}};
+    const std::tuple<int, std::string, int> rows[] = {
+        // setting, then level, output, echo and debug flag, and the level by SetLoggingLevel from level 3
+        {0, "0 0 0 0", 3}, {1, "1 1 0 0", 1}, {2, "1 1 1 0", 1}, {3, "2 1 0 0", 2}, {4, "2 1 1 0", 2},
+        {5, "2 1 1 1", 2}, {6, "3 1 1 1", 3}, {7, "7 0 0 0", 3}, {-1, "-1 0 0 0", 3}};
     // clang-format on
-    for (const auto& [value, setting, state, levelBySet] : rows) {
-        uLogSystem byVariable, byArgument;
-        EXPECT_TRUE(Init(byVariable, value));
-        EXPECT_TRUE(byArgument.InitLogEx("log", setting, m_folder.Path().c_str()));
-        EXPECT_EQ(test::Show(byVariable.m_refCount, byArgument.m_refCount), "1 0");
-        for (const uLogSystem* system : {&byVariable, &byArgument}) {
-            const uLogger& logger = *system->m_pLogger;
-            EXPECT_EQ(test::Show(system->m_loggingLevel, logger.m_outputEnabled, logger.m_logToStdio,
-                                 logger.m_logDbgOutWindow),
-                      state)
-                << value;
-            EXPECT_EQ(logger.GetName(), m_folder / "log");
-        }
-        byVariable.SetLoggingLevel(6);
-        byVariable.SetLoggingLevel(setting);
-        EXPECT_EQ(byVariable.m_loggingLevel, levelBySet) << value;
-        EXPECT_EQ(byVariable.m_pLogger->m_outputEnabled, byArgument.m_pLogger->m_outputEnabled) << value;
-        EXPECT_TRUE(byVariable.m_pLogger->m_logToStdio) << "never switched off again";
+    for (const auto& [setting, state, levelBySet] : rows) {
+        uLogSystem started, changed;
+        EXPECT_TRUE(started.InitLogEx("log", setting, m_folder.Path().c_str()) && Init(changed, "6"));
+        EXPECT_EQ(test::Show(started.m_refCount, changed.m_refCount), "0 1");
+        const uLogger &logger = *started.m_pLogger, &other = *changed.m_pLogger;
+        EXPECT_EQ(
+            test::Show(started.m_loggingLevel, logger.m_outputEnabled, logger.m_logToStdio, logger.m_logDbgOutWindow),
+            state);
+        EXPECT_EQ(logger.GetName(), m_folder / "log");
+        changed.SetLoggingLevel(setting);
+        EXPECT_EQ(changed.m_loggingLevel, levelBySet) << setting;
+        EXPECT_EQ(other.m_outputEnabled, logger.m_outputEnabled) << setting;
+        EXPECT_TRUE(other.m_logToStdio && other.m_logDbgOutWindow) << "never switched off again";
     }
 }
 

@@ -13,7 +13,6 @@ namespace {
 using ORM_LUX::uString;
 using Units = ORM_LUX::uEngineeringUnits;
 using test::Show;
-using Texts = std::vector<std::string>;
 
 // Groups digits and writes a decimal comma, as a host's locale may.
 struct Grouping : std::numpunct<char> {
@@ -22,13 +21,10 @@ struct Grouping : std::numpunct<char> {
     std::string do_grouping() const override { return "\3"; }
 };
 
+// The fuzz target has a model of numbers and of edits; here are the host's locale, and what the model leaves out.
 TEST(uString, ReadsNumbers) {
-    // clang-format off
     const std::pair<const char*, unsigned long> rows[] = {
-        {"0x1F", 31}, {"0X1f", 31}, {"017", 15}, {"08", 0}, {"0", 0}, {"00", 0}, {"0x", 0}, {"42abc", 42}, {" 42", 42},
-        {" 0x10", 0}, {"abc", 0}, {"+5", 5}, {"-1", -1UL}, {"0x-1", -1UL}, {"1.234", 1}, {"18446744073709551615", -1UL},
-        {"18446744073709551616", -1UL}};
-    // clang-format on
+        {"1.234", 1}, {"+5", 5}, {"0x-1", -1UL}, {"08", 0}, {"0x", 0}, {" 0x10", 0}, {"18446744073709551616", -1UL}};
     const std::locale before = std::locale::global(std::locale(std::locale::classic(), new Grouping));
     for (const auto& [text, number] : rows) EXPECT_EQ(uString::ToNumeric<unsigned long>(text), number) << text;
     EXPECT_EQ(Show(uString::ToLong("-12"), uString::ToLong("-0x10"), uString::ToInt64("-9223372036854775809"),
@@ -44,7 +40,7 @@ TEST(uString, ReadsNumbers) {
 
 TEST(uString, RefusesOtherTexts) {
     std::string s = "kept", rest = "kept";
-    Texts parts;
+    std::vector<std::string> parts;
     const std::pair<std::function<void()>, const char*> rows[] = {
         {[] { uString::ToNumeric<unsigned long>(nullptr); }, "unable to convert null string to numeric"},
         {[] { uString::ToLong(""); }, "unable to convert empty string to numeric"},
@@ -120,28 +116,12 @@ TEST(uString, WritesEngineeringUnits) {
     for (int n = 0; n < 8; ++n) EXPECT_EQ(binary[n], std::ldexp(1, 10 * n + 10)) << n;
 }
 
-TEST(uString, Edits) {
+TEST(uString, EditsATextByItself) {
     std::string first = "?", rest = "a,,b,";
-    Texts parts{"kept"};
-    EXPECT_EQ(uString::Split(rest.c_str(), first, rest, ","), 2U) << "into the text itself";
+    EXPECT_EQ(uString::Split(rest.c_str(), first, rest, ","), 2U);
     EXPECT_EQ(first + "|" + rest, "a|,b,");
-    EXPECT_EQ(uString::Split(parts, "a,,b,", ","), 4U);
-    EXPECT_EQ(parts, (Texts{"kept", "a", "", "b"}));
-    // clang-format off
-    const std::tuple<const char*, const char*, const char*, const char*> replacements[] = {
-        {"abcabc", "abc", "x", "xx"}, {"aba", "a", "aa", "aabaa"}, {"a////b", "//", "/", "a//b"}, {"xx", "x", "", ""},
-        {"abc", "", "x", "abc"}, {"aaa", "aa", "b", "ba"}, {"abc", "d", "x", "abc"}};
-    // clang-format on
-    for (const auto& [text, from, to, result] : replacements) {
-        std::string s = text;
-        EXPECT_STREQ(uString::Replace(s, from, to), result);
-    }
     std::string s = "ab";
-    EXPECT_STREQ(uString::Replace(s, s.c_str() + 1, s.c_str()), "aab") << "arguments within the text";
-    EXPECT_EQ(uString::StripLeading(s = " \tx ", " \t"), "x ");
-    EXPECT_EQ(uString::StripTrailing(s = " \tx ", " \t"), " \tx");
-    EXPECT_EQ(uString::StripLeading(s = "   ", " "), "");
-    EXPECT_EQ(uString::StripTrailing(s = "   ", " "), "");
+    EXPECT_STREQ(uString::Replace(s, s.c_str() + 1, s.c_str()), "aab");
 }
 
 }  // namespace

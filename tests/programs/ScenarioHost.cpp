@@ -1,7 +1,7 @@
 // A host that knows only the public headers, in C++17: loads the library, then carries out its arguments as a script
 // and says what happens.
 //
-//   scenario-host LIBRARY [create | create-many | destroy | destroy-null | load FILE | count | get NAME |
+//   scenario-host LIBRARY [create | create-many | destroy | load FILE | count | get NAME |
 //                          set NAME VALUE | reopen | signal | used]...
 #include <dlfcn.h>
 #include <malloc.h>
@@ -40,7 +40,6 @@ int main(int, char** argv) {
             for (auto& thread : threads) thread.join();
         }
         if (word == "destroy") drivers.pop_back();
-        if (word == "destroy-null") destroy(nullptr);
         if (word == "count") std::printf("count %u\n", drivers.back()->GetNumSamples());
         if (word == "set") setenv(next[0], next[1], 1);
         if (word == "get")

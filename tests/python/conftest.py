@@ -6,7 +6,9 @@ import os
 import random
 import struct
 import sys
+from collections.abc import Callable, Iterable
 from pathlib import Path
+from typing import Any
 
 import numpy as np
 import pytest
@@ -39,6 +41,11 @@ def tdf(*sections: tuple[bytes, int, bytes]) -> bytes:
     return b"".join(parts)
 
 
+def write_tdf(path: Path, *sections: tuple[bytes, int, bytes]) -> Path:
+    path.write_bytes(tdf(*sections))
+    return path
+
+
 @pytest.fixture
 def words() -> NDArray[np.uint64]:
     return some_words(5000)
@@ -47,9 +54,8 @@ def words() -> NDArray[np.uint64]:
 @pytest.fixture
 def capture(tmp_path: Path, words: NDArray[np.uint64]) -> Path:
     """A TDF file whose samples are not aligned, with notes before them and a log after them."""
-    path = tmp_path / "capture.tdf"
-    path.write_bytes(tdf((b"Notes", 1, b"cold start"), (b"BinTraceData", 1, words.tobytes()), (b"Log", 3, b"done")))
-    return path
+    return write_tdf(tmp_path / "capture.tdf", (b"Notes", 1, b"cold start"), (b"BinTraceData", 1, words.tobytes()),
+                     (b"Log", 3, b"done"))
 
 
 @pytest.fixture
@@ -60,14 +66,11 @@ def plain(tmp_path: Path, words: NDArray[np.uint64]) -> Path:
     return path
 
 
-@pytest.fixture
-def home(tmp_path: Path, monkeypatch: pytest.MonkeyPatch) -> Path:
-    """A home directory of its own, with logging on."""
-    path = tmp_path / "home"
-    path.mkdir()
-    monkeypatch.setenv("HOME", str(path))
-    monkeypatch.setenv("ORM_TRACE_LOGGING", "1")
-    return path
+def expect_each(error: type[Exception], uses: Iterable[Callable[[], Any]], match: str | None = None) -> None:
+    """Each of the uses raises this error, with a message that matches."""
+    for use in uses:
+        with pytest.raises(error, match=match):
+            use()
 
 
 def open_descriptors() -> int:

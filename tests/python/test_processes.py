@@ -5,28 +5,34 @@ from __future__ import annotations
 import errno
 import multiprocessing
 import os
-import pickle
 import subprocess
 import sys
 import threading
 import time
 from collections.abc import Iterator
 from concurrent.futures import ThreadPoolExecutor
+from functools import partial
 from pathlib import Path
 from typing import Any
 
+import distributed
 import numpy as np
-import orm_trace
+import orm_trace.dask
 import pytest
-from conftest import ROOT, some_words, tdf
+from conftest import ROOT, expect_each, some_words, write_tdf
 from numpy.typing import NDArray
-from workers import error_of, sum_of
+from orm_trace._questions import AnyWords
+from workers import sum_of
 
-dask = pytest.importorskip("dask")
-distributed = pytest.importorskip("distributed")
-import orm_trace.dask  # noqa: E402
 
-PARTS = [(n, n + 500) for n in range(0, 5000, 500)]
+def parts_of(words: AnyWords) -> list[tuple[AnyWords, int, int]]:
+    return [(words, first, first + 500) for first in range(0, 5000, 500)]
+
+
+@pytest.fixture
+def sums(words: NDArray[np.uint64]) -> list[int]:
+    """Of the parts of the capture."""
+    return [sum_of(part) for part in parts_of(words)]
 
 
 @pytest.fixture(scope="module")
@@ -45,33 +51,24 @@ def cluster(shared_locks: None) -> Iterator[Any]:
         yield client
 
 
-def total(words: NDArray[np.uint64]) -> int:
-    return sum(int(words[first:last].sum(dtype=np.uint64)) for first, last in PARTS)
-
-
 @pytest.mark.parametrize("method", ["fork", "spawn"])
-def test_pools_give_the_same_sums(shared_locks: None, capture: Path, words: NDArray[np.uint64], method: str) -> None:
+def test_pools_give_the_same_sums(shared_locks: None, capture: Path, sums: list[int], method: str) -> None:
     with orm_trace.File(capture) as file, multiprocessing.get_context(method).Pool(2) as pool:
-        samples = file.samples
-        assert sum(pool.map(sum_of, [(samples, *part) for part in PARTS])) == total(words)
+        assert pool.map(sum_of, parts_of(file.samples)) == sums
 
 
-def test_threads_give_the_same_sums(capture: Path, words: NDArray[np.uint64]) -> None:
+def test_threads_give_the_same_sums(capture: Path, sums: list[int]) -> None:
     with orm_trace.File(capture) as file, ThreadPoolExecutor(8) as pool:
-        samples = file.samples
-        for _ in range(20):
-            assert sum(pool.map(sum_of, [(samples, *part) for part in PARTS])) == total(words)
+        assert list(pool.map(sum_of, parts_of(file.samples) * 20)) == sums * 20
 
 
-def test_a_forked_child_reads_with_the_descriptor_of_its_parent(capture: Path, words: NDArray[np.uint64]) -> None:
+def test_a_forked_child_reads_with_the_descriptor_of_its_parent(capture: Path, sums: list[int]) -> None:
     with orm_trace.File(capture) as file:
-        samples = file.samples
         child = os.fork()
+        equal = [sum_of(part) for part in parts_of(file.samples) * 50] == sums * 50
         if child == 0:
-            equal = all(np.array_equal(samples[first:last], words[first:last]) for first, last in PARTS * 50)
             os._exit(0 if equal else 1)
-        assert all(np.array_equal(samples[first:last], words[first:last]) for first, last in PARTS * 50)
-        assert os.waitpid(child, 0)[1] == 0
+        assert equal and os.waitpid(child, 0)[1] == 0
 
 
 def test_threads_run_while_the_core_works() -> None:
@@ -100,13 +97,11 @@ def test_threads_run_while_the_core_works() -> None:
 
 def test_closing_does_not_disturb_other_threads(tmp_path: Path) -> None:
     path = tmp_path / "big.bin"
-    words = some_words(4096)
-    path.write_bytes(words.tobytes() * 500)
+    path.write_bytes(some_words(4096).tobytes() * 500)
     for _ in range(20):
         file = orm_trace.File(path)
-        samples = file.samples
         with ThreadPoolExecutor(2) as pool:
-            running = [pool.submit(orm_trace.find, samples, 0, 0) for _ in range(2)]
+            running = [pool.submit(orm_trace.find, file.samples, 0, 0) for _ in range(2)]
             file.close()
             for future in running:
                 try:
@@ -115,45 +110,42 @@ def test_closing_does_not_disturb_other_threads(tmp_path: Path) -> None:
                     assert "closed" in str(error)
 
 
-def captures(folder: Path) -> list[Path]:
-    paths = []
-    for number, count in enumerate((5000, 0, 1, 12345)):
-        path = folder / f"{number}.tdf"
-        path.write_bytes(tdf((b"BinTraceData", 1, some_words(count, seed=number).tobytes())))
-        paths.append(path)
-    return paths
+def write_trace(path: Path, words: NDArray[np.uint64]) -> Path:
+    return write_tdf(path, (b"BinTraceData", 1, words.tobytes()))
+
+
+def some_captures(folder: Path) -> tuple[list[Path], NDArray[np.uint64]]:
+    """Captures in the order of their names, and their samples."""
+    words = [some_words(count, seed=n) for n, count in enumerate((5000, 0, 1, 12345))]
+    return [write_trace(folder / f"{n}.tdf", each) for n, each in enumerate(words)], np.concatenate(words)
 
 
 def test_dask_has_all_samples(tmp_path: Path, cluster: Any) -> None:
-    paths = captures(tmp_path)
-    wanted = np.concatenate([some_words(count, seed=n) for n, count in enumerate((5000, 0, 1, 12345))])
+    paths, wanted = some_captures(tmp_path)
     sizes: list[Any] = [1_000_000, np.int64(1000), "1 KiB"]
     for chunks in sizes:
         lazy = orm_trace.dask.from_files(paths, chunks=chunks)
         assert lazy.ndim == 1 and lazy.dtype == np.dtype("<u8")
         assert np.array_equal(lazy.compute(), wanted)
-    lazy = orm_trace.dask.from_files(paths, chunks=1000)
-    stamps = int(((lazy >> np.uint64(56)) == 0x88).sum().compute())
-    assert stamps == int((wanted >> np.uint64(56) == 0x88).sum())
     assert np.array_equal(orm_trace.dask.from_files(str(paths[0])).compute(), some_words(5000, seed=0))
     assert orm_trace.dask.from_files([]).compute().size == 0
 
 
 def test_dask_names_chunks_by_the_file_as_it_is(tmp_path: Path, cluster: Any) -> None:
-    path = captures(tmp_path)[0]
-    first, again = orm_trace.dask.from_files([path], chunks=100), orm_trace.dask.from_files([path], chunks=100)
-    assert first.name == again.name != orm_trace.dask.from_files([path], chunks=99).name
-    assert first[:5].compute().tolist() == some_words(5, seed=0).tolist()
-    other = path.with_name("other.tdf")
-    other.write_bytes(tdf((b"BinTraceData", 1, some_words(5000, seed=3).tobytes())))
+    lazy_of = partial(orm_trace.dask.from_files, chunks=100)
+    path = write_trace(tmp_path / "a.tdf", some_words(5000))
+    first = lazy_of(path)
+    assert first.name == lazy_of(path).name != orm_trace.dask.from_files(path, chunks=99).name
+    assert first[:5].compute().tolist() == some_words(5).tolist()
+    other = write_trace(tmp_path / "other.tdf", some_words(5000, seed=3))
     os.utime(other, ns=(0, path.stat().st_mtime_ns))
-    assert orm_trace.dask.from_files([other], chunks=100).name != first.name
+    assert lazy_of(other).name != first.name
     changed = some_words(5000, seed=9)
-    path.write_bytes(tdf((b"BinTraceData", 1, changed.tobytes())))
+    write_trace(path, changed)
     with pytest.raises(OSError) as error:
         first.compute()
     assert error.value.errno == errno.ESTALE
-    new = orm_trace.dask.from_files([path], chunks=100)
+    new = lazy_of(path)
     assert new.name != first.name and np.array_equal(new.compute(), changed)
     path.unlink()
     with pytest.raises(FileNotFoundError):
@@ -161,10 +153,10 @@ def test_dask_names_chunks_by_the_file_as_it_is(tmp_path: Path, cluster: Any) ->
 
 
 def test_dask_takes_chunks_of_some_samples(capture: Path) -> None:
-    wrongs: list[tuple[Any, type[Exception]]] = [(0, ValueError), (-5, ValueError), ((5, 5), TypeError), (None, TypeError)]
-    for chunks, error in wrongs:
-        with pytest.raises(error, match="chunk"):
-            orm_trace.dask.from_files(capture, chunks=chunks)
+    lazy_of: Any = orm_trace.dask.from_files
+    expect_each(ValueError, [lambda: lazy_of(capture, chunks=0), lambda: lazy_of(capture, chunks=-5)], match="chunk")
+    expect_each(TypeError, [lambda: lazy_of(capture, chunks=(5, 5)), lambda: lazy_of(capture, chunks=None)],
+                match="chunk")
     assert orm_trace.dask.from_files(capture, chunks=-1).chunks == ((5000,),)
 
 
@@ -197,31 +189,9 @@ def test_ends_while_a_thread_works(tmp_path: Path, work: str) -> None:
         assert subprocess.run([sys.executable, "-c", program, path], timeout=60).returncode == 0
 
 
-@pytest.mark.parametrize("change, wanted", [
-    ("cut", f"OSError {errno.ESTALE}"), ("replace", f"OSError {errno.ESTALE}"),
-    ("delete", f"FileNotFoundError {errno.ENOENT}"), ("nothing", "nothing")])
-def test_workers_tell_what_changed(capture: Path, cluster: Any, change: str, wanted: str) -> None:
-    with orm_trace.File(capture) as file:
-        pickled = pickle.dumps(file.samples)
-    if change == "cut":
-        os.truncate(capture, 1000)
-    elif change == "replace":
-        other = capture.with_name("other.tdf")
-        other.write_bytes(capture.read_bytes())
-        os.utime(other, ns=(0, 0))
-        other.replace(capture)
-    elif change == "delete":
-        capture.unlink()
-    for method in ("fork", "spawn"):
-        with multiprocessing.get_context(method).Pool(1) as pool:
-            assert pool.apply(error_of, (pickled,)) == wanted
-    assert cluster.submit(error_of, pickled, pure=False).result() == wanted
-
-
 def test_the_example_counts_types(shared_locks: None, tmp_path: Path) -> None:
-    captures(tmp_path)
+    _, words = some_captures(tmp_path)
     result = subprocess.run([sys.executable, ROOT / "examples" / "cluster" / "count_types.py", tmp_path], check=True,
                             stdout=subprocess.PIPE, text=True)
-    wanted = np.concatenate([some_words(count, seed=n) for n, count in enumerate((5000, 0, 1, 12345))])
-    kinds, counts = np.unique(wanted >> np.uint64(56), return_counts=True)
+    kinds, counts = np.unique(words >> np.uint64(56), return_counts=True)
     assert result.stdout.splitlines() == [f"0x{kind:02X} {count}" for kind, count in zip(kinds, counts)]

@@ -6,9 +6,9 @@ import datetime
 import json
 import os
 import subprocess
-from collections.abc import Callable
 from decimal import Decimal
 from fractions import Fraction
+from functools import partial
 from pathlib import Path
 from typing import Any
 
@@ -16,9 +16,9 @@ import numpy as np
 import orm_trace
 import pandas as pd
 import pytest
-from conftest import STAMP, some_words
+from conftest import STAMP, expect_each, some_words
 from numpy.typing import NDArray
-from orm_trace._questions import gap_ticks, microseconds
+from orm_trace._questions import gap_ticks, microseconds, source
 
 TOOL = os.environ["ORM_TOOL"]
 MASKED: Any = np.ma.array(np.zeros(3, np.uint64), mask=[1, 0, 0])  # type: ignore[no-untyped-call]
@@ -39,13 +39,13 @@ def run_tool(*arguments: Any) -> str:
 def test_finds_what_numpy_finds(tmp_path: Path, size: int, value: int, mask: int) -> None:
     words = some_words(size, seed=size)
     wanted = np.flatnonzero((words & np.uint64(mask)) == np.uint64(value & mask))
-    path = tmp_path / "words.bin"
-    path.write_bytes(words.tobytes())
+    words.tofile(tmp_path / "words.bin")
+    samples = orm_trace.File(tmp_path / "words.bin").samples
     unaligned = np.frombuffer(b"x" + words.tobytes(), "<u8", offset=1) if size else words
-    sources: list[Any] = [words, unaligned, words.astype(">u8"), np.repeat(words, 2)[::2], orm_trace.File(path).samples,
-                          orm_trace.File(path).samples.map(), np.ascontiguousarray(words[::-1])[::-1]]
-    for source in sources:
-        hits = orm_trace.find(source, value, mask)
+    sources: list[Any] = [words, unaligned, words.astype(">u8"), np.repeat(words, 2)[::2], samples, samples.map(),
+                          np.ascontiguousarray(words[::-1])[::-1]]
+    for each in sources:
+        hits = orm_trace.find(each, value, mask)
         assert hits.dtype == np.uint64 and np.array_equal(hits, wanted)
 
 
@@ -56,8 +56,7 @@ def test_finds_many(tmp_path: Path) -> None:
     assert list(orm_trace.find(words, np.uint64(1))) == [0, 700_000, 1_400_000, 2_100_000, 2_800_000]
     words[:] = np.arange(3_000_000, dtype=np.uint64)
     words.tofile(tmp_path / "words.bin")
-    samples = orm_trace.File(tmp_path / "words.bin").samples
-    assert np.array_equal(samples[:], words)
+    assert np.array_equal(orm_trace.File(tmp_path / "words.bin").samples[:], words)
     # Few at first, and then many: what is expected is wrong.
     hits = orm_trace.find(np.concatenate([words[:200_000], np.zeros(3_000_000, np.uint64)]), 0)
     assert len(hits) == 3_000_001 and hits[1] == 200_000 and hits[-1] == 3_199_999
@@ -68,34 +67,20 @@ def test_finds_many(tmp_path: Path) -> None:
     (np.array(5, np.uint64), ValueError), ([1.5], TypeError), ("words", TypeError), (None, TypeError),
     (MASKED, TypeError)], ids=repr)
 def test_refuses_what_are_not_words(words: Any, error: type[Exception]) -> None:
-    questions: list[Callable[[Any], Any]] = [
-        orm_trace.is_stamp, orm_trace.ticks, orm_trace.stats, lambda array: orm_trace.find(array, 0)]
-    for ask in questions:
-        with pytest.raises(error):
-            ask(words)
+    expect_each(error, [lambda: orm_trace.is_stamp(words), lambda: orm_trace.ticks(words),
+                        lambda: orm_trace.stats(words), lambda: orm_trace.find(words, 0)])
 
 
 def test_refuses_numbers_out_of_range() -> None:
     words = np.zeros(1, np.uint64)
     for number in (-1, 2**64):
-        questions: list[Callable[[], Any]] = [
+        expect_each(OverflowError, [
             lambda: orm_trace.find(words, number), lambda: orm_trace.find(words, 0, number),
-            lambda: orm_trace.ticks(words, number), lambda: orm_trace.stats(words, reference=number)]
-        for ask in questions:
-            with pytest.raises(OverflowError):
-                ask()
-    wrongs: list[Any] = ["-1", "1/0", -0.5, 10**13, "nan", float("nan"), float("inf"), Decimal("Infinity"), np.int64(10**13)]
-    for wrong in wrongs:
-        with pytest.raises(ValueError, match="gap"):
-            orm_trace.stats(words, gap=wrong)
-    with pytest.raises(ValueError, match="limit"):
-        orm_trace.stats(words, limit=-1)
-    for name in ("columns", "gap"):
-        with pytest.raises(ValueError, match=name):
-            orm_trace.plot(words, **{name: -1})  # type: ignore[arg-type]
-    gaps: list[Any] = [0.3, "0.3", Decimal("0.3"), Fraction(3, 10), np.float64(0.3)]
-    assert {gap_ticks(gap) for gap in gaps} == {51_000_000}
-    assert gap_ticks(np.uint64(5)) == gap_ticks(np.float32(5)) == 850_000_000
+            lambda: orm_trace.ticks(words, number), lambda: orm_trace.stats(words, reference=number)])
+    expect_each(ValueError, [lambda: orm_trace.stats(words, limit=-1)], match="limit")
+    expect_each(ValueError, [lambda: orm_trace.plot(words, columns=-1)], match="columns")
+    expect_each(ValueError, [lambda: orm_trace.plot(words, gap=-1), lambda: orm_trace.stats(words, gap=-1)],
+                match="gap")
 
 
 def exact_ticks(words: NDArray[np.uint64], reference: int) -> list[int | None]:
@@ -105,42 +90,21 @@ def exact_ticks(words: NDArray[np.uint64], reference: int) -> list[int | None]:
 
 @pytest.mark.parametrize("reference", [0, 1, 12345678901, 2**63, ALL_BITS])
 def test_ticks_and_times_are_exact(reference: int) -> None:
-    words = np.concatenate([some_words(3000), np.array([kind << 56 | bits for kind in range(256)
-                                                        for bits in (0, 169, 170, 2**56 - 1)], np.uint64)])
+    """Of every type, of random stamps, and beyond the part of the words that the core takes at once."""
+    random = np.random.default_rng(7)
+    stamps = random.choice(np.array(STAMP_TYPES, np.uint64), 20_000) << np.uint64(56)
+    words = np.concatenate([some_words(3000), stamps | random.integers(0, 2**56, 20_000, np.uint64), np.array(
+        [kind << 56 | bits for kind in range(256) for bits in (0, 169, 170, 2**56 - 1)], np.uint64)])
     wanted = exact_ticks(words, reference)
-    assert orm_trace.ticks(words, reference).tolist() == [ALL_BITS if ticks is None else ticks for ticks in wanted]
+    assert orm_trace.ticks(words, reference=reference).tolist() == [
+        ALL_BITS if ticks is None else ticks for ticks in wanted]
     assert orm_trace.ticks(words, reference, other=3).tolist() == [3 if ticks is None else ticks for ticks in wanted]
     assert orm_trace.is_stamp(words).tolist() == [ticks is not None for ticks in wanted]
-    times = orm_trace.rcv_times(words, "2026-11-16T10:00:00.000001", reference)
+    times = orm_trace.rcv_times(words, zero="2026-11-16T10:00:00.000001", reference=reference)
     zero = 1794823200000001
     assert times.dtype == np.dtype("datetime64[us]")
     assert np.isnat(times).tolist() == [ticks is None for ticks in wanted]
     assert times.view(np.int64).tolist() == [-2**63 if ticks is None else zero + ticks // 170 for ticks in wanted]
-
-
-def test_ten_million_stamps() -> None:
-    random = np.random.default_rng(7)
-    kinds = random.choice(np.array(STAMP_TYPES, np.uint64), 10_000_000)
-    counts = random.integers(0, 2**56, 10_000_000, np.uint64)
-    words = kinds << np.uint64(56) | counts
-    reference = np.uint64(2**60 + 12345)
-    wanted = counts + np.where(kinds == 0xB0, np.uint64(0), reference)
-    assert np.array_equal(orm_trace.ticks(words, reference), wanted)
-    zero = np.datetime64("2026-11-16T10:00", "us")
-    assert np.array_equal(orm_trace.rcv_times(words, zero, reference),
-                          zero + (wanted // np.uint64(170)).astype("timedelta64[us]"))
-
-
-def test_times_equal_the_exact_ones_of_the_tool(tmp_path: Path) -> None:
-    words = some_words(20000)
-    words = words[orm_trace.is_stamp(words)]
-    path = tmp_path / "stamps.bin"
-    path.write_bytes(words.tobytes())
-    lines = run_tool("stamp", "rcv", "--exact", "--zero", "2026-11-16 10:00:00", "--reference", 99, "--file",
-                     path).splitlines()
-    texts = np.datetime_as_string(orm_trace.rcv_times(words, "2026-11-16T10:00", 99))
-    assert len(lines) == len(texts) > 5000
-    assert all(text in line for text, line in zip(texts, lines, strict=True))
 
 
 def test_takes_the_times_that_numpy_takes() -> None:
@@ -153,18 +117,10 @@ def test_takes_the_times_that_numpy_takes() -> None:
     wrongs: list[Any] = ["NaT", np.datetime64("2026-11-16T10:00", "ns") + np.timedelta64(1, "ns"), "tomorrow",
                          "400000", "-300000", np.datetime64(400000, "Y"), np.datetime64(2**61, "s"),
                          pd.Timestamp("2026-11-16T10:00:00.000000001")]
-    for wrong in wrongs:
-        with pytest.raises(ValueError):
-            microseconds(wrong)
+    expect_each(ValueError, [partial(microseconds, wrong) for wrong in wrongs])
     stamp = np.array([STAMP], np.uint64)
-    with pytest.raises(OverflowError):
-        orm_trace.rcv_times(stamp, np.datetime64(2**63 - 1, "us"))
+    expect_each(OverflowError, [lambda: orm_trace.rcv_times(stamp, np.datetime64(2**63 - 1, "us"))])
     assert orm_trace.rcv_times(stamp, "0001-01-01")[0] == np.datetime64("0001-01-01", "us")
-
-
-def test_pandas_takes_times(words: NDArray[np.uint64]) -> None:
-    series = pd.Series(orm_trace.rcv_times(words, "2026-11-16T10:00"))
-    assert series.notna().sum() == orm_trace.is_stamp(words).sum()
 
 
 def as_numbers(document: Any) -> Any:
@@ -186,34 +142,35 @@ def test_stats_say_what_the_tool_says(capture: Path, tmp_path: Path, options: li
     empty.touch()
     for path in (capture, empty):
         (document,) = json.loads(run_tool("stats", "--json", path, *options))["files"]
-        document.pop("file", None)
         with orm_trace.File(path) as file:
             answer = orm_trace.stats(file.samples, **arguments)
             assert answer == orm_trace.stats(file.samples[:], **arguments)
-        for name in [name for name in document if name not in answer]:
-            document.pop(name)
-        assert answer == as_numbers(document)
+        assert answer == as_numbers({name: document[name] for name in answer})
         assert set(answer) == {"samples", "types", "stamps", "steps_back", "steps_back_count", "gaps", "gaps_count",
                                "longest_run"}
 
 
 def test_gaps_are_exact() -> None:
-    cases: list[tuple[Any, int]] = [(1, 170_000_000), (0.1, 17_000_000), ("0.000000001", 0), (Decimal("1e-8"), 1),
-                                    (Fraction(1, 170_000_000), 1), (1e-9, 0)]
+    cases: list[tuple[Any, int]] = [
+        (1, 170_000_000), (0.1, 17_000_000), ("0.000000001", 0), (Decimal("1e-8"), 1), (Fraction(1, 170_000_000), 1),
+        (1e-9, 0), (np.uint64(5), 850_000_000), (np.float32(5), 850_000_000), (np.float64(0.3), 51_000_000),
+        (0.3, 51_000_000), ("0.3", 51_000_000)]
     for gap, ticks in cases:
         assert gap_ticks(gap) == ticks
+    wrongs: list[Any] = ["-1", "1/0", -0.5, 10**13, "nan", float("nan"), float("inf"), Decimal("Infinity"),
+                         np.int64(10**13)]
+    expect_each(ValueError, [partial(gap_ticks, wrong) for wrong in wrongs], match="gap")
     words = np.array([STAMP, STAMP | 17_000_000, STAMP | 34_000_001], np.uint64)
     assert orm_trace.stats(words, gap=0.1)["gaps"] == [{"sample": 2, "ticks": 17_000_001}]
 
 
 def test_draws_the_picture(words: NDArray[np.uint64], tmp_path: Path) -> None:
-    pytest.importorskip("matplotlib")
-    for source, zero in ((words, None), (words, "2026-11-16T10:00"), (words[:1], None), (words[:0], None),
+    for drawn, zero in ((words, None), (words, "2026-11-16T10:00"), (words[:1], None), (words[:0], None),
                          (np.zeros(10, np.uint64), "2026-11-16")):
-        figure = orm_trace.plot(source, zero=zero, columns=100)
+        figure = orm_trace.plot(drawn, zero=zero, columns=100)
         upper, lower = figure.axes[:2]
         labels = [label.get_text() for label in upper.get_yticklabels()]
-        assert labels == [f"0x{kind:02X}" for kind in np.unique(source >> np.uint64(56))]
+        assert labels == [f"0x{kind:02X}" for kind in np.unique(drawn >> np.uint64(56))]
         figure.savefig(tmp_path / "picture.png")
     single = np.zeros(10, np.uint64)
     single[4] = STAMP | 340_000_000
@@ -229,11 +186,8 @@ def test_draws_the_picture(words: NDArray[np.uint64], tmp_path: Path) -> None:
 
 
 def test_columns_have_all_words(words: NDArray[np.uint64]) -> None:
-    from orm_trace import _core
-    from orm_trace._questions import source
-
     for columns in (1, 7, 5000, 6000):
-        picture = _core.columns(source(words), columns, 0, 170_000_000, 10)
+        picture = orm_trace._core.columns(source(words), columns, 0, 170_000_000, 10)
         edges = picture["edges"]
         assert edges[0] == 0 and edges[-1] == 5000
         for n in range(0, columns, max(1, columns // 7)):

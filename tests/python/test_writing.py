@@ -13,18 +13,43 @@ import subprocess
 import sys
 import threading
 import time
-from collections.abc import Callable
+from collections.abc import Iterator
+from concurrent.futures import ThreadPoolExecutor
+from contextlib import contextmanager
 from pathlib import Path
 from typing import Any
 
 import numpy as np
 import orm_trace
 import pytest
-from conftest import open_descriptors, tdf
+from conftest import expect_each, open_descriptors, tdf, write_tdf
 from numpy.typing import NDArray
 
-# Also where the tests run in the background of a shell, which ignores the signal.
-INTERRUPTIBLE = "import signal; signal.signal(signal.SIGINT, signal.default_int_handler)"
+
+def started(program: str, path: Path) -> subprocess.Popen[bytes]:
+    """A program that is ready. SIGINT interrupts it, also in the background of a shell, which ignores the signal."""
+    ready = ("import orm_trace, signal, sys, threading\n"
+             "signal.signal(signal.SIGINT, signal.default_int_handler)\n"
+             "print('ready', flush=True)\n")
+    child = subprocess.Popen([sys.executable, "-c", ready + program, path], stdout=subprocess.PIPE,
+                             stderr=subprocess.DEVNULL)
+    assert child.stdout is not None and child.stdout.readline() == b"ready\n"
+    return child
+
+
+@contextmanager
+def full_disk() -> Iterator[None]:
+    """A limit on the size of files stands for it."""
+    limits = resource.getrlimit(resource.RLIMIT_FSIZE)
+    resource.setrlimit(resource.RLIMIT_FSIZE, (100_000, limits[1]))
+    try:
+        yield
+    finally:
+        resource.setrlimit(resource.RLIMIT_FSIZE, limits)
+
+
+def contents(folder: Path) -> dict[str, bytes]:
+    return {path.name: path.read_bytes() for path in folder.iterdir() if path.is_file()}
 
 
 def test_creates_what_readers_read(tmp_path: Path, capture: Path, words: NDArray[np.uint64]) -> None:
@@ -49,16 +74,13 @@ def test_replaces_only_what_it_may(tmp_path: Path) -> None:
     path = tmp_path / "out.tdf"
     orm_trace.create(path, {})
     assert path.read_bytes() == b"TDF2"
-    path.chmod(0o640)
     with pytest.raises(FileExistsError) as error:
         orm_trace.create(path, {("A", 1): b""})
     assert error.value.filename == str(path) and path.read_bytes() == b"TDF2"
     orm_trace.create(path, {("A", 1): b""}, force=True)
-    assert path.read_bytes() == tdf((b"A", 1, b"")) and stat.S_IMODE(path.stat().st_mode) == 0o640
     (tmp_path / "folder.tdf").mkdir()
-    with pytest.raises(FileExistsError):
-        orm_trace.create(tmp_path / "folder.tdf", {}, force=True)
-    assert sorted(entry.name for entry in tmp_path.iterdir()) == ["folder.tdf", "out.tdf"]
+    expect_each(FileExistsError, [lambda: orm_trace.create(tmp_path / "folder.tdf", {}, force=True)])
+    assert contents(tmp_path) == {"out.tdf": tdf((b"A", 1, b""))}
 
 
 @pytest.mark.parametrize("path, sections, error", [
@@ -72,13 +94,11 @@ def test_replaces_only_what_it_may(tmp_path: Path) -> None:
     ("out.tdf", {("\u00e9", 1): b"one", ("\udcc3\udca9", 1): b"two"}, ValueError),
     ("\udce9.bin", {}, ValueError),
     ("out.tdf", {("A", 1): memoryview(np.ones(1))}, TypeError),
-    ("out.tdf", {("A", 1): array.array("d", [1.0])}, TypeError),
     ("out.tdf", {("A", 1): np.float64(5)}, TypeError),
     ("out.tdf", {("A", 1): np.zeros((2, 2), np.uint64)}, ValueError),
     ("out.tdf", {("A", 1): np.ma.masked_array(np.zeros(3, np.uint64), [1, 0, 0])}, TypeError),
     ("out.tdf", {("A", 1): "text"}, TypeError),
     ("out.tdf", {("A", 1): np.zeros(2, np.int32)}, TypeError),
-    ("out.tdf", {"A": b""}, TypeError),
     ("out.tdf", {"AB": b""}, TypeError),
     ("out.tdf", {("A", 1): np.zeros(2**24, np.uint64)}, ValueError),
 ])
@@ -93,83 +113,63 @@ def test_refuses(tmp_path: Path, path: str, sections: Any, error: type[Exception
 def test_writes_buffers_as_they_are_seen(tmp_path: Path) -> None:
     data = memoryview(bytes(range(256)) * 16)
     buffers: list[Any] = [data[::2], data[::-1], array.array("Q", [1, 2**63]), memoryview(array.array("Q", [3]))]
-    for number, buffer in enumerate(buffers):
-        path = tmp_path / f"{number}.tdf"
-        orm_trace.create(path, {("A", 1): buffer})
+    path = tmp_path / "out.tdf"
+    for buffer in buffers:
+        orm_trace.create(path, {("A", 1): buffer}, force=True)
         assert path.read_bytes() == tdf((b"A", 1, buffer.tobytes()))
 
 
 def test_the_core_takes_no_buffer_with_gaps() -> None:
-    with pytest.raises(BufferError):
-        orm_trace._core.NewSection(b"A", 1, memoryview(b"abcd")[::2])
+    expect_each(BufferError, [lambda: orm_trace._core.NewSection(b"A", 1, memoryview(b"abcd")[::2])])
 
 
 def test_gives_the_permissions_of_other_files(tmp_path: Path) -> None:
+    path = tmp_path / "out.tdf"
     before = os.umask(0o027)
     try:
-        orm_trace.create(tmp_path / "new.tdf", {})
-        assert stat.S_IMODE((tmp_path / "new.tdf").stat().st_mode) == 0o640
-        path = tmp_path / "old.tdf"
-        path.touch()
-        if os.geteuid() == 0:
-            os.chown(path, 1000, 1001)
-        path.chmod(0o4604)
-        was = path.stat()
-        orm_trace.create(path, {}, force=True)
-        state = path.stat()
-        assert (state.st_uid, state.st_gid, state.st_mode) == (was.st_uid, was.st_gid, was.st_mode)
+        orm_trace.create(path, {})
     finally:
         os.umask(before)
+    assert stat.S_IMODE(path.stat().st_mode) == 0o640
+    if os.geteuid() == 0:
+        os.chown(path, 1000, 1001)
+    path.chmod(0o4604)
+    was = path.stat()
+    orm_trace.create(path, {}, force=True)
+    state = path.stat()
+    assert (state.st_uid, state.st_gid, state.st_mode) == (was.st_uid, was.st_gid, was.st_mode)
 
 
 def test_append_refuses(capture: Path, plain: Path, tmp_path: Path) -> None:
     cut = tmp_path / "cut.tdf"
     cut.write_bytes(capture.read_bytes()[:-1])
-    wrong: list[tuple[Path, tuple[str, int], type[Exception]]] = [
-        (capture, ("Notes", 1), ValueError), (plain, ("A", 1), orm_trace.FormatError),
-        (cut, ("A", 1), orm_trace.FormatError), (tmp_path / "missing.tdf", ("A", 1), FileNotFoundError)]
-    for path, key, error in wrong:
-        before = path.read_bytes() if path.exists() else None
-        with pytest.raises(error):
-            orm_trace.append(path, key, b"data")
-        assert (path.read_bytes() if path.exists() else None) == before
+    before = contents(tmp_path)
+    expect_each(ValueError, [lambda: orm_trace.append(capture, ("Notes", 1), b"data")], match="has a section")
+    expect_each(FileNotFoundError, [lambda: orm_trace.append(tmp_path / "missing.tdf", ("A", 1), b"data")])
+    expect_each(orm_trace.FormatError, [
+        lambda: orm_trace.append(plain, ("A", 1), b"data"), lambda: orm_trace.append(cut, ("A", 1), b"data")])
+    assert contents(tmp_path) == before
 
 
 def test_writes_nothing_when_the_disk_is_full(tmp_path: Path, capture: Path) -> None:
-    """A limit on the size of files stands for the disk."""
-    before = capture.read_bytes()
-    limits = resource.getrlimit(resource.RLIMIT_FSIZE)
-    resource.setrlimit(resource.RLIMIT_FSIZE, (100_000, limits[1]))
-    try:
-        writes: list[Callable[[], None]] = [
+    before = contents(tmp_path)
+    with full_disk():
+        expect_each(OSError, [
             lambda: orm_trace.append(capture, ("Big", 1), bytes(200_000)),
             lambda: orm_trace.create(tmp_path / "out.tdf", {("Big", 1): bytes(200_000)}),
-            lambda: orm_trace.create(capture, {("Big", 1): bytes(200_000)}, force=True)]
-        for write in writes:
-            with pytest.raises(OSError) as error:
-                write()
-            assert error.value.errno == errno.EFBIG
-    finally:
-        resource.setrlimit(resource.RLIMIT_FSIZE, limits)
-    assert capture.read_bytes() == before
-    assert [entry.name for entry in tmp_path.iterdir()] == ["capture.tdf"]
+            lambda: orm_trace.create(capture, {("Big", 1): bytes(200_000)}, force=True)], match=f"Errno {errno.EFBIG}]")
+    assert contents(tmp_path) == before
 
 
 def test_warns_of_what_it_cannot_undo(tmp_path: Path) -> None:
     """A sealed file can grow, and cannot be truncated."""
     descriptor = os.memfd_create("sealed", os.MFD_ALLOW_SEALING)
-    before = tdf((b"A", 1, b"whole"))
-    os.write(descriptor, before)
+    os.write(descriptor, tdf((b"A", 1, b"whole")))
     fcntl.fcntl(descriptor, fcntl.F_ADD_SEALS, fcntl.F_SEAL_SHRINK)
     path = Path(os.fsdecode(os.fsencode(tmp_path) + b"/\xff.tdf"))
     path.symlink_to(f"/proc/self/fd/{descriptor}")
-    limits = resource.getrlimit(resource.RLIMIT_FSIZE)
-    resource.setrlimit(resource.RLIMIT_FSIZE, (100_000, limits[1]))
-    try:
-        with pytest.warns(RuntimeWarning, match="incomplete section from offset"), pytest.raises(OSError):
-            orm_trace.append(path, ("Big", 1), bytes(200_000))
-    finally:
-        resource.setrlimit(resource.RLIMIT_FSIZE, limits)
+    with full_disk(), pytest.warns(RuntimeWarning, match="incomplete section from offset"), pytest.raises(OSError):
+        orm_trace.append(path, ("Big", 1), bytes(200_000))
     with orm_trace.File(path) as file:
         assert file["A"].bytes() == b"whole"
     os.close(descriptor)
@@ -208,8 +208,7 @@ def test_does_not_write_where_a_standard_stream_was(tmp_path: Path) -> None:
 
 
 def test_a_program_waits_for_its_writer(tmp_path: Path) -> None:
-    path = tmp_path / "out.tdf"
-    path.write_bytes(b"TDF2")
+    path = write_tdf(tmp_path / "out.tdf")
     program = ("import orm_trace, os, sys, threading\n"
                "sections = {(str(n), 1): bytes(2**25) for n in range(8)}\n"
                "threading.Thread(target=orm_trace.create, args=(sys.argv[1], sections),\n"
@@ -222,20 +221,16 @@ def test_a_program_waits_for_its_writer(tmp_path: Path) -> None:
 
 
 def test_a_signal_leaves_no_file_of_a_thread(tmp_path: Path) -> None:
-    path = tmp_path / "out.tdf"
-    path.write_bytes(b"TDF2")
-    program = ("import orm_trace, sys, threading\n"
-               "def work():\n"
+    path = write_tdf(tmp_path / "out.tdf")
+    program = ("def work():\n"
                "    while True: orm_trace.create(sys.argv[1], {('A', 1): b'data'}, force=True)\n"
-               "threading.Thread(target=work).start()\n"
-               "print('ready', flush=True)\n")
+               "threading.Thread(target=work).start()\n")
     for _ in range(20):
-        child = subprocess.Popen([sys.executable, "-c", program, path], stdout=subprocess.PIPE)
-        assert child.stdout is not None and child.stdout.readline() == b"ready\n"
+        child = started(program, path)
         time.sleep(0.005)
         child.terminate()
-        assert child.wait() == -signal.SIGTERM
-        child.stdout.close()
+        child.communicate()
+        assert child.returncode == -signal.SIGTERM
     assert list(tmp_path.iterdir()) == [path]
 
 
@@ -262,32 +257,21 @@ def test_a_handler_cannot_write_while_its_thread_does(tmp_path: Path) -> None:
 
 @pytest.mark.parametrize("number", [signal.SIGINT, signal.SIGTERM])
 def test_a_signal_undoes_the_work(tmp_path: Path, number: signal.Signals) -> None:
-    path = tmp_path / "out.tdf"
-    orm_trace.create(path, {("A", 1): b"whole"})
-    before = path.read_bytes()
-    program = (f"import orm_trace, sys; {INTERRUPTIBLE}\n"
-               "data = bytes(2**24)\n"
-               "print('ready', flush=True)\n"
-               "for n in range(60): orm_trace.append(sys.argv[1], (str(n), 1), data)\n")
-    child = subprocess.Popen([sys.executable, "-c", program, path], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
-    assert child.stdout is not None and child.stdout.readline() == b"ready\n"
-    while path.stat().st_size < len(before) + 2**24:
+    path = write_tdf(tmp_path / "out.tdf", (b"A", 1, b"whole"))
+    child = started("for n in range(60): orm_trace.append(sys.argv[1], (str(n), 1), bytes(2**24))\n", path)
+    while path.stat().st_size < 2**24 + 100:
         assert child.poll() is None
     child.send_signal(number)
-    assert child.wait() in (-number, 1, 130)
-    child.stdout.close()
+    child.communicate()
+    assert child.returncode in (-number, 1, 130)
     with orm_trace.File(path) as file:
         assert file.faults == () and file["A", 1].bytes() == b"whole"
 
 
 def test_threads_write_in_turn(tmp_path: Path) -> None:
-    path = tmp_path / "out.tdf"
-    orm_trace.create(path, {})
-    threads = [threading.Thread(target=orm_trace.append, args=(path, (f"S{n}", 1), bytes(10_000))) for n in range(20)]
-    for thread in threads:
-        thread.start()
-    for thread in threads:
-        thread.join()
+    path = write_tdf(tmp_path / "out.tdf")
+    with ThreadPoolExecutor(20) as pool:
+        list(pool.map(lambda n: orm_trace.append(path, (f"S{n}", 1), bytes(10_000)), range(20)))
     with orm_trace.File(path) as file:
         assert len(file.sections) == len(file) == 20 and file.faults == ()
 
@@ -298,7 +282,10 @@ def test_waits_for_another_writer(capture: Path) -> None:
         thread = threading.Thread(target=orm_trace.append, args=(capture, ("More", 1), b"data"))
         size = capture.stat().st_size
         thread.start()
-        thread.join(0.1)
+        interrupted = started("orm_trace.append(sys.argv[1], ('Other', 1), b'data')\n", capture)
+        time.sleep(0.1)
+        interrupted.send_signal(signal.SIGINT)
+        interrupted.communicate(timeout=20)
         assert thread.is_alive() and capture.stat().st_size == size
     thread.join()
     with orm_trace.File(capture) as file:
@@ -306,9 +293,8 @@ def test_waits_for_another_writer(capture: Path) -> None:
 
 
 def test_a_forked_child_does_not_keep_the_lock(capture: Path) -> None:
-    data = bytes(2**26)
     size = capture.stat().st_size
-    writer = threading.Thread(target=orm_trace.append, args=(capture, ("Big", 1), data))
+    writer = threading.Thread(target=orm_trace.append, args=(capture, ("Big", 1), bytes(2**26)))
     writer.start()
     while capture.stat().st_size == size:
         pass
@@ -326,25 +312,8 @@ def test_a_forked_child_does_not_keep_the_lock(capture: Path) -> None:
         os.waitpid(child, 0)
 
 
-def test_a_wait_for_the_lock_can_be_interrupted(capture: Path) -> None:
-    program = (f"import orm_trace, sys; {INTERRUPTIBLE}\n"
-               "print('ready', flush=True)\n"
-               "orm_trace.append(sys.argv[1], ('More', 1), b'data')\n")
-    with open(capture, "r+b") as stream:
-        fcntl.flock(stream, fcntl.LOCK_EX)
-        child = subprocess.Popen([sys.executable, "-c", program, capture], stdout=subprocess.PIPE,
-                                 stderr=subprocess.DEVNULL)
-        assert child.stdout is not None and child.stdout.readline() == b"ready\n"
-        time.sleep(0.1)
-        child.send_signal(signal.SIGINT)
-        child.wait(20)
-        child.stdout.close()
-
-
 def test_a_forked_child_can_write_while_the_parent_does(tmp_path: Path) -> None:
-    from orm_trace import _writing
-
-    with _writing._turn:
+    with orm_trace._writing._turn:
         child = os.fork()
         if child == 0:
             signal.alarm(20)

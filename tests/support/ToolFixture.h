@@ -21,9 +21,8 @@ struct ToolFixture : testing::Test {
         for (const auto& [file, path] : {std::pair(ORM_TOOL, tool),
                                          {ORM_CORVA_LIBRARY, copy / "lib/libcorva.so"},
                                          {ORM_DRIVER_LIBRARY, copy / "lib/libTalvoraFileChannelDriver.so"}}) {
-            if (std::filesystem::exists(path)) continue;
             std::filesystem::create_directories(std::filesystem::path(path).parent_path());
-            std::filesystem::copy_file(file, path);
+            std::filesystem::copy_file(file, path, std::filesystem::copy_options::skip_existing);
         }
         return Tool(arguments, "setpriv --reuid=65534 --regid=65534 --clear-groups ", tool);
     }

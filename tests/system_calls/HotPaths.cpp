@@ -1,9 +1,9 @@
 // The hot paths of the library, each between two marks that strace shows: access() of a file that is named by the path.
-#include <fcntl.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -33,12 +33,6 @@ template <class Path> void Take(const char* name, Path&& path) {
     Mark("end");
 }
 
-void MakeFile(const char* path, std::size_t size) {
-    const int file = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-    if (ftruncate(file, static_cast<off_t>(size)) != 0) std::abort();
-    close(file);
-}
-
 void ReadPages(CChannelDriver& driver, unsigned int page, unsigned int step, unsigned int count) {
     std::vector<unsigned long> samples(page);
     unsigned int read = 0;
@@ -50,7 +44,8 @@ void ReadPages(CChannelDriver& driver, unsigned int page, unsigned int step, uns
 
 int main() {
     TDFHandler tdf;
-    MakeFile("plain.bin", std::size_t{kSamples} * 8);
+    std::ofstream("plain.bin").close();
+    std::filesystem::resize_file("plain.bin", std::size_t{kSamples} * 8);
     unsigned int offset = 0, length = 0;
     tdf.CreateTDFFile("trace.tdf");
     CChannelDriver* const driver = CreateChannelDriver();
@@ -67,23 +62,15 @@ int main() {
 
     char text[] = "text of a section";
     tdf.CreateTDFFile("many.tdf");
-    for (unsigned int n = 0; n < kSections; ++n) {
-        const std::string name = "Section" + std::to_string(n);
-        const auto append = [&] {
-            tdf.SaveSectionHeader("many.tdf", name.c_str(), 1, offset);
-            tdf.SaveSectionData("many.tdf", name.c_str(), offset, text, 1, sizeof text - 1, length);
-        };
-        if (n == 0) {
-            Take("append a section", append);
-        } else {
-            append();
-        }
-    }
-    unsigned int position = 0;
-    Take("find the first of 1000 sections",
-         [&] { tdf.GetSectionDataPosition("many.tdf", "Section0", 1, position, length); });
-    Take("find the last of 1000 sections",
-         [&] { tdf.GetSectionDataPosition("many.tdf", "Section999", 1, position, length); });
+    const auto append = [&](const std::string& name) {
+        tdf.SaveSectionHeader("many.tdf", name.c_str(), 1, offset);
+        tdf.SaveSectionData("many.tdf", name.c_str(), offset, text, 1, sizeof text - 1, length);
+    };
+    const auto find = [&](const char* name) { tdf.GetSectionDataPosition("many.tdf", name, 1, offset, length); };
+    Take("append a section", [&] { append("Section0"); });
+    for (unsigned int n = 1; n < kSections; ++n) append("Section" + std::to_string(n));
+    Take("find the first of 1000 sections", [&] { find("Section0"); });
+    Take("find the last of 1000 sections", [&] { find("Section999"); });
 
     uLogger logger("log.txt", true);
     logger.Log(uLogger::LOG_M, uLogger::TD_TIME, "opens the file\n");

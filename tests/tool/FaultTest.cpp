@@ -14,17 +14,24 @@ using test::Section;
 const bool kExhaustive = std::getenv("ORM_TEST_EXHAUSTIVE") != nullptr;
 
 struct FaultTest : test::ToolFixture {
-    // Returns: the exit code of the tool under strace with these options; without options, by itself.
-    int Traced(const std::string& options, const std::string& arguments) {
-        const std::string strace = options.empty() ? "" : "strace -f -qq -o trace " + options + " ";
-        return Tool(arguments, strace).code;
+    test::Result Traced(const std::string& options, const std::string& arguments) const {
+        return Tool(arguments, "strace -f -qq -o trace " + options + " ");
+    }
+    // Runs the tool while the nth of its calls fails; n can be that call and all after it, N+.
+    // Returns: the exit code, nothing when it makes fewer calls.
+    std::optional<int> Failing(const std::string& call, const std::string& fault, const std::string& n,
+                               const std::string& arguments, const std::string& filter = "") const {
+        m_folder.Write("trace", "");
+        const std::string inject = " -e trace=" + call + " -e inject=" + call + ":" + fault + ":when=" + n;
+        const int code = Traced(filter + inject, arguments).code;
+        if (test::ReadAll("trace").find("(INJECTED)") == std::string::npos) return {};
+        return code;
     }
     // Stops the tool when it has read the file for the fifth time, and goes on after act().
     template <class Call> test::Result WhileItReads(const std::string& file, const std::string& arguments, Call act) {
         std::filesystem::remove("trace");
         auto tool = std::async(std::launch::async, [&] {
-            return Tool(arguments, "strace -f -qq -o trace -P " + file + " -e trace=pread64 " +
-                                       "-e inject=pread64:signal=SIGSTOP:when=5 ");
+            return Traced("-P " + file + " -e trace=pread64 -e inject=pread64:signal=SIGSTOP:when=5", arguments);
         });
         while (test::ReadAll("trace").find("stopped by SIGSTOP") == std::string::npos) {
             if (tool.wait_for(std::chrono::milliseconds(1)) == std::future_status::ready) return tool.get();
@@ -52,31 +59,31 @@ TEST_F(FaultTest, LosesNothingWhenCallsFail) {
          "TDF2" + Section("new", 1, content)},
         {"append t.tdf --section new:1@data", onTarget, "-P t.tdf", m_before + Section("new", 1, content)},
         {"save data t.tdf", onTarget, "-P t.tdf", m_before + test::Trace(content)}};
+    std::vector<std::pair<std::string, std::string>> faults{{"retval=0", ""}, {"error=EIO", ""}, {"error=ENOSPC", "+"}};
+    if (kExhaustive) {  // an interrupted call is made again
+        faults.insert(faults.end(), {{"retval=0", "+"}, {"error=EIO", "+"}, {"error=ENOSPC", ""}, {"error=EINTR", ""}});
+    }
     int failures = 0;
-    const auto failEach = [&](const auto& operation, const std::string& call, const std::string& fault) {
+    const auto failEach = [&](const auto& operation, const std::string& call, const std::string& fault,
+                              const std::string& mode) {
         const auto& [arguments, calls, filter, complete] = operation;
-        for (const std::string mode : {"", "+"}) {
-            if (!kExhaustive && (fault == "error=ENOSPC") == mode.empty()) continue;
-            if (fault == "error=EINTR" && !mode.empty()) continue;  // an interrupted call is made again
-            for (int n = 1;; ++n) {
-                m_folder.Write("t.tdf", m_before);
-                const std::string inject = call + ":" + fault + ":when=" + std::to_string(n) + mode;
-                const int code = Traced(filter + " -e trace=" + call + " -e inject=" + inject, arguments);
-                if (test::ReadAll("trace").find("(INJECTED)") == std::string::npos) break;
-                ++failures;
-                ASSERT_TRUE(Target() == (code == 0 ? complete : m_before)) << arguments << ' ' << inject << ' ' << code;
-                ASSERT_LT(code, 5) << arguments << ' ' << inject;
-                if (code == 0) continue;
-                ASSERT_EQ(Traced("", arguments), 0) << arguments << ' ' << inject;
-                ASSERT_TRUE(Target() == complete) << arguments << ' ' << inject;
-            }
+        for (int n = 1;; ++n) {
+            m_folder.Write("t.tdf", m_before);
+            const auto code = Failing(call, fault, std::to_string(n) + mode, arguments, filter);
+            if (!code) break;
+            ++failures;
+            const std::string row = test::Show(arguments, call, fault, n, mode, "ends with", *code);
+            ASSERT_TRUE(Target() == (code == 0 ? complete : m_before)) << row;
+            ASSERT_LT(code, 5) << row;
+            if (code == 0) continue;
+            ASSERT_EQ(Tool(arguments).code, 0) << row;
+            ASSERT_TRUE(Target() == complete) << row;
         }
     };
     for (const auto& operation : operations) {
         for (const std::string& call : std::get<1>(operation)) {
-            for (const std::string fault : {"error=ENOSPC", "error=EIO", "error=EINTR", "retval=0"}) {
-                if (fault == "retval=0" ? call != "read" : fault == "error=EINTR" && !kExhaustive) continue;
-                failEach(operation, call, fault);
+            for (const auto& [fault, mode] : faults) {
+                if (fault != "retval=0" || call == "read") failEach(operation, call, fault, mode);
             }
         }
     }
@@ -88,25 +95,28 @@ TEST_F(FaultTest, LosesNothingWhenCallsFail) {
 TEST_F(FaultTest, NeedsLittleOfASystem) {
     const std::string create = "create t.tdf --force --section new:1@data", fresh = "create n.tdf --section new:1@data",
                       made = "TDF2" + Section("new", 1, test::ReadAll(m_data)), appended = m_before + made.substr(4);
-    // The call and the error, the command, what its target holds after it, and the codes, of whichever call failed.
+    // The call and its fault, the command, what its target holds after it, and the codes, of whichever call failed.
     // clang-format off
-    const std::tuple<std::string, std::string, std::string, std::string> rows[] = {
-        {"flock:error=EINTR", "append t.tdf --section new:1@data", appended, "0"},
-        {"flock:error=ENOLCK", "append t.tdf --section new:1@data", appended, "0"},
-        {"fcntl:error=EMFILE", "append t.tdf --section new:1@- <data", appended, "014"},
-        {"access:error=ENOENT", "append t.tdf --section new:1@data", appended, "0"},
-        {"access:error=ENOENT", fresh, made, "0"}, {"linkat:error=EEXIST", fresh, made, "1"},
-        {"renameat2:error=EEXIST", fresh + " --force", made, "0"},
-        {"renameat2:error=EINVAL", fresh + " --force", made, "0"}, {"renameat:error=EINVAL", create, made, "1"},
-        {"fchown:error=EPERM", create, made, "0"}, {"fcntl:error=EMFILE", create, made, "014"},
-        {"fcntl:error=EMFILE", create + " <&-", made, "014"},
-        {"openat:error=EMFILE", "recover t.tdf -o n.tdf", m_before, "014"},
-        {"close:error=EIO", "recover t.tdf -o n.tdf", m_before, "01"},
-        {"pread64:retval=0", "recover t.tdf -o n.tdf", m_before, "04"},
-        {"newfstatat:error=EIO", "recover t.tdf -o n.tdf", m_before, "014"}};
+    const std::tuple<const char*, const char*, std::string, std::string, const char*> rows[] = {
+        {"flock", "error=EINTR", "append t.tdf --section new:1@data", appended, "0"},
+        {"flock", "error=ENOLCK", "append t.tdf --section new:1@data", appended, "0"},
+        {"fcntl", "error=EMFILE", "append t.tdf --section new:1@- <data", appended, "014"},
+        {"access", "error=ENOENT", "append t.tdf --section new:1@data", appended, "0"},
+        {"access", "error=ENOENT", fresh, made, "0"}, {"linkat", "error=EEXIST", fresh, made, "1"},
+        {"renameat2", "error=EEXIST", fresh + " --force", made, "0"},
+        {"renameat2", "error=EINVAL", fresh + " --force", made, "0"}, {"renameat", "error=EINVAL", create, made, "1"},
+        {"fchown", "error=EPERM", create, made, "0"}, {"fcntl", "error=EMFILE", create, made, "014"},
+        {"fcntl", "error=EMFILE", create + " <&-", made, "014"},
+        {"openat", "error=EMFILE", "recover t.tdf -o n.tdf", m_before, "014"},
+        {"close", "error=EIO", "recover t.tdf -o n.tdf", m_before, "01"},
+        {"pread64", "retval=0", "recover t.tdf -o n.tdf", m_before, "04"},
+        {"newfstatat", "error=EIO", "recover t.tdf -o n.tdf", m_before, "014"},
+        {"read", "retval=0", fresh, made, "04"}};
     // clang-format on
     const auto files = [] { return std::distance(std::filesystem::directory_iterator("."), {}); };
-    for (const auto& [fault, arguments, complete, expected] : rows) {
+    struct stat other {};
+    stat("data", &other);
+    for (const auto& [call, fault, arguments, complete, expected] : rows) {
         const std::string target = arguments.find("n.tdf") != arguments.npos ? "n.tdf" : "t.tdf";
         std::set<char> codes;
         for (int n = 1;; ++n) {
@@ -114,35 +124,22 @@ TEST_F(FaultTest, NeedsLittleOfASystem) {
             chmod(m_folder.Write("t.tdf", m_before).c_str(), 04711);
             m_folder.Write("trace", "");
             const auto before = files();
-            const int code = Traced(
-                "-e trace=" + fault.substr(0, fault.find(':')) + " -e inject=" + fault + ":when=" + std::to_string(n),
-                arguments);
-            if (test::ReadAll("trace").find("(INJECTED)") == std::string::npos) break;
-            if (code != 127) codes.insert(static_cast<char>('0' + code));  // before it runs
+            const auto code = Failing(call, fault, std::to_string(n), arguments);
+            if (!code) break;
+            if (code != 127) codes.insert(static_cast<char>('0' + *code));  // before it runs
             const std::string left = target == "n.tdf" ? "" : m_before, now = test::ReadAll(target);
-            EXPECT_TRUE(now == complete || (code != 0 && now == left)) << arguments << ' ' << fault << ' ' << n;
-            // What runs as the owner does not do so for another one.
+            const std::string row = test::Show(arguments, call, fault, n, "ends with", *code);
+            EXPECT_TRUE(now == complete || (code != 0 && now == left)) << row;
+            // What runs as the owner does not do so for another one. A new file gets the permissions that others get,
+            // also where the system does not say which.
             struct stat status {};
-            stat("t.tdf", &status);
-            if (arguments.find("create") == 0) {
-                EXPECT_EQ(status.st_mode & 07777, fault == "fchown:error=EPERM" ? 0711U : 04711U) << fault << ' ' << n;
+            if (stat(target.c_str(), &status) == 0 && arguments.find("create") == 0) {
+                const mode_t kept = call == std::string("fchown") ? 0711 : 04711;
+                EXPECT_EQ(status.st_mode & 07777, target == "n.tdf" ? other.st_mode & 07777 : kept) << row;
             }
-            EXPECT_EQ(files(), before + (target == "n.tdf" && now == complete))
-                << arguments << ' ' << fault << ' ' << n;
+            EXPECT_EQ(files(), before + (target == "n.tdf" && now == complete)) << row;
         }
         EXPECT_EQ(std::string(codes.begin(), codes.end()), expected) << arguments << ' ' << fault;
-    }
-    // A new file gets the permissions that others get, also where the system does not say which.
-    struct stat other {};
-    stat("data", &other);
-    for (int n = 1;; ++n) {
-        std::filesystem::remove("n.tdf");
-        m_folder.Write("trace", "");
-        const int code = Traced("-e trace=read -e inject=read:retval=0:when=" + std::to_string(n), fresh);
-        if (test::ReadAll("trace").find("(INJECTED)") == std::string::npos) break;
-        struct stat status {};
-        EXPECT_EQ(stat("n.tdf", &status), code == 0 ? 0 : -1) << n;
-        EXPECT_TRUE(code != 0 || status.st_mode == other.st_mode) << n;
     }
 }
 
@@ -177,15 +174,15 @@ TEST_F(FaultTest, RecoversAllOrSaysSo) {
             for (const std::string fault : {"error=EIO", "error=EINTR", "retval=0"}) {
                 for (int n = 1;; n += kExhaustive ? 1 : 5) {
                     for (const char* name : {"out.tdf", "lost"}) std::filesystem::remove(name);
-                    const std::string inject = call + ":" + fault + ":when=" + std::to_string(n);
-                    const int code = Traced("-e trace=" + call + " -e inject=" + inject, arguments);
-                    if (test::ReadAll("trace").find("(INJECTED)") == std::string::npos) break;
+                    const auto code = Failing(call, fault, std::to_string(n), arguments);
+                    if (!code) break;
                     ++failures;
-                    const std::string out = test::ReadAll("out.tdf"), lost = test::ReadAll("lost");
+                    const std::string out = test::ReadAll("out.tdf"), lost = test::ReadAll("lost"),
+                                      row = test::Show(call, fault, n, "ends with", *code);
                     // A call that does nothing and says that it succeeded is believed, where nothing can be read back.
                     if (fault == "retval=0" && call != "pread64" && call != "pwrite64") continue;
-                    ASSERT_TRUE(out == complete || (out.empty() && code != whole)) << inject << ' ' << code;
-                    ASSERT_TRUE(lost == left || (lost.empty() && code != whole)) << inject << ' ' << code;
+                    ASSERT_TRUE(out == complete || (out.empty() && code != whole)) << row;
+                    ASSERT_TRUE(lost == left || (lost.empty() && code != whole)) << row;
                 }
             }
         }
@@ -195,39 +192,34 @@ TEST_F(FaultTest, RecoversAllOrSaysSo) {
 
 // A file becomes shorter or longer after it was read for the fifth time: the answer comes with a word about it, or not.
 TEST_F(FaultTest, TellsThatAFileChangesMeanwhile) {
-    const std::string samples(1 << 20, '5'), plain = m_folder.Write("p.bin", samples);
+    const std::string samples(1 << 20, '5'), more = samples + "12345678";
+    m_folder.Write("p.bin", samples);
     // Ends with a block, as what cut makes of it does.
     const std::string head = "TDF2" + Section("pad", 1, std::string(4096 - 4 - 15 - 24, 'p'));
-    const std::string container = head + test::Trace(samples);
+    // The files, and what they are after a host has saved one more sample.
+    const std::tuple<std::string, std::string, std::string> files[] = {
+        {"t.bin", samples, more}, {"t.tdf", head + test::Trace(samples), head + test::Trace(more)}};
     const std::string shorter = "became shorter while it was being read\n", missing = " samples are missing: ",
-                      longer = "became longer while it was being read: samples from 131072 on are missing\n";
+                      grown = "became longer while it was being read: samples from 131072 on are missing\n";
     // clang-format off
     const std::tuple<std::string, int, std::string, int, std::string> rows[] = {
-        {"find FILE --type 1", 3, missing, 3, longer}, {"find FILE --type 0x35 --only-count", 3, missing, 3, longer},
-        {"find FILE --type 1 --count 131072", 3, missing, 6, ""}, {"stats FILE", 3, missing, 3, longer},
+        {"find FILE --type 1", 3, missing, 3, grown}, {"find FILE --type 0x35 --only-count", 3, missing, 3, grown},
+        {"find FILE --type 1 --count 131072", 3, missing, 6, ""}, {"stats FILE", 3, missing, 3, grown},
         {"stats FILE --zero '2026-01-01 00:00:00' --to-time '2026-01-01 00:00:00'", 4, shorter, 1, "has no stamp"},
-        {"stats --json FILE p.bin", 3, missing, 3, longer}, {"samples FILE", 3, missing, 3, longer}, {"diff FILE p.bin", 4, shorter, 3, longer},
-        {"diff p.bin FILE", 4, shorter, 3, longer}, {"cut FILE -o out.tdf --no-origin", 4, shorter, 3, longer}};
+        {"stats --json FILE p.bin", 3, missing, 3, grown}, {"samples FILE", 3, missing, 3, grown}, {"diff FILE p.bin", 4, shorter, 3, grown},
+        {"diff p.bin FILE", 4, shorter, 3, grown}, {"cut FILE -o out.tdf --no-origin", 4, shorter, 3, grown}};
     // clang-format on
-    for (const std::string file : {"t.bin", "t.tdf"}) {
+    for (const auto& [file, before, longer] : files) {
         for (const auto& [command, shortCode, shortReason, longCode, longReason] : rows) {
             for (const bool grows : {false, true}) {
                 std::filesystem::remove("out.tdf");
+                m_folder.Write(file, before);
                 std::string arguments = command;
-                for (auto at = arguments.find("FILE"); at != arguments.npos; at = arguments.find("FILE")) {
-                    arguments.replace(at, 4, file);
-                }
-                const bool isTdf = file == "t.tdf";
-                m_folder.Write(file, isTdf ? container : samples);
-                // What a host does that saves one more sample.
-                const auto change = [&, path = file] {
-                    if (!grows) return std::filesystem::resize_file(path, samples.size() / 2);
-                    std::ofstream(path, std::ios::app) << "12345678";
-                    if (!isTdf) return;
-                    const auto length = static_cast<std::uint32_t>(12 + 12 + samples.size() + 8);
-                    std::fstream(path).seekp(static_cast<std::streamoff>(head.size())) << test::Le(length, 4);
-                };
-                const test::Result result = WhileItReads(file, arguments, change);
+                arguments.replace(arguments.find("FILE"), 4, file);
+                const test::Result result = WhileItReads(
+                    file, arguments, [&, path = file, after = grows ? longer : before.substr(0, samples.size() / 2)] {
+                        m_folder.Write(path, after);
+                    });
                 EXPECT_EQ(result.code, grows ? longCode : shortCode) << arguments << ' ' << grows;
                 EXPECT_NE(result.err.find(grows ? longReason : shortReason), std::string::npos)
                     << arguments << ' ' << grows << result.err;
@@ -251,13 +243,13 @@ TEST_F(FaultTest, KeepsCompleteSectionsOfAKilledWriter) {
     }
     for (std::size_t n = 1; n <= 100 * kWrites; n += kExhaustive ? 1 : 57) {
         m_folder.Write("t.tdf", m_before);
-        const std::string inject = "inject=pwrite64:signal=SIGKILL:when=" + std::to_string(n);
-        ASSERT_EQ(Traced("-e trace=pwrite64 -e " + inject, arguments), 128 + SIGKILL) << n;
+        const std::string inject = "-e inject=pwrite64:signal=SIGKILL:when=" + std::to_string(n);
+        ASSERT_EQ(Traced("-e trace=pwrite64 " + inject, arguments).code, 128 + SIGKILL) << n;
         const std::string& complete = contents[(n - 1) / kWrites];
         ASSERT_TRUE(Target().substr(0, complete.size()) == complete) << n;
     }
     m_folder.Write("t.tdf", contents[5] + "bytes of an append that never finished");
-    EXPECT_EQ(Traced("", "append t.tdf --section more:1@s1"), 4) << "what is appended there could not be found";
+    EXPECT_EQ(Tool("append t.tdf --section more:1@s1").code, 4) << "what is appended there could not be found";
 }
 
 }  // namespace

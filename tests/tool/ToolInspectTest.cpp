@@ -14,62 +14,52 @@ using test::Section;
 struct ToolInspectTest : test::ToolFixture {
     // Runs each command over every kind of file and fault: the exit code, and a message exactly when there is something
     // wrong. The rows have the codes for: good cut tail zero long empty junk id plain dir fifo secret gone.
-    void ExpectCodes(const std::vector<std::pair<std::string, std::string>>& rows);
-};
-
-void ToolInspectTest::ExpectCodes(const std::vector<std::pair<std::string, std::string>>& rows) {
-    const std::string good = "TDF2" + Section("n", 1, "x") + test::Trace("12345678");
-    // clang-format off
-    const std::vector<std::pair<std::string, std::string>> files{
-        {"good.tdf", good}, {"cut.tdf", good.substr(0, good.size() - 8)}, {"tail.tdf", good + "tail"},
-        {"zero.tdf", good + Section("z", 1, "", 0)}, {"long.tdf", good + Section("z", 1, "", 1U << 28)},
-        {"empty.tdf", ""}, {"junk.tdf", "junk and more junk"}, {"id.tdf", "TDF2"}, {"plain.bin", "12345678"}};
-    // clang-format on
-    for (const auto& [name, bytes] : files) m_folder.Write(name, bytes);
-    std::filesystem::create_directory("dir.tdf");
-    mkfifo("fifo.tdf", 0666);
-    chmod(m_folder.Write("secret.tdf", good).c_str(), 0);
-    std::filesystem::permissions(".", std::filesystem::perms::all);
-    for (const auto& [command, codes] : rows) {
-        std::istringstream expected(codes);
-        for (const char* file : {"good.tdf", "cut.tdf", "tail.tdf", "zero.tdf", "long.tdf", "empty.tdf", "junk.tdf",
-                                 "id.tdf", "plain.bin", "dir.tdf", "fifo.tdf", "secret.tdf", "gone.tdf"}) {
-            for (const auto& [name, bytes] : files) chmod(m_folder.Write(name, bytes).c_str(), 0666);
-            std::filesystem::remove("new.tdf");
-            int code = -1;
-            expected >> code;
-            const test::Result result = ToolAsNobody(command + " " + file);
-            EXPECT_EQ(result.code, code) << command << ' ' << file << '\n' << result.err;
-            EXPECT_EQ(code != 0 && code != 6, result.err.rfind("orm-trace: ", 0) == 0) << command << ' ' << file << '\n'
-                                                                                       << result.err;
-        }
-        EXPECT_EQ(Tool(command + " --no-such-option good.tdf").code, 2) << command;
-    }
-    for (const char* out : {" >/dev/full", " >&-"}) {
+    void ExpectCodes(const std::vector<std::pair<std::string, std::string>>& rows) {
+        const std::string good = "TDF2" + Section("n", 1, "x") + test::Trace("12345678");
+        // clang-format off
+        const std::vector<std::pair<std::string, std::string>> files{
+            {"good.tdf", good}, {"cut.tdf", good.substr(0, good.size() - 8)}, {"tail.tdf", good + "tail"},
+            {"zero.tdf", good + Section("z", 1, "", 0)}, {"long.tdf", good + Section("z", 1, "", 1U << 28)},
+            {"empty.tdf", ""}, {"junk.tdf", "junk and more junk"}, {"id.tdf", "TDF2"}, {"plain.bin", "12345678"}};
+        // clang-format on
+        std::filesystem::create_directory("dir.tdf");
+        mkfifo("fifo.tdf", 0666);
+        chmod(m_folder.Write("secret.tdf", good).c_str(), 0);
+        std::filesystem::permissions(".", std::filesystem::perms::all);
         for (const auto& [command, codes] : rows) {
+            std::istringstream expected(codes);
+            for (const char* file : {"good.tdf", "cut.tdf", "tail.tdf", "zero.tdf", "long.tdf", "empty.tdf", "junk.tdf",
+                                     "id.tdf", "plain.bin", "dir.tdf", "fifo.tdf", "secret.tdf", "gone.tdf"}) {
+                for (const auto& [name, bytes] : files) chmod(m_folder.Write(name, bytes).c_str(), 0666);
+                std::filesystem::remove("new.tdf");
+                int code = -1;
+                expected >> code;
+                const test::Result result = ToolAsNobody(command + " " + file);
+                EXPECT_EQ(result.code, code) << command << ' ' << file << '\n' << result.err;
+                EXPECT_EQ(code != 0 && code != 6, result.err.rfind("orm-trace: ", 0) == 0) << command << ' ' << file;
+            }
+            EXPECT_EQ(Tool(command + " --no-such-option good.tdf").code, 2) << command;
+            if (codes[0] != '0') continue;
             const bool isQuiet = command.find("diff") == 0 || command.find("append") == 0 || command.find("save") == 0;
-            std::filesystem::remove("new.tdf");
-            m_folder.Write("good.tdf", good);
-            if (codes[0] == '0' && !isQuiet) {
-                EXPECT_EQ(Tool(command + " good.tdf" + out).code, 1) << command << out;
+            for (const std::string out : {" >/dev/full", " >&-", " | true"}) {
+                std::filesystem::remove("new.tdf");
+                m_folder.Write("good.tdf", good);
+                const test::Result result = Tool(command + " good.tdf" + out);
+                if (out == " | true") {
+                    EXPECT_EQ(result.err, "") << command << ": a broken pipe ends quietly";
+                } else if (!isQuiet) {
+                    EXPECT_EQ(result.code, 1) << command << out;
+                }
             }
         }
     }
-    for (const auto& [command, codes] : rows) {
-        std::filesystem::remove("new.tdf");
-        m_folder.Write("good.tdf", good);
-        if (codes[0] == '0') {
-            EXPECT_EQ(Tool(command + " good.tdf | true").err, "") << command << ": a broken pipe ends quietly";
-        }
-    }
-}
+};
 
 TEST_F(ToolInspectTest, EndsAsItShouldForEveryFault) {
     ExpectCodes({{"info", "0 4 4 4 4 4 4 0 0 1 4 4 4"},
                  {"info good.tdf", "0 4 4 4 4 4 4 0 0 1 4 4 4"},
                  {"list", "0 4 4 4 4 4 4 0 4 4 4 4 4"},
                  {"verify", "0 4 4 4 4 4 4 0 4 1 4 4 4"},
-                 {"verify good.tdf", "0 4 4 4 4 4 4 0 4 1 4 4 4"},
                  {"dump --section n", "0 0 0 0 0 4 4 4 4 4 4 4 4"},
                  {"dump --index 1", "0 3 0 0 0 4 4 4 4 4 4 4 4"},
                  {"dump --index 0 --range 0:9", "3 3 3 3 3 4 4 4 4 4 4 4 4"},
@@ -100,23 +90,16 @@ TEST_F(ToolInspectTest, SaysWhatIsWrongAndWhere) {
     const std::string name = "a\x01\xFF";
     m_folder.Write("t.tdf",
                    "TDF2" + Section(name, 1, "0123456789ABCDEF!") + Section(name, 1, "") + Section("b", 2, "x", 4096));
-    const test::Result result = Tool("verify t.tdf");
-    EXPECT_NE(
-        result.err.find("orm-trace: t.tdf: section 2 \"b\" at offset 0x33: length 4096 exceeds the 14 bytes left\n"),
-        std::string::npos)
-        << result.err;
-    EXPECT_NE(result.err.find("a\\x01\\xFF"), std::string::npos) << "the duplicate, escaped" << result.err;
+    const std::string err = Tool("verify t.tdf").err;
+    EXPECT_NE(err.find("orm-trace: t.tdf: section 2 \"b\" at offset 0x33: length 4096 exceeds the 14 bytes left\n"),
+              err.npos)
+        << err;
+    EXPECT_NE(err.find("a\\x01\\xFF"), err.npos) << "the duplicate, escaped" << err;
     EXPECT_EQ(Tool("dump t.tdf --index 0 --format raw --range 2:5").out, "234");
     EXPECT_EQ(Tool("dump t.tdf --index 0 --format csv").out.substr(0, 22), "0,0x3736353433323130\n1");
     EXPECT_NE(Tool("dump t.tdf --index 0").out.find("|0123456789ABCDEF|"), std::string::npos);
     m_folder.Write("no.tdf", "none");
     EXPECT_NE(Tool("info no.tdf").err.find("named .tdf, no TDF identifier: read as plain"), std::string::npos);
-
-    const auto list = nlohmann::json::parse(Tool("list t.tdf --json").out);
-    EXPECT_EQ(list["sections"].size(), 3U);
-    EXPECT_EQ(list["sections"][0]["name_hex"], "6101ff");
-    EXPECT_EQ(list["faults"][0]["kind"], "data_cut");
-    EXPECT_EQ(Tool("probe --json /gone").code, 5);
 }
 
 TEST_F(ToolInspectTest, WritesDistinctNames) {
@@ -147,23 +130,21 @@ TEST_F(ToolInspectTest, WritesDistinctNames) {
         EXPECT_EQ((result.out + result.err).find('\033'), std::string::npos) << command;
     }
     EXPECT_EQ(Tool("verify '" + file + "'").out, shown + ": 1 section, ends on a section boundary\n");
-    for (const std::string command :
-         {"info", "verify", "list", "recover --dry-run", "stamp stm --frequency 1 --file", "probe"}) {
-        const test::Result result = Tool(command + " gone.tdf --json");
-        EXPECT_NE(result.code, 0);
-        const auto document = nlohmann::json::parse(result.out);
-        EXPECT_NE(
-            (document.contains("files") ? document["files"][0] : document)["error_subject"].dump().find("gone.tdf"),
-            std::string::npos)
-            << result.out;
+    const std::tuple<const char*, int, const char*> failing[] = {
+        {"list gone.tdf", 4, "gone.tdf"},
+        {"recover t.tdf -o t.tdf", 1, "t.tdf"},
+        {"stamp stm --frequency 1 --file gone.tdf", 4, "gone.tdf"},
+        {"probe /gone", 5, "/gone"}};
+    for (const auto& [arguments, code, subject] : failing) {
+        const test::Result result = Tool(std::string(arguments) + " --json");
+        EXPECT_EQ(result.code, code) << arguments;
+        EXPECT_EQ(nlohmann::json::parse(result.out)["error_subject"], subject);
     }
     m_folder.Write("c1.tdf", "TDF2" + Section("\x7F\xC2\x9B\xC2\x80\xC2\xA0", 1, ""));
     for (const char* format : {"--json", "--json-lines"}) {
         const std::string controls = Tool(std::string("list c1.tdf ") + format).out;
         EXPECT_NE(controls.find("\"\\u007f\\u009b\\u0080\xC2\xA0\""), std::string::npos) << controls;
     }
-    const auto exists = nlohmann::json::parse(Tool("recover t.tdf -o t.tdf --json").out);
-    EXPECT_EQ(exists["error_subject"], "t.tdf");
 }
 
 TEST_F(ToolInspectTest, FindsEveryDuplicate) {
@@ -173,12 +154,9 @@ TEST_F(ToolInspectTest, FindsEveryDuplicate) {
     const unsigned again[] = {count - 1, 0, 1, 2, 3};
     for (const unsigned n : again) bytes += Section("n", n, "");
     m_folder.Write("t.tdf", bytes);
-    const test::Result result = Tool("verify t.tdf");
-    for (const unsigned n : again) {
-        const std::string reason = "\"n\":" + std::to_string(n) + " at offset ";
-        EXPECT_NE(result.err.find(reason), std::string::npos) << n << result.err.substr(0, 999);
-    }
-    EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 5) << result.err.substr(0, 999);
+    const std::string err = Tool("verify t.tdf").err;
+    for (const unsigned n : again) EXPECT_NE(err.find("\"n\":" + std::to_string(n) + " at offset "), err.npos) << n;
+    EXPECT_EQ(std::count(err.begin(), err.end(), '\n'), 5) << err.substr(0, 999);
 }
 
 TEST_F(ToolInspectTest, LeavesHomesAlone) {

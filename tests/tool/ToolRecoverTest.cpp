@@ -50,10 +50,9 @@ struct ToolRecoverTest : test::ToolFixture {
         act();
         std::ifstream pipe("pipe");
         close(both);
-        std::ostringstream text;
-        text << pipe.rdbuf();
+        const std::string text(std::istreambuf_iterator<char>(pipe), {});
         test::Result result = tool.get();
-        result.out = text.str();
+        result.out = text;
         return result;
     }
 
@@ -73,8 +72,7 @@ TEST_F(ToolRecoverTest, FindsSamplesOfEveryWrongLength) {
     std::string counting;
     for (unsigned n = 0; n < 1000; ++n) counting += test::Le(n, 8);
     const std::string info = Section("Info", 2, "hello"), notes = Section("Notes", 1, std::string(63, 'n'));
-    for (const std::string& samples : {Random(random, 8000), counting}) {
-        const std::string trace = Trace(samples);
+    for (const std::string& trace : {Trace(Random(random, 8000)), Trace(counting)}) {
         for (const std::string& after : {std::string(), notes, notes + Section("More", 3, "")}) {
             for (int bit = 0; bit < 32; ++bit) {
                 std::string file = "TDF2" + info + trace + after;
@@ -166,14 +164,9 @@ TEST_F(ToolRecoverTest, SaysWhatItDoesWithEachByte) {
         EXPECT_EQ(m_lost, lost) << label;
         EXPECT_NE(result.out.find(listed), std::string::npos) << label << result.out;
     }
-    const test::Result result = Recover("TDF2" + a + stray + b, " --json");
-    const auto document = nlohmann::json::parse(result.out);
-    EXPECT_EQ(document["gaps"].dump(), R"([{"offset":"20","size":"14"}])");
-    EXPECT_EQ(document["recovered"].dump() + document["unrecovered_bytes"].dump() + document["lost"].dump(),
-              R"("38""14""lost")");
-    EXPECT_NE(result.err.find("14 bytes from offset 0x14 on are in no section (--tail adds them to section 0)"),
-              std::string::npos)
-        << result.err;
+    EXPECT_NE(Recover("TDF2" + a + stray + b)
+                  .err.find("14 bytes from offset 0x14 on are in no section (--tail adds them to section 0)"),
+              std::string::npos);
     EXPECT_EQ(Recover("XDF2" + a + b).code, 3) << "only the identifier is damaged";
     EXPECT_TRUE(Has(a) && Has(b) && m_lost == "XDF2");
     EXPECT_EQ(Tool("recover in.tdf -o new.tdf --lost lost").code, 1) << "exists";
@@ -203,14 +196,11 @@ TEST_F(ToolRecoverTest, KeepsHolesAndLimits) {
     m_folder.Write("in.tdf", begin);
     std::filesystem::resize_file("in.tdf", begin.size() + kSize);
     std::ofstream("in.tdf", std::ios::app) << Section("b", 1, std::string(10000, '\0') + "data") << "stray";
-    const auto blocks = [](const char* name) {
-        struct stat status {};
-        stat(name, &status);
-        return status.st_blocks;
-    };
     EXPECT_EQ(Tool("recover in.tdf -o out.tdf").code, 3);
     EXPECT_EQ(std::filesystem::file_size("out.tdf") + 5, std::filesystem::file_size("in.tdf"));
-    EXPECT_LE(blocks("out.tdf"), 128) << "of 512 bytes";
+    struct stat status {};
+    EXPECT_EQ(stat("out.tdf", &status), 0);
+    EXPECT_LE(status.st_blocks, 128) << "of 512 bytes";
     EXPECT_EQ(Tool("verify out.tdf").code, 0);
     EXPECT_EQ(Tool("dump out.tdf --section b --format raw --range 10000:").out, "data");
     // With all that follows them, sections would be too long.
@@ -239,7 +229,10 @@ TEST_F(ToolRecoverTest, SaysThatAFileBecameShorter) {
         {"list in.tdf --json", 1, sections, 0, 4, shorter}, {"verify in.tdf", 2, sections, 4, 4, shorter},
         {"recover in.tdf --dry-run", 1, sections, 0, 4, shorter}, {"recover in.tdf --dry-run", 1, damaged, 50000, 4, shorter},
         {"dump in.tdf --index 0 --format raw", 1, data, 500017, 3, "in.tdf: 548576 of 1048576 bytes are missing: the data ends before byte 500000\n"},
-        {"dump in.tdf --index 0", 1, data, 0, 3, "bytes are missing: the data ends before byte "}};
+        {"dump in.tdf --index 0", 1, data, 0, 3, "bytes are missing: the data ends before byte "},
+        // What is saved is saved, but is not reported as the whole.
+        {"recover in.tdf -o out.tdf", 1, sections, 0, 4, shorter},
+        {"recover in.tdf -o out.tdf", 1, sections, sections.size() + 40, 3, "in.tdf: was changed while it was being read\n"}};
     // clang-format on
     for (const auto& [arguments, stream, file, size, code, reason] : rows) {
         m_folder.Write("in.tdf", file);
@@ -251,18 +244,9 @@ TEST_F(ToolRecoverTest, SaysThatAFileBecameShorter) {
         EXPECT_EQ(result.err.find("18446744"), std::string::npos) << result.err;
         EXPECT_TRUE(size != 500017 || result.out.size() == 500000);
         EXPECT_TRUE(result.out.substr(0, 1) != "{" || nlohmann::json::accept(result.out));
-        EXPECT_FALSE(std::filesystem::exists("out.tdf"));
-    }
-    // What is saved is saved, but is not reported as the whole.
-    const std::pair<std::size_t, int> changes[] = {{0, 4}, {sections.size() + 40, 3}};
-    for (const auto& [size, code] : changes) {
-        m_folder.Write("in.tdf", sections);
-        const test::Result result = WhileItWrites("recover in.tdf -o out.tdf", 1,
-                                                  [&, end = size] { std::filesystem::resize_file("in.tdf", end); });
-        EXPECT_EQ(result.code, code) << result.err;
-        EXPECT_NE(result.err.find(code == 4 ? shorter : "in.tdf: was changed while it was being read\n"),
-                  std::string::npos);
-        EXPECT_TRUE(ReadAll("out.tdf") == sections);
+        const bool isSaved = std::filesystem::exists("out.tdf");
+        EXPECT_EQ(isSaved, std::string(arguments).find("-o") != std::string::npos) << arguments;
+        EXPECT_TRUE(!isSaved || ReadAll("out.tdf") == sections) << size;
         std::filesystem::remove("out.tdf");
     }
 }

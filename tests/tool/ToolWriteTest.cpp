@@ -6,15 +6,13 @@ namespace {
 using test::ReadAll;
 using test::Section;
 using test::Trace;
+using namespace std::string_literals;
 
 struct ToolWriteTest : test::ToolFixture {
-    struct Refusal {
-        std::string arguments;
-        int code;
-        std::string reason;  // a part of the message
-    };
+    // A command line, its code, and a part of the message.
+    using Refusal = std::tuple<std::string, int, std::string>;
 
-    // Each of the command lines is refused: with its code and reason, and without any output.
+    // Each of the command lines is refused, without any output.
     void ExpectRefusals(const std::vector<Refusal>& rows) const {
         for (const auto& [arguments, code, reason] : rows) {
             const test::Result result = Tool(arguments);
@@ -57,9 +55,8 @@ TEST_F(ToolWriteTest, KnowsWhatFourGiBHold) {
         std::filesystem::resize_file(m_folder.Write("p.bin", ""), size);
         std::string codes;
         for (const std::string& command :
-             {std::string("info p.bin"), std::string("save p.bin t.tdf --allow-duplicate"), std::string("info t.tdf"),
-              std::string("list t.tdf"), std::string("verify t.tdf"), "samples t.tdf --count 1" + last,
-              std::string("append t.tdf --section a:1@d")}) {
+             {"info p.bin"s, "save p.bin t.tdf --allow-duplicate"s, "info t.tdf"s, "list t.tdf"s, "verify t.tdf"s,
+              "samples t.tdf --count 1" + last, "append t.tdf --section a:1@d"s}) {
             const test::Result result = Tool(command);
             codes += std::to_string(result.code) + (result.err.find("4 GiB") != result.err.npos ? "!" : "");
         }
@@ -79,7 +76,6 @@ TEST_F(ToolWriteTest, RefusesBeforeItWrites) {
     const std::string good = "TDF2" + Section("a", 1, "x") + Trace("12345678"), longName(4096, 'n');
     m_folder.Write("d", "data");
     m_folder.Write("t.tdf", good);
-    m_folder.Write("tail.tdf", good + "tail");
     m_folder.Write("cut.tdf", good.substr(0, good.size() - 8));
     m_folder.Write("plain.tdf", "none");
     m_folder.Write("t.bin", good);
@@ -105,10 +101,8 @@ TEST_F(ToolWriteTest, RefusesBeforeItWrites) {
         {"append t.tdf --section a:1@d", 1, "t.tdf: has a section \"a\":1 already"},
         {"append t.tdf --section a:2@big", 1, "big: makes a section"}, {"append t.tdf", 2, "--section is required"},
         {"append t.bin --section b:1@d", 4, "t.bin: is not named .tdf: hosts would not read it as a TDF file"},
-        {"append gone.tdf --section b:1@d", 4, "gone.tdf: No such file or directory"},
         {"append plain.tdf --section b:1@d", 4, "plain.tdf: is not a TDF file"},
-        {"append tail.tdf --section b:1@d", 4, "tail.tdf: "}, {"append cut.tdf --section b:1@d", 4, "cut.tdf: "},
-        {"save d t.tdf", 1, "t.tdf: has a section \"BinTraceData\":1 already"}, {"save d tail.tdf", 4, "tail.tdf: "},
+        {"save d t.tdf", 1, "t.tdf: has a section \"BinTraceData\":1 already"},
         {"save d t.tdf --allow-duplicate --driver /gone", 5, "/gone"},
         {"save big t.tdf --allow-duplicate", 1, "t.tdf: Talvora file channel driver: The trace makes a section"}});
     // clang-format on
@@ -121,39 +115,33 @@ TEST_F(ToolWriteTest, RefusesBeforeItWrites) {
 
 TEST_F(ToolWriteTest, RefusesCommandLinesAndWhatIsNotInAFile) {
     m_folder.Write("t.tdf", "TDF2" + Trace("12345678"));
-    m_folder.Write("none.tdf", "TDF2");
     std::filesystem::create_directory("empty");
     // clang-format off
-    ExpectRefusals({
+    std::vector<Refusal> rows{
         {"find t.tdf", 2, "--value or --type is required"}, {"find --value 1", 2, "FILE: is required"},
         {"find t.tdf --value 1 --type 2", 2, "--type"}, {"find t.tdf --mask 1", 2, "--value"},
         {"find t.tdf --type 256", 2, "not a type from 0 to 0xFF: 256"}, {"find t.tdf --type 1 --limit 0", 2, "--limit"},
-        {"find t.tdf --type 1 --zero now", 2, "--zero: not a time"}, {"find t.tdf --type 1 --context 10001", 2, "--context"},
-        {"find gone --type 1", 4, "gone: No such file or directory"}, {"find empty --type 1", 1, "empty: has no .tdf files"},
-        {"find --type 1 --files-from gone", 4, "gone: No such file or directory"}, {"find t.tdf --type 1", 6, ""},
-        {"find t.tdf --type 1 --from 9", 3, "t.tdf: has no sample 9: the trace ends before sample 1"},
-        {"find none.tdf --type 1", 4, "none.tdf: BinTraceData section cannot be located in the file."},
-        {"stats t.tdf --gap -1", 2, "--gap: not a number of seconds"}, {"stats t.tdf --gap 1s", 2, "--gap"},
-        {"stats t.tdf --gap nan", 2, "--gap"}, {"stats t.tdf --table --json", 2, "--table"},
-        {"stats t.tdf --gap 0.1234567891", 2, "--gap"}, {"stats t.tdf --gap .5", 2, "--gap"}, {"stats t.tdf --gap ''", 2, "--gap"},
-        {"stats t.tdf --zero ''", 2, "--zero"}, {"find t.tdf --type 1 --zero '2026-02-28 00:00:00' --to-time ''", 2, "--to-time"},
-        {"find --type 1 --files-from ''", 4, "No such file or directory"}, {"stats t.tdf --limit 1", 2, "--limit"},
-        {"stats t.tdf --limit 1000001", 2, "--limit"}, {"stats", 2, "FILE: is required"},
+        {"find t.tdf --type 1 --context 10001", 2, "--context"}, {"find empty --type 1", 1, "empty: has no .tdf files"},
+        {"find --type 1 --files-from gone", 4, "gone: No such file or directory"},
+        {"find --type 1 --files-from ''", 4, "No such file or directory"},
+        {"find t.tdf --type 1 --zero '2026-02-28 00:00:00' --to-time ''", 2, "--to-time"},
+        {"stats t.tdf --table --json", 2, "--table"}, {"stats t.tdf --zero ''", 2, "--zero"},
+        {"stats t.tdf --limit 1", 2, "--limit"}, {"stats t.tdf --limit 1000001", 2, "--limit"},
         {"stamp stm 1", 2, "--frequency is required"}, {"stamp stm 1 --frequency 0", 2, "--frequency"},
-        {"stamp stm 1 --frequency inf", 2, "not a finite number"},
-        {"stamp stm 1 --frequency nan", 2, "not a finite number"},
-        {"stamp rcv 1 --zero '2026- 2-28 00:00:00'", 2, "--zero: not a time"},
-        {"nosuch", 2, "nosuch: is not a subcommand"}, {"dump t.tdf --index 08", 4, "has no section 8"},
-        {"dump t.tdf --index -1", 2, "--index"}, {"stamp stm --frequency 1", 2, "WORD or --file is required"},
+        {"stamp stm 1 --frequency inf", 2, "not a finite number"}, {"stamp stm 1 --frequency nan", 2, "not a finite number"},
+        {"stamp stm --frequency 1", 2, "WORD or --file is required"},
         {"stamp stm 0x --frequency 1", 2, "not a 64-bit number: 0x"},
-        {"stamp rcv 1 --zero '2026-02-29 00:00:00'", 2, "--zero: not a time"},
-        {"stamp rcv 1 --zero '2026-02-28 00:00:00.1234567'", 2, "--zero: not a time"},
         {"stamp rcv --only-stamps 1 --zero '2026-02-28 00:00:00'", 2, "--only-stamps"},
+        {"", 2, ""}, {"nosuch", 2, "nosuch: is not a subcommand"},
+        {"dump t.tdf --index 08", 4, "has no section 8"}, {"dump t.tdf --index -1", 2, "--index"},
         {"samples t.tdf --from 010", 3, "has no sample 10: the trace ends before sample 1"},
-        {"samples t.tdf --format 1", 2, "--format"}, {"", 2, ""}, {"samples", 2, ""}, {"samples a --from -1", 2, ""},
-        {"samples a --count", 2, ""}, {"samples a b", 2, ""}, {"samples t.tdf --from 4294967296", 3, "has no sample 4294967296"},
-        {"samples a --format xml", 2, ""}});
+        {"samples t.tdf --from 4294967296", 3, "has no sample 4294967296"}, {"samples t.tdf --format 1", 2, "--format"}};
     // clang-format on
+    for (const std::string gap : {"-1", "1s", "0.1234567891", ".5", "''"})
+        rows.push_back({"stats t.tdf --gap " + gap, 2, "--gap: not a number of seconds"});
+    for (const std::string zero : {"now", "2026- 2-28 00:00:00", "2026-02-29 00:00:00", "2026-02-28 00:00:00.1234567"})
+        rows.push_back({"stamp rcv 1 --zero '" + zero + "'", 2, "--zero: not a time"});
+    ExpectRefusals(rows);
 }
 
 TEST_F(ToolWriteTest, SaysWhatAStrangeDriverDoes) {

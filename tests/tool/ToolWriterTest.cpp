@@ -57,12 +57,11 @@ TEST_F(ToolWriterTest, LeavesATargetWholeAtASignal) {
         for (const auto& [arguments, complete] : operations) {
             m_folder.Write("t.tdf", m_before);
             const std::size_t when = m_before.size() + random() % data.size();
-            const std::string name = std::to_string(signal);
-            const pid_t tool = Start(arguments, isIgnored ? "trap '' " + name + "; " : "");
+            const pid_t tool = Start(arguments, isIgnored ? "trap '' " + std::to_string(signal) + "; " : "");
             while (!HasEnded(tool) && std::filesystem::file_size("t.tdf") <= when) continue;
             kill(tool, signal);
             const int code = End(tool);
-            const std::string row = test::Show(arguments, "signal", name, "at", when), now = ReadAll("t.tdf");
+            const std::string row = test::Show(arguments, "signal", signal, "at", when), now = ReadAll("t.tdf");
             EXPECT_TRUE(code == 0 || (code == 128 + signal && !isIgnored)) << row << " code " << code;
             if (signal == SIGKILL) {
                 EXPECT_TRUE(now.substr(0, m_before.size()) == m_before) << row;
@@ -74,8 +73,7 @@ TEST_F(ToolWriterTest, LeavesATargetWholeAtASignal) {
         }
     };
     for (int round = 0; round < 3; ++round) {
-        for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) run(signal, false);
-        run(SIGKILL, false);
+        for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGKILL}) run(signal, false);
     }
     EXPECT_GT(takenBack, 0) << "no signal came in time";
     for (const int signal : {SIGINT, SIGHUP}) run(signal, true);
@@ -88,19 +86,17 @@ TEST_F(ToolWriterTest, WritersWaitForEachOther) {
     for (int round = 0; round < 3; ++round) {
         m_folder.Write("t.tdf", m_before);
         std::vector<pid_t> tools;
-        std::string complete = m_before;
-        for (int n = 0; n < 8; ++n) {
-            const std::string name(1, static_cast<char>('n' + n)), data(8000000, name[0]);
-            tools.push_back(Start("append t.tdf --section " + name + ":1@" + m_folder.Write(name, data)));
+        std::vector<std::string> sections;
+        for (const char name : {'n', 'o', 'p', 'q', 'r', 's', 'u', 'v'}) {
+            const std::string text(1, name), data(8000000, name);
+            sections.push_back(Section(text, 1, data));
+            tools.push_back(Start("append t.tdf --section " + text + ":1@" + m_folder.Write(text, data)));
         }
         for (const pid_t tool : tools) EXPECT_EQ(End(tool), 0) << ReadAll("err");
         const std::string now = ReadAll("t.tdf");
-        for (std::size_t at = complete.size(); at < now.size() && complete.size() < 72000000; at = complete.size()) {
-            const std::string name = now.substr(at + 12, 1);
-            complete += Section(name, 1, std::string(8000000, name[0]));
-            EXPECT_EQ(std::filesystem::remove(name), true) << "twice: " << name;
-        }
-        EXPECT_TRUE(now == complete && now.size() > 64000000) << now.size();
+        EXPECT_EQ(now.size(), m_before.size() + 8 * sections[0].size());
+        EXPECT_EQ(now.substr(0, m_before.size()), m_before);
+        for (const std::string& section : sections) EXPECT_NE(now.find(section), now.npos) << section.substr(0, 13);
     }
     // A file that takes the name while the lock of another is waited for, and is the one to be written to then.
     const std::string other = "TDF2" + Section("other", 1, ""), section = Section("new", 1, "data");
@@ -149,8 +145,7 @@ TEST_F(ToolWriterTest, SaysWhyItCannotWriteAndLeavesNothing) {
         {"nobody", "create n.tdf", "1 n.tdf: Permission denied"},
         {"", "append t.tdf --section x:1@- --section y:1@/dev/stdin", "2 " + stdin + "cannot be the data of two sections"},
         {"", "append t.tdf --section x:1@- <&-", "4 " + stdin + "Bad file descriptor"},
-        {"", "save gone t.tdf", "4 gone: No such file or directory"},
-        {"", "stamp stm --frequency 1 --file gone", "4 gone: No such file or directory"}};
+        {"", "save gone t.tdf", "4 gone: No such file or directory"}};
     // clang-format on
     for (const auto& [before, arguments, expected] : rows) {
         chmod(".", before == "nobody" ? 0555 : 0755);
