@@ -79,6 +79,7 @@ TEST_F(CaptureLimits, Chains) {
 }
 
 TEST_F(CaptureLimits, Sources) {
+    EXPECT_EQ(ErrorOf<Error>([&] { AppendTarget(m_folder.Write("p.tdf", "TDF3"), {}); }), "is not a TDF file");
     const std::string path = m_folder.Write("t.tdf", "TDF2");
     for (const std::size_t has : {3U, 2U}) {
         SectionSource source("a", 1, "memory", 3, [left = has](char*, std::size_t size) mutable {
