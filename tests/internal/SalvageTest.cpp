@@ -122,12 +122,23 @@ TEST_F(SalvageTest, ShowsEachByteOnce) {
          "fault 1@21, fault 1@22, extended 4-22 aa, cut 22-2038 data, "},
         {std::string(1, '\0') + Section("data", 1, std::string(2000, 'd'), 9999),
          "fault 0@4, gap 4-5, fault 0@5, cut 5-2021 data, ", ""},
-        {Section("\1", 1, std::string(30, 'd') + Section("data", 1, x, 99), 999), "fault 0@4, cut 4-83 \1, ", ""},
+        {Section("\1", 1, Section("data", 1, x, 99), 999), "fault 0@4, cut 4-53 \1, ", ""},
         {"XDF2" + a + b + x + a + x + a + x,
          "gap 0-4, fault 2@35, found 4-21 aa, found 21-35 bb, tail 35-55, fault 3@72, "
          "found 55-72 aa, tail 72-92, fault 4@109, found 92-109 aa, tail 109-129, ",
          "gap 0-4, fault 2@35, found 4-21 aa, fault 3@72, extended 21-55 bb, fault 4@109, "
          "extended 55-92 aa, extended 92-129 aa, "},
+        // Nothing tells which of two is true: both names are text, or neither is.
+        {Section("\1", 1, "", 13 + 16 + 20) + Section("data", 1, x + noText + x) + b,
+         "fault 2@66, intact 4-53 \1, intact 53-66 \1, tail 66-86, found 86-100 bb, ",
+         "fault 2@66, intact 4-53 \1, extended 53-86 \1, found 86-100 bb, "},
+        {Section("aa", 1, "", 14 + 16 + 20) + Section("data", 1, x + b + x) + b,
+         "fault 2@68, intact 4-54 aa, intact 54-68 bb, tail 68-88, found 88-102 bb, ",
+         "fault 2@68, intact 4-54 aa, extended 54-88 bb, found 88-102 bb, "},
+        // Once a chain was found, single sections are too.
+        {"XDF2" + x + a + b + x + a + x,
+         "gap 0-24, fault 2@55, found 24-41 aa, found 41-55 bb, tail 55-75, fault 3@92, found 75-92 aa, tail 92-112, ",
+         "gap 0-24, fault 2@55, found 24-41 aa, fault 3@92, extended 41-75 bb, extended 75-112 aa, "},
         {"\r" + noText.substr(1) + b, "found 0-13 \1, found 13-27 bb, ", ""}};
     for (const auto& [after, plain, withTail] : rows) {
         const std::string bytes = after[0] == 'X' || after[0] == '\r' ? after : "TDF2" + after;

@@ -62,6 +62,27 @@ TEST(StampTimeline, FindsTheFirstTicks) {
     EXPECT_EQ(timeline.Find(timeline.Stretches()[0], 1, run.read), kBlock + 6);
 }
 
+// A part that begins or ends within a block has not all of the block's steps.
+TEST(StampTimeline, FindsTheStepsOfAPart) {
+    const Recording run(2, {{5, 0}, {9, 9000}, {kBlock + 3, 8000}});
+    const StampTimeline timeline(run.index, 9, run.read);
+    // begin, end, and the steps between them
+    const std::tuple<std::uint64_t, std::uint64_t, Pairs, Pairs> rows[] = {
+        {0, 9, {}, {}},
+        {0, 10, {{9, 9000}}, {}},
+        {6, kBlock + 3, {}, {}},
+        {6, kBlock + 4, {}, {{kBlock + 3, 1000}}},
+        {0, 2 * kBlock, {{9, 9000}}, {{kBlock + 3, 1000}}}};
+    for (const auto& [begin, end, gaps, back] : rows) {
+        const auto listed = timeline.StepsOf(begin, end, 9, run.read),
+                   counted = timeline.StepsOf(begin, end, 0, run.read);
+        EXPECT_EQ(Listed(listed.gaps), gaps) << begin << ' ' << end;
+        EXPECT_EQ(Listed(listed.back), back) << begin << ' ' << end;
+        EXPECT_EQ(counted.gaps.count, gaps.size()) << begin << ' ' << end;
+        EXPECT_EQ(counted.back.count, back.size()) << begin << ' ' << end;
+    }
+}
+
 TEST(StampTimeline, EndsWhereWordsAreMissing) {
     constexpr std::size_t kSize = 3 * kBlock;
     for (const std::size_t back : {100U, 0U}) {
