@@ -280,7 +280,7 @@ TEST_F(UnreadableFile, IsReadAsItIsNow) {
 }
 
 // What a failed append left is cut off, through an interruption; what cannot be looked at is kept.
-TEST_F(UnreadableFile, IsNotCutOffBehindASection) {
+TEST_F(UnreadableFile, IsNotCutOffAfterASection) {
     const std::string whole = "TDF2" + Section("a", 1, "x"), left(40, '\0');
     const std::string followed = "Section to save data to is followed by another section.";
     const std::tuple<int, std::vector<int>, std::string, std::string> rows[] = {
